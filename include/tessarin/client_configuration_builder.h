@@ -1,0 +1,35 @@
+// The client configuration a host app hands to Tessarin at start. The SDK
+// creates the builder and passes it to the block given to
+// Tessarin::startWithClientConfiguration; the app fills it there.
+#ifndef TESSARIN_CLIENT_CONFIGURATION_BUILDER_H_
+#define TESSARIN_CLIENT_CONFIGURATION_BUILDER_H_
+
+#include <string>
+
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+class TSRClientConfigurationBuilder {
+ public:
+  std::string account;   // becomes "account"
+  std::string dataset;   // becomes "dataset"
+  bool usePushNotifications = false;
+  bool useDesignMode = false;
+
+  // Exactly the four keys, untrimmed and unchecked.
+  Json toDictionary() const;
+  // Trims account and dataset in place and logs, at Error level, which are
+  // left empty. The start sequence does not call it; it is for the app.
+  void logInvalidEntries();
+
+ private:
+  // Only the SDK creates builders.
+  TSRClientConfigurationBuilder() = default;
+  friend class Tessarin;
+  friend struct TSRClientConfigurationBuilderAccess;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_CLIENT_CONFIGURATION_BUILDER_H_

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds and runs the whole suite, then again under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+
+scripts/build.sh build -DTESSARIN_BUILD_BENCH=ON
+(cd build && ctest --output-on-failure -j"$(nproc)")
+
+scripts/build.sh build-asan -DTESSARIN_SANITIZE=ON -DTESSARIN_BUILD_BENCH=OFF
+(cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --output-on-failure -j"$(nproc)")

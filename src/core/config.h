@@ -1,0 +1,84 @@
+// TSRConfig: every tunable of the SDK, as five stacked layers of key/value
+// dictionaries (0 defaults, 1 client, 2 the SDK's own records, 3 server,
+// 4 run-time overrides). A look-up takes the value of the highest layer that
+// holds the key with the requested kind. Layers 1-3 persist in
+// "Tessarin-config". There is no lock: the SDK writes it on the main thread.
+#ifndef TESSARIN_CORE_CONFIG_H_
+#define TESSARIN_CORE_CONFIG_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+class TSRUtilityDI;
+class TSRUtilityPersistence;
+
+inline constexpr const char* kConfigFileName = "Tessarin-config";
+
+class TSRConfig {
+ public:
+  static constexpr long kLayerDefaults = 0;
+  static constexpr long kLayerClient = 1;
+  static constexpr long kLayerSDK = 2;
+  static constexpr long kLayerServer = 3;
+  static constexpr long kLayerRuntime = 4;
+  static constexpr long kLayerCount = 5;
+
+  // Defaults plus the layers persisted by earlier runs.
+  explicit TSRConfig(std::shared_ptr<TSRUtilityDI> di);
+
+  // The 34 built-in defaults (layer 0).
+  static const Json& defaults();
+
+  void loadFromFile();
+  void saveToFile();
+  static void deleteFile(TSRUtilityPersistence& persistence);
+  void reset();
+
+  // Merge into layer 2, 3 or 4; replace layer 1, 3 or 4. Others are refused.
+  void setConfiguration(const Json& configuration, long layer);
+  void replaceConfiguration(const Json& configuration, long layer);
+
+  // The value of the highest layer holding `key` with the requested kind, or
+  // null. The pointer stays valid until the configuration next changes.
+  const Json* type(JsonKind kind, const std::string& key, bool checkThread = false) const;
+  // That one layer's value if it has the requested kind.
+  const Json* type(JsonKind kind, const std::string& key, long layer, bool checkThread) const;
+
+  std::optional<std::string> stringForKey(const std::string& key) const;
+  const Json* numberForKey(const std::string& key) const;
+  const Json* jsonArrayForKey(const std::string& key) const;
+  const Json* jsonForKey(const std::string& key) const;
+  // Conveniences over numberForKey (booleans are numbers).
+  std::optional<double> doubleForKey(const std::string& key) const;
+  std::optional<long long> longForKey(const std::string& key) const;
+  std::optional<bool> boolForKey(const std::string& key) const;
+
+  std::optional<double> lastUpdatedForLayer(long layer) const;  // seconds since 1970
+  bool hasEmptyLayer(long layer) const;
+  bool expired() const;
+  void setExpired(bool expired);
+  std::optional<double> lastModified() const;  // seconds since 1970
+
+  Json filterConfiguration(const Json& configuration, long layer) const;
+
+  static bool clientConfigValid(const Json& configuration);
+  bool clientConfigRequiresReset(const Json& configuration) const;
+
+  const std::vector<Json>& configLayers() const { return config_layers_; }
+
+ private:
+  double Now() const;
+
+  std::shared_ptr<TSRUtilityDI> di_;
+  std::vector<Json> config_layers_;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_CORE_CONFIG_H_

@@ -1,0 +1,172 @@
+// The seam between Tessarin and the operating system.
+//
+// Everything outside the SDK's own logic (threads and queues, clocks and
+// timers, facts about the host application and the device, files) is
+// reached through one Platform object. Two implementations exist: the
+// simulated host (sim/), which runs every queue on the test's thread on
+// virtual time, and the Linux host (linux/), with real threads and files.
+#ifndef TESSARIN_PLATFORM_PLATFORM_H_
+#define TESSARIN_PLATFORM_PLATFORM_H_
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tessarin/json.h"
+
+namespace tessarin::platform {
+
+using Task = std::function<void()>;
+
+enum class Clock {
+  kMonotonic,  // stops while the device sleeps; never jumps
+  kWall,       // seconds since 1970; may jump when the user changes the time
+};
+
+// A serial queue: tasks run one at a time, in the order they were queued.
+class DispatchQueue {
+ public:
+  virtual ~DispatchQueue() = default;
+  virtual const std::string& label() const = 0;
+  virtual void async(Task task) = 0;
+  // Runs the task on the queue and waits for it. Calling it from the queue
+  // itself runs the task inline.
+  virtual void sync(Task task) = 0;
+  // Whether the calling code is running as a task of this queue (for the
+  // main queue: on the main thread).
+  virtual bool isCurrent() const = 0;
+};
+
+// A dispatch timer source. Cancelling is final and may be called from any
+// thread; a cancelled timer never fires again. The platform keeps a timer
+// until it is cancelled (or, for a one-shot timer, has fired): dropping the
+// handle does not stop it.
+class Timer {
+ public:
+  virtual ~Timer() = default;
+  virtual void cancel() = 0;
+  virtual bool cancelled() const = 0;
+};
+
+struct TimerSpec {
+  Clock clock = Clock::kMonotonic;
+  double startDelay = 0;  // seconds from now to the first firing
+  double interval = 0;    // seconds between firings; <= 0 fires once
+  double leeway = 0;      // seconds the firing may be late, to save power
+};
+
+// Facts a file operation reports when it fails.
+struct IoResult {
+  bool ok = true;
+  int code = 0;
+  std::string description;
+  static IoResult Success() { return {}; }
+  static IoResult Failure(int code, std::string description) { return {false, code, std::move(description)}; }
+};
+
+// A date, or the description of why there is none.
+struct DateResult {
+  std::optional<double> date;  // seconds since 1970
+  std::string error;
+};
+
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+  // The user-domain application-support directory, created if missing.
+  virtual std::optional<std::string> applicationSupportDirectory(std::string* error) = 0;
+  virtual IoResult createDirectory(const std::string& path) = 0;  // with intermediates
+  virtual bool fileExists(const std::string& path) = 0;
+  virtual IoResult readFile(const std::string& path, std::string* contents) = 0;
+  // Temporary file, fsync, rename; created with mode 0600.
+  virtual IoResult writeFileAtomically(const std::string& path, const std::string& contents) = 0;
+  virtual IoResult removeFile(const std::string& path) = 0;
+  virtual IoResult excludeFromBackup(const std::string& path) = 0;
+};
+
+// What the host application is and how it was built and distributed.
+class HostApplication {
+ public:
+  virtual ~HostApplication() = default;
+  virtual std::optional<std::string> bundleIdentifier() = 0;
+  // A value of the application's Info.plist, or nothing.
+  virtual std::optional<Json> infoValue(const std::string& key) = 0;
+  // The path of a resource in the application bundle, when it exists.
+  virtual std::optional<std::string> bundleResourcePath(const std::string& name,
+                                                        const std::string& type) = 0;
+  // The App Store receipt's URL, as text ("file:///..."), when the bundle names one.
+  virtual std::optional<std::string> appStoreReceiptURL() = 0;
+  virtual DateResult homeDirectoryCreationDate() = 0;
+  virtual DateResult bundleModificationDate() = 0;
+  // Whether there is a shared application object (there is none in an
+  // extension or a bare test process).
+  virtual bool hasSharedApplication() = 0;
+  // 0 active, 1 inactive, 2 background.
+  virtual int applicationState() = 0;
+  virtual bool runningInSimulator() = 0;
+  // Whether a unit-test harness is loaded in the process.
+  virtual bool runningUnitTests() = 0;
+};
+
+// Facts about the device for events.
+class Device {
+ public:
+  virtual ~Device() = default;
+  virtual std::optional<std::string> identifierForVendor() = 0;  // a UUID
+  virtual std::string hardwareMachine() = 0;                     // the kernel's machine name
+  virtual std::string model() = 0;
+  virtual std::string systemName() = 0;  // the operating system's name, e.g. "iOS"
+  virtual std::string systemVersion() = 0;
+  virtual int userInterfaceIdiom() = 0;  // 0 phone, 1 pad, -1 unspecified
+  virtual std::optional<std::string> localTimeZoneName() = 0;
+  // The advertising identifier and its switch, where an advertising
+  // framework is present; nothing where it is not.
+  virtual std::optional<std::string> advertisingIdentifier() = 0;
+  virtual std::optional<bool> advertisingTrackingEnabled() = 0;
+};
+
+// Lifecycle notification names the host application posts on the platform's
+// notification centre.
+inline constexpr const char* kApplicationDidFinishLaunchingNotification =
+    "UIApplicationDidFinishLaunchingNotification";
+inline constexpr const char* kApplicationWillEnterForegroundNotification =
+    "UIApplicationWillEnterForegroundNotification";
+inline constexpr const char* kApplicationDidBecomeActiveNotification =
+    "UIApplicationDidBecomeActiveNotification";
+inline constexpr const char* kApplicationDidEnterBackgroundNotification =
+    "UIApplicationDidEnterBackgroundNotification";
+inline constexpr const char* kApplicationWillResignActiveNotification =
+    "UIApplicationWillResignActiveNotification";
+inline constexpr const char* kApplicationWillTerminateNotification =
+    "UIApplicationWillTerminateNotification";
+inline constexpr const char* kApplicationDidChangeStatusBarOrientationNotification =
+    "UIApplicationDidChangeStatusBarOrientationNotification";
+
+class NotificationCenter;
+
+class Platform : public std::enable_shared_from_this<Platform> {
+ public:
+  virtual ~Platform() = default;
+
+  // Execution.
+  virtual std::shared_ptr<DispatchQueue> mainQueue() = 0;
+  virtual bool isMainThread() = 0;
+  virtual std::shared_ptr<DispatchQueue> createSerialQueue(const std::string& label) = 0;
+  // The block runs on the queue at each firing; the timer is already running.
+  virtual std::shared_ptr<Timer> scheduleTimer(const std::shared_ptr<DispatchQueue>& queue,
+                                               const TimerSpec& spec, Task block) = 0;
+  // Seconds on the given clock.
+  virtual double now(Clock clock) = 0;
+
+  // The platform's default notification centre.
+  virtual NotificationCenter& notificationCenter() = 0;
+
+  virtual HostApplication& hostApplication() = 0;
+  virtual Device& device() = 0;
+  virtual FileSystem& fileSystem() = 0;
+};
+
+}  // namespace tessarin::platform
+
+#endif  // TESSARIN_PLATFORM_PLATFORM_H_

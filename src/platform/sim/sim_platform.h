@@ -1,0 +1,178 @@
+// The simulated host: a scripted application and device on virtual time.
+//
+// Every queue's tasks run on the thread that drives the simulation, in the
+// order they were queued; timers fire when the test advances virtual time,
+// in deadline order. The wall clock and the monotonic clock advance together
+// but the wall clock can also jump on its own. Other threads (a network
+// thread, say) may queue tasks; `runUntil` waits for them with a deadline in
+// real time.
+#ifndef TESSARIN_PLATFORM_SIM_SIM_PLATFORM_H_
+#define TESSARIN_PLATFORM_SIM_SIM_PLATFORM_H_
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/notification_center.h"
+#include "platform/platform.h"
+
+namespace tessarin::platform::sim {
+
+class SimQueue;
+class SimTimer;
+
+// The scripted application. Tests set what they need; defaults describe an
+// app installed from a development build on the simulator.
+struct SimApplication : HostApplication {
+  std::optional<std::string> bundle_identifier = "com.tessarin.simhost";
+  Json info = Json::object({{"CFBundleShortVersionString", "1.0"}});
+  std::map<std::string, std::string> resources;  // "name.type" -> path
+  std::optional<std::string> receipt_url;
+  DateResult home_created{1600000000.0, ""};
+  DateResult bundle_modified{1600000000.0, ""};
+  bool has_shared_application = true;
+  int state = 1;  // inactive until launched
+  bool simulator = true;
+  bool unit_tests = false;
+
+  std::optional<std::string> bundleIdentifier() override { return bundle_identifier; }
+  std::optional<Json> infoValue(const std::string& key) override;
+  std::optional<std::string> bundleResourcePath(const std::string& name, const std::string& type) override;
+  std::optional<std::string> appStoreReceiptURL() override { return receipt_url; }
+  DateResult homeDirectoryCreationDate() override { return home_created; }
+  DateResult bundleModificationDate() override { return bundle_modified; }
+  bool hasSharedApplication() override { return has_shared_application; }
+  int applicationState() override { return has_shared_application ? state : 0; }
+  bool runningInSimulator() override { return simulator; }
+  bool runningUnitTests() override { return unit_tests; }
+};
+
+struct SimDevice : Device {
+  std::optional<std::string> vendor_id = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
+  std::string machine = "iPhone15,2";
+  std::string model_name = "iPhone";
+  std::string system_name = "iOS";
+  std::string system_version = "17.2";
+  int idiom = 0;
+  std::optional<std::string> time_zone = "Europe/Berlin";
+  std::optional<std::string> advertising_id;
+  std::optional<bool> advertising_enabled;
+
+  std::optional<std::string> identifierForVendor() override { return vendor_id; }
+  std::string hardwareMachine() override { return machine; }
+  std::string model() override { return model_name; }
+  std::string systemName() override { return system_name; }
+  std::string systemVersion() override { return system_version; }
+  int userInterfaceIdiom() override { return idiom; }
+  std::optional<std::string> localTimeZoneName() override { return time_zone; }
+  std::optional<std::string> advertisingIdentifier() override { return advertising_id; }
+  std::optional<bool> advertisingTrackingEnabled() override { return advertising_enabled; }
+};
+
+// A timer as the simulation sees it, for tests that check how one was made.
+struct SimTimerInfo {
+  std::string queue;
+  Clock clock;
+  double deadline;  // on its own clock
+  double interval;
+  double leeway;
+};
+
+class SimPlatform : public Platform {
+ public:
+  // Files live in a new temporary directory, removed with the platform.
+  SimPlatform();
+  // Files live under `directory`, which is kept (a second host can then
+  // reopen what the first one wrote).
+  explicit SimPlatform(std::string directory);
+  ~SimPlatform() override;
+
+  // Platform.
+  std::shared_ptr<DispatchQueue> mainQueue() override;
+  bool isMainThread() override;
+  std::shared_ptr<DispatchQueue> createSerialQueue(const std::string& label) override;
+  std::shared_ptr<Timer> scheduleTimer(const std::shared_ptr<DispatchQueue>& queue,
+                                       const TimerSpec& spec, Task block) override;
+  double now(Clock clock) override;
+  NotificationCenter& notificationCenter() override { return notifications_; }
+  HostApplication& hostApplication() override { return app_; }
+  Device& device() override { return device_; }
+  FileSystem& fileSystem() override { return *files_; }
+
+  // Scripting.
+  SimApplication& app() { return app_; }
+  SimDevice& simDevice() { return device_; }
+  const std::string& directory() const { return directory_; }
+  // The directory that plays the application-support directory.
+  std::string applicationSupportPath() const { return directory_ + "/Library/Application Support"; }
+  // Replaces the file system (e.g. with a ForwardingFileSystem that fails one call).
+  void setFileSystem(std::shared_ptr<FileSystem> files) { files_ = std::move(files); }
+  std::shared_ptr<FileSystem> posixFileSystem() const { return posix_files_; }
+
+  // Runs queued tasks until none is left. Returns how many ran.
+  std::size_t runUntilIdle();
+  // Advances both clocks by `seconds`, firing due timers in deadline order
+  // and running the tasks they queue.
+  void advance(double seconds);
+  // Moves the wall clock alone; wall-clock timers now due fire.
+  void jumpWallClock(double seconds);
+  // Runs tasks (including ones other threads queue) until `done` answers
+  // true or `real_seconds` of real time pass. Returns `done()`.
+  bool runUntil(const std::function<bool()>& done, double real_seconds = 10.0);
+
+  // Application lifecycle, as the application would post it.
+  void setApplicationState(int state) { app_.state = state; }
+  void postLifecycle(const char* name) { notifications_.post(name, &app_); }
+  void launchApp();       // did finish launching, then active
+  void enterBackground(); // will resign active, background
+  void enterForeground(); // will enter foreground, active
+
+  std::vector<SimTimerInfo> activeTimers() const;
+  std::size_t pendingTaskCount() const;
+
+ private:
+  friend class SimQueue;
+  friend class SimTimer;
+  struct Entry {
+    SimQueue* queue;
+    std::shared_ptr<DispatchQueue> keep_alive;
+    Task task;
+  };
+
+  void Enqueue(SimQueue* queue, std::shared_ptr<DispatchQueue> keep_alive, Task task);
+  void RunTask(SimQueue* queue, Task& task);
+  bool RunOne();
+  void RunQueueBacklog(SimQueue* queue);
+  void FireTimer(const std::shared_ptr<SimTimer>& timer);
+  std::shared_ptr<SimTimer> NextDueTimer(double mono_limit, double* due_mono);
+  void Init();
+
+  std::string directory_;
+  bool remove_directory_ = false;
+  std::thread::id owner_;
+  mutable std::mutex mutex_;
+  std::condition_variable posted_;
+  std::deque<Entry> tasks_;
+  SimQueue* current_ = nullptr;
+  std::shared_ptr<SimQueue> main_;
+  double mono_ = 1000.0;
+  double wall_ = 1767225600.0;  // 2026-01-01T00:00:00Z
+  std::uint64_t timer_sequence_ = 0;
+  std::vector<std::shared_ptr<SimTimer>> timers_;
+  NotificationCenter notifications_;
+  SimApplication app_;
+  SimDevice device_;
+  std::shared_ptr<FileSystem> posix_files_;
+  std::shared_ptr<FileSystem> files_;
+};
+
+}  // namespace tessarin::platform::sim
+
+#endif  // TESSARIN_PLATFORM_SIM_SIM_PLATFORM_H_

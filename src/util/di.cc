@@ -1,0 +1,30 @@
+#include "util/di.h"
+
+#include "util/host_app.h"
+#include "util/persistence.h"
+#include "util/safety.h"
+
+namespace tessarin {
+
+TSRUtilityDI::TSRUtilityDI(std::shared_ptr<platform::Platform> platform) : platform_(std::move(platform)) {}
+
+TSRUtilityDI::~TSRUtilityDI() = default;
+
+bool TSRUtilityDI::runningUnitTests() {
+  bool running = false;
+  TSRUtilitySafety::runWithTag("+[TSRUtilityDI runningUnitTests]",
+                               [&] { running = platform_->hostApplication().runningUnitTests(); });
+  return running;
+}
+
+TSRUtilityPersistence& TSRUtilityDI::persistence() {
+  std::call_once(persistence_once_, [this] { persistence_ = std::make_unique<TSRUtilityPersistence>(platform_); });
+  return *persistence_;
+}
+
+TSRUtilityHostApp& TSRUtilityDI::hostApp() {
+  std::call_once(host_app_once_, [this] { host_app_ = std::make_unique<TSRUtilityHostApp>(platform_); });
+  return *host_app_;
+}
+
+}  // namespace tessarin

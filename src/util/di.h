@@ -1,0 +1,45 @@
+// TSRUtilityDI: the one place that builds the façade's collaborators and
+// reaches the platform. A test substitutes a subclass (or a different
+// platform) to control what the façade gets.
+#ifndef TESSARIN_UTIL_DI_H_
+#define TESSARIN_UTIL_DI_H_
+
+#include <memory>
+#include <mutex>
+
+#include "platform/platform.h"
+
+namespace tessarin {
+
+class TSRUtilityPersistence;
+class TSRUtilityHostApp;
+
+class TSRUtilityDI : public std::enable_shared_from_this<TSRUtilityDI> {
+ public:
+  explicit TSRUtilityDI(std::shared_ptr<platform::Platform> platform);
+  virtual ~TSRUtilityDI();
+
+  platform::Platform& platform() { return *platform_; }
+  const std::shared_ptr<platform::Platform>& platformPtr() const { return platform_; }
+
+  // The application's bundle and the device, as the platform describes them.
+  virtual platform::HostApplication& mainBundle() { return platform_->hostApplication(); }
+  virtual platform::Device& currentDevice() { return platform_->device(); }
+  // Whether a unit-test harness is loaded; asked of the platform, guarded.
+  virtual bool runningUnitTests();
+
+  // The host's file and host-app utilities, one of each per environment.
+  TSRUtilityPersistence& persistence();
+  TSRUtilityHostApp& hostApp();
+
+ private:
+  std::shared_ptr<platform::Platform> platform_;
+  std::once_flag persistence_once_;
+  std::unique_ptr<TSRUtilityPersistence> persistence_;
+  std::once_flag host_app_once_;
+  std::unique_ptr<TSRUtilityHostApp> host_app_;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_UTIL_DI_H_

@@ -1,0 +1,50 @@
+// TSRUtilityHostApp: what the SDK needs to know about the host application,
+// all of it asked of the platform's host application and file system.
+// Values the reference platform works out once per process (the
+// provisioning profile's path and property list, the swizzling switch) are
+// worked out once per instance here, which is once per host.
+#ifndef TESSARIN_UTIL_HOST_APP_H_
+#define TESSARIN_UTIL_HOST_APP_H_
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/platform.h"
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+class TSRUtilityHostApp {
+ public:
+  explicit TSRUtilityHostApp(std::shared_ptr<platform::Platform> platform);
+
+  std::optional<std::string> bundleIdentifier();
+  std::optional<std::string> bundleVersion();        // "CFBundleShortVersionString"
+  std::optional<Json> tessarinConfiguration();       // "TessarinConfiguration"
+  std::optional<double> dataCreatedDate();           // seconds since 1970
+  std::optional<double> bundleModifiedDate();
+  std::optional<std::string> provisionPath();
+  std::optional<Json> provisionPlist();
+  bool runningInSimulator();
+  bool sandboxedAPNS();
+  bool debuggableBuild();
+  bool appStoreBuild();
+  bool testFlightBuild();
+  bool appStateIs(int state);  // 0 active, 1 inactive, 2 background
+  bool swizzlingEnabled();
+
+ private:
+  std::shared_ptr<platform::Platform> platform_;
+  std::once_flag provision_path_once_;
+  std::optional<std::string> provision_path_;
+  std::once_flag provision_plist_once_;
+  std::optional<Json> provision_plist_;
+  std::once_flag swizzling_once_;
+  bool swizzling_enabled_ = true;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_UTIL_HOST_APP_H_

@@ -1,0 +1,124 @@
+#include "util/persistence.h"
+
+#include "core/log.h"
+#include "util/json_util.h"
+
+namespace tessarin {
+namespace {
+
+// The reference platform's number for the application-support directory
+// kind, which the directory error line reports.
+constexpr long kApplicationSupportDirectoryKind = 14;
+
+}  // namespace
+
+TSRUtilityPersistence::TSRUtilityPersistence(std::shared_ptr<platform::Platform> platform)
+    : platform_(std::move(platform)) {}
+
+std::optional<std::string> TSRUtilityPersistence::directory() {
+  std::call_once(directory_once_, [this] {
+    platform::FileSystem& files = platform_->fileSystem();
+    std::string error;
+    auto support = files.applicationSupportDirectory(&error);
+    if (!support) {
+      TSR_LOG_ERROR("Persistence: Could not find/create main directory %ld %@",
+                    kApplicationSupportDirectoryKind, error);
+      return;
+    }
+    auto bundle = platform_->hostApplication().bundleIdentifier();
+    if (!bundle || bundle->empty()) {
+      directory_ = *support;
+      return;
+    }
+    std::string path = *support + "/" + *bundle;
+    if (!files.createDirectory(path).ok) {
+      TSR_LOG_ERROR("Persistence: Could not create directory %@", "file://" + path + "/");
+      return;
+    }
+    directory_ = path;
+  });
+  return directory_;
+}
+
+std::optional<std::string> TSRUtilityPersistence::PathFor(const std::string& filename) {
+  if (filename.empty()) return std::nullopt;
+  auto dir = directory();
+  if (!dir) return std::nullopt;
+  return *dir + "/" + filename;
+}
+
+std::optional<std::string> TSRUtilityPersistence::fileURL(const std::string& filename) {
+  auto path = PathFor(filename);
+  if (!path) return std::nullopt;
+  return "file://" + *path;
+}
+
+void TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& string,
+                                           const std::string& filename, bool excludeFromAppBackups) {
+  if (!string) return;
+  auto path = PathFor(filename);
+  if (!path) return;
+  platform::FileSystem& files = platform_->fileSystem();
+  platform::IoResult written = files.writeFileAtomically(*path, *string);
+  if (!written.ok) {
+    TSR_LOG_ERROR("Persistence: Error writing string to %@: %@", "file://" + *path, written.description);
+    return;
+  }
+  if (excludeFromAppBackups) {
+    platform::IoResult excluded = files.excludeFromBackup(*path);
+    if (!excluded.ok) {
+      TSR_LOG_WARN("Persistence: Could not exclude file from backups %@ %@", "file://" + *path,
+                   excluded.description);
+    }
+  }
+}
+
+void TSRUtilityPersistence::saveRawJSON(const std::optional<Json>& object, const std::string& filename,
+                                        bool excludeFromAppBackups) {
+  if (!object || filename.empty() || !directory()) return;
+  auto text = TSRUtilityJSON::stringFromJSON(*object);
+  if (!text) return;
+  saveJSONString(text, filename, excludeFromAppBackups);
+}
+
+std::optional<std::string> TSRUtilityPersistence::loadJSONStringFromFilename(const std::string& filename) {
+  auto path = PathFor(filename);
+  if (!path) return std::nullopt;
+  platform::FileSystem& files = platform_->fileSystem();
+  if (!files.fileExists(*path)) return std::nullopt;
+  std::string contents;
+  platform::IoResult read = files.readFile(*path, &contents);
+  if (!read.ok) {
+    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", "file://" + *path, read.description);
+    return std::nullopt;
+  }
+  if (!TSRUtilityJSON::isValidUTF8(contents)) {
+    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", "file://" + *path,
+                  "The file couldn't be opened because the text encoding of its contents can't be determined.");
+    return std::nullopt;
+  }
+  return contents;
+}
+
+std::optional<Json> TSRUtilityPersistence::loadJSONFromFilename(const std::string& filename) {
+  auto text = loadJSONStringFromFilename(filename);
+  if (!text) return std::nullopt;
+  return TSRUtilityJSON::jsonFromString(text);
+}
+
+std::optional<Json> TSRUtilityPersistence::loadJSONArrayFromFilename(const std::string& filename) {
+  auto text = loadJSONStringFromFilename(filename);
+  if (!text) return std::nullopt;
+  return TSRUtilityJSON::jsonArrayFromString(text);
+}
+
+void TSRUtilityPersistence::deleteFilename(const std::string& filename) {
+  auto path = PathFor(filename);
+  if (!path) return;
+  platform::FileSystem& files = platform_->fileSystem();
+  if (!files.fileExists(*path)) return;
+  platform::IoResult removed = files.removeFile(*path);
+  if (!removed.ok) TSR_LOG_ERROR("Persistence: Error removing %@ %@", "file://" + *path, removed.description);
+}
+
+}  // namespace tessarin

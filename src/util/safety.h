@@ -1,0 +1,64 @@
+// Guarded execution: no exception raised inside the SDK reaches the host
+// app. Each runner catches std::exception (the platform's exception class),
+// logs it with the caller's tag, and rethrows only when the host app asked
+// for it during development. Other kinds of exception pass through.
+#ifndef TESSARIN_UTIL_SAFETY_H_
+#define TESSARIN_UTIL_SAFETY_H_
+
+#include <atomic>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+// An exception with the fields the exception report prints. SDK code may
+// throw it where the reference platform would raise a named exception.
+class TSRException : public std::runtime_error {
+ public:
+  TSRException(std::string name, const std::string& reason, Json userInfo = nullptr);
+  const std::string& name() const { return name_; }
+  const Json& userInfo() const { return user_info_; }
+  const std::vector<std::string>& callStackSymbols() const { return symbols_; }
+
+ private:
+  std::string name_;
+  Json user_info_;
+  std::vector<std::string> symbols_;
+};
+
+class TSRUtilitySafety {
+ public:
+  using Block = std::function<void()>;
+
+  static void setThrowExceptions(bool value) { throw_exceptions_.store(value, std::memory_order_relaxed); }
+  static bool throwExceptions() { return throw_exceptions_.load(std::memory_order_relaxed); }
+
+  // Logs the exception report; rethrows the exception being handled when
+  // `throwExceptions` is set, so it must be called from inside a handler.
+  static void logException(const std::exception& exception, const char* tag);
+
+  static void runWithTag(const char* tag, const Block& block);
+  static void runOnMainWithTag(platform::Platform& platform, const char* tag, Block block);
+  static void runOnMainUNSAFE(platform::Platform& platform, Block block);
+  static void runAsyncOnQueue(const std::shared_ptr<platform::DispatchQueue>& queue, const char* tag,
+                              Block block);
+  static void runSyncOnQueue(const std::shared_ptr<platform::DispatchQueue>& queue, const char* tag,
+                             Block block);
+  static void runAfterDelay(platform::Platform& platform, double seconds, bool useWallTime,
+                            const std::shared_ptr<platform::DispatchQueue>& queue, const char* tag,
+                            Block block);
+
+ private:
+  static inline std::atomic<bool> throw_exceptions_{false};
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_UTIL_SAFETY_H_
