@@ -1,6 +1,6 @@
 #include "util/di.h"
 
-#include "util/host_app.h"
+#include "util/host_app.h"  // complete type for the member's destructor
 #include "util/persistence.h"
 #include "util/safety.h"
 
@@ -20,11 +20,6 @@ bool TSRUtilityDI::runningUnitTests() {
 TSRUtilityPersistence& TSRUtilityDI::persistence() {
   std::call_once(persistence_once_, [this] { persistence_ = std::make_unique<TSRUtilityPersistence>(platform_); });
   return *persistence_;
-}
-
-TSRUtilityHostApp& TSRUtilityDI::hostApp() {
-  std::call_once(host_app_once_, [this] { host_app_ = std::make_unique<TSRUtilityHostApp>(platform_); });
-  return *host_app_;
 }
 
 }  // namespace tessarin
