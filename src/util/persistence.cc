@@ -1,5 +1,7 @@
 #include "util/persistence.h"
 
+#include <string_view>
+
 #include "core/log.h"
 #include "util/json_util.h"
 
@@ -9,6 +11,31 @@ namespace {
 // The reference platform's number for the application-support directory
 // kind, which the directory error line reports.
 constexpr long kApplicationSupportDirectoryKind = 14;
+
+// A path as a file URL prints in log lines: characters a URL path cannot
+// hold (the space in "Application Support", non-ASCII bytes) are
+// percent-encoded.
+std::string FileURL(const std::string& path) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string url = "file://";
+  for (unsigned char c : path) {
+    bool allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                   std::string_view("!$&'()*+,-./:=@_~").find(static_cast<char>(c)) != std::string_view::npos;
+    if (allowed) {
+      url += static_cast<char>(c);
+    } else {
+      url += '%';
+      url += kHex[c >> 4];
+      url += kHex[c & 15];
+    }
+  }
+  return url;
+}
+
+// What reading a file as UTF-8 reports when its bytes are not UTF-8.
+std::string NotUTF8Description(const std::string& filename) {
+  return "The file \u201c" + filename + "\u201d couldn\u2019t be opened using text encoding Unicode (UTF-8).";
+}
 
 }  // namespace
 
@@ -32,7 +59,7 @@ std::optional<std::string> TSRUtilityPersistence::directory() {
     }
     std::string path = *support + "/" + *bundle;
     if (!files.createDirectory(path).ok) {
-      TSR_LOG_ERROR("Persistence: Could not create directory %@", "file://" + path + "/");
+      TSR_LOG_ERROR("Persistence: Could not create directory %@", FileURL(path + "/"));
       return;
     }
     directory_ = path;
@@ -50,7 +77,7 @@ std::optional<std::string> TSRUtilityPersistence::PathFor(const std::string& fil
 std::optional<std::string> TSRUtilityPersistence::fileURL(const std::string& filename) {
   auto path = PathFor(filename);
   if (!path) return std::nullopt;
-  return "file://" + *path;
+  return FileURL(*path);
 }
 
 void TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& string,
@@ -61,13 +88,13 @@ void TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& str
   platform::FileSystem& files = platform_->fileSystem();
   platform::IoResult written = files.writeFileAtomically(*path, *string);
   if (!written.ok) {
-    TSR_LOG_ERROR("Persistence: Error writing string to %@: %@", "file://" + *path, written.description);
+    TSR_LOG_ERROR("Persistence: Error writing string to %@: %@", FileURL(*path), written.description);
     return;
   }
   if (excludeFromAppBackups) {
     platform::IoResult excluded = files.excludeFromBackup(*path);
     if (!excluded.ok) {
-      TSR_LOG_WARN("Persistence: Could not exclude file from backups %@ %@", "file://" + *path,
+      TSR_LOG_WARN("Persistence: Could not exclude file from backups %@ %@", FileURL(*path),
                    excluded.description);
     }
   }
@@ -89,12 +116,12 @@ std::optional<std::string> TSRUtilityPersistence::loadJSONStringFromFilename(con
   std::string contents;
   platform::IoResult read = files.readFile(*path, &contents);
   if (!read.ok) {
-    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", "file://" + *path, read.description);
+    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", FileURL(*path), read.description);
     return std::nullopt;
   }
   if (!TSRUtilityJSON::isValidUTF8(contents)) {
-    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", "file://" + *path,
-                  "The file couldn't be opened because the text encoding of its contents can't be determined.");
+    TSR_LOG_ERROR("Persistence: Error loading string from %@: %@", FileURL(*path),
+                  NotUTF8Description(filename));
     return std::nullopt;
   }
   return contents;
@@ -118,7 +145,7 @@ void TSRUtilityPersistence::deleteFilename(const std::string& filename) {
   platform::FileSystem& files = platform_->fileSystem();
   if (!files.fileExists(*path)) return;
   platform::IoResult removed = files.removeFile(*path);
-  if (!removed.ok) TSR_LOG_ERROR("Persistence: Error removing %@ %@", "file://" + *path, removed.description);
+  if (!removed.ok) TSR_LOG_ERROR("Persistence: Error removing %@ %@", FileURL(*path), removed.description);
 }
 
 }  // namespace tessarin
