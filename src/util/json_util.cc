@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <unicode/unistr.h>
+
 #include "core/log.h"
 
 namespace tessarin {
@@ -14,6 +16,18 @@ std::optional<Json> Parse(const std::string& data, std::string* error) {
     *error = e.what();
     return std::nullopt;
   }
+}
+
+// The text as it can be shown: each malformed UTF-8 sequence becomes U+FFFD.
+std::string Printable(const std::string& text) {
+  std::string out;
+  icu::UnicodeString::fromUTF8(text).toUTF8String(out);
+  return out;
+}
+
+// The class name of what parsing produced, "(null)" when it produced nothing.
+LogArg ClassOf(const std::optional<Json>& parsed) {
+  return parsed ? LogArg(JsonClassName(*parsed)) : LogArg();
 }
 
 bool ValidValue(const Json& value) {
@@ -79,10 +93,11 @@ std::optional<Json> TSRUtilityJSON::rawJSONFromData(const std::string& data) {
 }
 
 std::optional<Json> TSRUtilityJSON::jsonFromData(const std::string& data) {
+  // Nothing parsed is not a dictionary either, so a parse failure is also
+  // reported as an unexpected class.
   auto parsed = rawJSONFromData(data);
-  if (!parsed) return std::nullopt;
-  if (!parsed->is_object()) {
-    TSR_LOG_ERROR("JSON: Unexpected class for deserialized JSON Object: %@", JsonClassName(*parsed));
+  if (!parsed || !parsed->is_object()) {
+    TSR_LOG_ERROR("JSON: Unexpected class for deserialized JSON Object: %@", ClassOf(parsed));
     return std::nullopt;
   }
   return parsed;
@@ -90,9 +105,8 @@ std::optional<Json> TSRUtilityJSON::jsonFromData(const std::string& data) {
 
 std::optional<Json> TSRUtilityJSON::jsonArrayFromData(const std::string& data) {
   auto parsed = rawJSONFromData(data);
-  if (!parsed) return std::nullopt;
-  if (!parsed->is_array()) {
-    TSR_LOG_ERROR("JSON: Unexpected class for deserialized JSON Array: %@", JsonClassName(*parsed));
+  if (!parsed || !parsed->is_array()) {
+    TSR_LOG_ERROR("JSON: Unexpected class for deserialized JSON Array: %@", ClassOf(parsed));
     return std::nullopt;
   }
   return parsed;
@@ -104,7 +118,7 @@ std::optional<Json> TSRUtilityJSON::jsonFromString(const std::optional<std::stri
     return std::nullopt;
   }
   if (!isValidUTF8(*string)) {
-    TSR_LOG_ERROR("JSON: Couldn't encode as UTF8 string: %@", JsonDump(Json(*string)));
+    TSR_LOG_ERROR("JSON: Couldn't encode as UTF8 string: %@", Printable(*string));
     return std::nullopt;
   }
   auto parsed = jsonFromData(*string);
@@ -118,7 +132,7 @@ std::optional<Json> TSRUtilityJSON::jsonArrayFromString(const std::optional<std:
     return std::nullopt;
   }
   if (!isValidUTF8(*string)) {
-    TSR_LOG_ERROR("JSON: Couldn't encode as UTF8 string: %@", JsonDump(Json(*string)));
+    TSR_LOG_ERROR("JSON: Couldn't encode as UTF8 string: %@", Printable(*string));
     return std::nullopt;
   }
   auto parsed = jsonArrayFromData(*string);
