@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tessarin/json.h"
@@ -46,18 +47,21 @@ class TSRConfig {
 
   // The value of the highest layer holding `key` with the requested kind, or
   // null. The pointer stays valid until the configuration next changes.
-  const Json* type(JsonKind kind, const std::string& key, bool checkThread = false) const;
+  // Keys are views so that a look-up by a literal allocates nothing: the SDK
+  // reads its tunables on the host app's UI thread, often.
+  const Json* type(JsonKind kind, std::string_view key, bool checkThread = false) const;
   // That one layer's value if it has the requested kind.
-  const Json* type(JsonKind kind, const std::string& key, long layer, bool checkThread) const;
+  const Json* type(JsonKind kind, std::string_view key, long layer, bool checkThread) const;
 
-  std::optional<std::string> stringForKey(const std::string& key) const;
-  const Json* numberForKey(const std::string& key) const;
-  const Json* jsonArrayForKey(const std::string& key) const;
-  const Json* jsonForKey(const std::string& key) const;
-  // Conveniences over numberForKey (booleans are numbers).
-  std::optional<double> doubleForKey(const std::string& key) const;
-  std::optional<long long> longForKey(const std::string& key) const;
-  std::optional<bool> boolForKey(const std::string& key) const;
+  std::optional<std::string> stringForKey(std::string_view key) const;
+  const Json* numberForKey(std::string_view key) const;
+  const Json* jsonArrayForKey(std::string_view key) const;
+  const Json* jsonForKey(std::string_view key) const;
+  // Conveniences over numberForKey (booleans are numbers; a fraction is
+  // truncated towards zero for longForKey; any non-zero number is true).
+  std::optional<double> doubleForKey(std::string_view key) const;
+  std::optional<long long> longForKey(std::string_view key) const;
+  std::optional<bool> boolForKey(std::string_view key) const;
 
   std::optional<double> lastUpdatedForLayer(long layer) const;  // seconds since 1970
   bool hasEmptyLayer(long layer) const;
