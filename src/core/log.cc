@@ -7,19 +7,24 @@
 #include "platform/system_log.h"
 
 namespace tessarin {
+namespace {
+
+// How the null marker prints, as the platform describes its null object.
+const std::string kNullMarkerDescription = "<null>";
+
+}  // namespace
 
 LogArg::LogArg(const Json& j) {
   if (j.is_null()) {
     // A JSON null is an object of its own (the null marker), not a missing one.
     kind_ = Kind::kText;
-    text_ = "<null>";
+    text_.assign(kNullMarkerDescription);
   } else if (j.is_string()) {
     kind_ = Kind::kText;
     text_ = j.get_ref<const std::string&>();
   } else if (j.is_boolean()) {
     kind_ = Kind::kSigned;
     signed_ = j.get<bool>() ? 1 : 0;
-    text_ = j.get<bool>() ? "1" : "0";
   } else if (j.is_number_unsigned()) {
     kind_ = Kind::kUnsigned;
     unsigned_ = j.get<std::uint64_t>();

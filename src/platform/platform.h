@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tessarin/json.h"
 
@@ -107,6 +108,11 @@ class HostApplication {
   virtual bool runningInSimulator() = 0;
   // Whether a unit-test harness is loaded in the process.
   virtual bool runningUnitTests() = 0;
+  // The status bar's orientation, where the application answers it:
+  // 1 portrait, 2 portrait upside down, 3 landscape left, 4 landscape right.
+  virtual std::optional<int> statusBarOrientation() { return std::nullopt; }
+  // Width and height of the first normal window, when there is one.
+  virtual std::optional<std::pair<double, double>> firstNormalWindowSize() { return std::nullopt; }
 };
 
 // Facts about the device for events.

@@ -17,6 +17,31 @@ bool TSRUtilityDI::runningUnitTests() {
   return running;
 }
 
+std::shared_ptr<HttpSender> TSRUtilityDI::senderWithConfig(const TSRConfig&) { return nullptr; }
+
+std::shared_ptr<EventQueue> TSRUtilityDI::queuedEventSenderWithSender(const std::shared_ptr<HttpSender>&,
+                                                                      const TSRConfig&, EventQueueSuccessBlock,
+                                                                      EventQueueFailureBlock) {
+  return nullptr;
+}
+
+std::shared_ptr<ReachabilityMonitor> TSRUtilityDI::reachabilityManagerWithStatusChangeBlock(
+    ReachabilityStatusBlock) {
+  return nullptr;
+}
+
+std::shared_ptr<CampaignRouter> TSRUtilityDI::campaignDispatcherWithConfig(const TSRConfig&) { return nullptr; }
+
+std::shared_ptr<PushTokenReporter> TSRUtilityDI::pushTokenManagerWithConfig(const TSRConfig&,
+                                                                            const std::shared_ptr<EventQueue>&) {
+  return nullptr;
+}
+
+std::shared_ptr<MessagePresenter> TSRUtilityDI::uiManagerWithCampaignDispatcher(
+    const std::shared_ptr<CampaignRouter>&) {
+  return nullptr;
+}
+
 TSRUtilityPersistence& TSRUtilityDI::persistence() {
   std::call_once(persistence_once_, [this] { persistence_ = std::make_unique<TSRUtilityPersistence>(platform_); });
   return *persistence_;

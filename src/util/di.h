@@ -7,10 +7,12 @@
 #include <memory>
 #include <mutex>
 
+#include "core/collaborators.h"
 #include "platform/platform.h"
 
 namespace tessarin {
 
+class TSRConfig;
 class TSRUtilityPersistence;
 class TSRUtilityHostApp;
 
@@ -27,6 +29,21 @@ class TSRUtilityDI : public std::enable_shared_from_this<TSRUtilityDI> {
   virtual platform::Device& currentDevice() { return platform_->device(); }
   // Whether a unit-test harness is loaded; asked of the platform, guarded.
   virtual bool runningUnitTests();
+
+  // The façade's collaborators. Each answers null while that collaborator
+  // is not part of the build; the façade then holds none and does without.
+  virtual std::shared_ptr<HttpSender> senderWithConfig(const TSRConfig& config);
+  virtual std::shared_ptr<EventQueue> queuedEventSenderWithSender(const std::shared_ptr<HttpSender>& sender,
+                                                                  const TSRConfig& config,
+                                                                  EventQueueSuccessBlock successBlock,
+                                                                  EventQueueFailureBlock failureBlock);
+  virtual std::shared_ptr<ReachabilityMonitor> reachabilityManagerWithStatusChangeBlock(
+      ReachabilityStatusBlock statusChangeBlock);
+  virtual std::shared_ptr<CampaignRouter> campaignDispatcherWithConfig(const TSRConfig& config);
+  virtual std::shared_ptr<PushTokenReporter> pushTokenManagerWithConfig(
+      const TSRConfig& config, const std::shared_ptr<EventQueue>& eventSender);
+  virtual std::shared_ptr<MessagePresenter> uiManagerWithCampaignDispatcher(
+      const std::shared_ptr<CampaignRouter>& campaignDispatcher);
 
   // The host's file and host-app utilities, one of each per environment.
   TSRUtilityPersistence& persistence();

@@ -9,25 +9,10 @@
 #include <memory>
 
 #include "core/log.h"
+#include "util/unicode_trim.h"
 
 namespace tessarin {
 namespace {
-
-bool IsWhiteSpaceAt(const std::string& s, std::size_t begin, std::size_t* end) {
-  int32_t i = static_cast<int32_t>(begin);
-  UChar32 c;
-  U8_NEXT(s.data(), i, static_cast<int32_t>(s.size()), c);
-  *end = static_cast<std::size_t>(i);
-  return c >= 0 && u_hasBinaryProperty(c, UCHAR_WHITE_SPACE);
-}
-
-bool IsWhiteSpaceBefore(const std::string& s, std::size_t end, std::size_t* begin) {
-  int32_t i = static_cast<int32_t>(end);
-  UChar32 c;
-  U8_PREV(s.data(), 0, i, c);
-  *begin = static_cast<std::size_t>(i);
-  return c >= 0 && u_hasBinaryProperty(c, UCHAR_WHITE_SPACE);
-}
 
 // Expressions are compiled once and shared: a compiled pattern is immutable
 // and hands out one matcher per call, so any thread may use it.
@@ -57,14 +42,10 @@ const icu::RegexPattern* AlphaNumericPattern() {
 
 std::optional<std::string> TSRUtilityString::trimString(const std::optional<std::string>& string) {
   if (!string) return std::nullopt;
-  const std::string& s = *string;
-  std::size_t begin = 0, next = 0;
-  while (begin < s.size() && IsWhiteSpaceAt(s, begin, &next)) begin = next;
-  std::size_t end = s.size(), previous = 0;
-  while (end > begin && IsWhiteSpaceBefore(s, end, &previous)) end = previous;
-  if (begin == 0 && end == s.size()) return string;
-  TSR_LOG_WARN("String: Trimming: '%@'", s);
-  return s.substr(begin, end - begin);
+  std::string trimmed = TrimWhitespaceAndNewlines(*string);
+  if (trimmed.size() == string->size()) return string;
+  TSR_LOG_WARN("String: Trimming: '%@'", *string);
+  return trimmed;
 }
 
 std::optional<std::string> TSRUtilityString::removeAllWhitespaceFromString(

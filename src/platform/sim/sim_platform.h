@@ -41,6 +41,8 @@ struct SimApplication : HostApplication {
   int state = 1;  // inactive until launched
   bool simulator = true;
   bool unit_tests = false;
+  std::optional<int> status_bar_orientation;
+  std::optional<std::pair<double, double>> window_size;
 
   std::optional<std::string> bundleIdentifier() override { return bundle_identifier; }
   std::optional<Json> infoValue(const std::string& key) override;
@@ -52,6 +54,8 @@ struct SimApplication : HostApplication {
   int applicationState() override { return has_shared_application ? state : 0; }
   bool runningInSimulator() override { return simulator; }
   bool runningUnitTests() override { return unit_tests; }
+  std::optional<int> statusBarOrientation() override { return status_bar_orientation; }
+  std::optional<std::pair<double, double>> firstNormalWindowSize() override { return window_size; }
 };
 
 struct SimDevice : Device {

@@ -1,0 +1,181 @@
+// Tessarin: the one entry object of the SDK.
+//
+// The host app starts it once, after the user's consent, with a client
+// configuration (account and dataset); from then on Tessarin observes the
+// application, sends what the app reports, and routes the service's
+// campaigns back. Every entry point returns at once, never raises, and hops
+// to the main thread where the SDK does its work.
+#ifndef TESSARIN_TESSARIN_H_
+#define TESSARIN_TESSARIN_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tessarin/client_configuration_builder.h"
+#include "tessarin/json.h"
+#include "tessarin/log.h"
+
+namespace tessarin {
+
+// The SDK's reverse-DNS identifier: it prefixes notification names, the
+// error domain and queue labels.
+inline constexpr const char* kTessarinSDKIdentifier = "com.tessarin.sdk";
+inline constexpr const char* kTessarinSDKVersion = "1.5.0";
+
+// Notifications the SDK posts on the platform's notification centre.
+inline constexpr const char* TessarinNotificationConfigUpdate = "com.tessarin.sdk.notification.configUpdate";
+inline constexpr const char* TessarinNotificationReset = "com.tessarin.sdk.notification.reset";
+inline constexpr const char* TessarinNotificationServerConfigLoaded =
+    "com.tessarin.sdk.notification.serverConfigLoaded";
+inline constexpr const char* TessarinNotificationStartAsNecessary =
+    "com.tessarin.sdk.notification.startAsNecessary";
+inline constexpr const char* TessarinNotificationStopAsNecessary =
+    "com.tessarin.sdk.notification.stopAsNecessary";
+inline constexpr const char* TessarinNotificationUserActive = "com.tessarin.sdk.notification.userActive";
+inline constexpr const char* TessarinNotificationUserIdle = "com.tessarin.sdk.notification.userIdle";
+
+class TSRConfig;
+class TSRContext;
+class TSRUtilityDI;
+class EventQueue;
+class HttpSender;
+class ReachabilityMonitor;
+class CampaignRouter;
+class PushTokenReporter;
+class MessagePresenter;
+namespace platform {
+class Platform;
+class Timer;
+}  // namespace platform
+
+class Tessarin : public std::enable_shared_from_this<Tessarin> {
+ public:
+  // The process-wide instance, created on first use on the process's host
+  // platform.
+  static std::shared_ptr<Tessarin> sharedInstance();
+  // A façade of its own over the given environment (a test's simulated host,
+  // or an embedder's). Most apps use sharedInstance().
+  static std::shared_ptr<Tessarin> createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment);
+
+  Tessarin(const Tessarin&) = delete;
+  Tessarin& operator=(const Tessarin&) = delete;
+  ~Tessarin();
+
+  // Starting and stopping.
+  void startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block);
+  void startWithTessarinAccountKey(const std::string& account, const std::string& dataset);
+  void startWithConfiguration(const Json& configuration);
+  void stop();
+  void stopAndClearProperties(bool clearProperties);
+  void reset();
+  void resetAndClearProperties(bool clearProperties);
+
+  // Identity: in memory only, readable from any thread.
+  void setUserId(const std::optional<std::string>& userId);
+  std::optional<std::string> userId();
+  void setAccountId(const std::optional<std::string>& accountId);
+  std::optional<std::string> accountId();
+  std::optional<std::string> anonymousId();
+
+  // Attributes ride on the next action event. A missing value clears the
+  // attribute on the service.
+  void setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name);
+  void setAccountAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name);
+
+  long logLevel() const;
+  void setLogLevel(long logLevel);
+
+  std::shared_ptr<TSRContext> globalContext() const;
+  TSRConfig& config() { return *config_; }
+
+  bool started() const { return started_; }
+  bool disabled() const { return disabled_; }
+  bool running() const { return started_ && !disabled_; }
+  bool runningAndNotDesignMode() const { return running() && !design_mode_; }
+  bool designMode() const { return design_mode_; }
+  bool isServerConfigLoaded() const { return server_config_loaded_; }
+
+  // --- Used by the SDK's own parts. ---
+  static const std::vector<std::string>& reservedEventKeys();
+  void setAttributeValue(const std::optional<std::string>& value, const std::optional<std::string>& name);
+  void onConfigUpdate();
+  void processLaunchIfNecessary();
+  void startSystemsAsNecessary();
+  void stopSystemsAsNecessary();
+  void setDisabled(bool disabled);
+  void trackInstallOrUpgradeIfNecessary();
+  void sendConfigRequestIfNecessary();
+  // The parameters of the server-configuration request, or nothing when one
+  // is missing (logged).
+  std::optional<std::vector<std::string>> buildConfigRequestParams();
+  bool hasReachedActiveAfterLaunchOrBackground() const { return has_reached_active_; }
+  bool processedLaunch() const { return processed_launch_; }
+  const std::optional<std::string>& testExperienceId() const { return test_experience_id_; }
+  // Attributes waiting for the next action event.
+  const Json& pendingAttributes() const { return attributes_; }
+  // Collaborators (null while not part of the build or while disabled).
+  std::shared_ptr<EventQueue> eventSender() const { return event_sender_; }
+  std::shared_ptr<CampaignRouter> campaignDispatcher() const { return campaign_dispatcher_; }
+  std::shared_ptr<PushTokenReporter> pushTokenManager() const { return push_token_manager_; }
+  std::shared_ptr<MessagePresenter> uiManager() const { return ui_manager_; }
+  TSRUtilityDI& environment() { return *di_; }
+
+ private:
+  explicit Tessarin(std::shared_ptr<TSRUtilityDI> environment);
+  void InitPrivate();
+  void RegisterObserversAlways();
+  void RegisterObserversWhenRunning();
+  void RemoveObserversWhenRunning();
+  void CreateEventSender();
+  void MarkServerConfigLoaded();
+  void StopSequence();
+  void ClearTestSelection();
+  void TrackOnGlobalContext(const std::string& action);
+  std::string OrientationName();
+  bool AppStateIs(int state);
+  void Post(const char* name);
+  // Runs `body` on the main thread, guarded with `tag`, holding the façade weakly.
+  void OnMain(const char* tag, std::function<void(Tessarin&)> body);
+
+  std::shared_ptr<TSRUtilityDI> di_;
+  std::shared_ptr<platform::Platform> platform_;
+  std::unique_ptr<TSRConfig> config_;
+
+  bool started_ = false;
+  bool disabled_ = false;
+  bool design_mode_ = false;
+  bool server_config_loaded_ = false;
+  bool has_reached_active_ = false;
+  bool processed_launch_ = false;
+
+  mutable std::mutex identity_mutex_;
+  std::optional<std::string> user_id_;
+  std::optional<std::string> account_id_;
+
+  Json attributes_ = Json::object();
+  std::shared_ptr<TSRContext> global_context_;
+
+  bool observers_always_registered_ = false;
+  std::vector<std::uint64_t> observers_always_;
+  std::optional<std::vector<std::uint64_t>> observers_when_running_;
+
+  std::optional<std::string> config_request_uuid_;
+  std::shared_ptr<HttpSender> sender_;
+  std::shared_ptr<EventQueue> event_sender_;
+  std::shared_ptr<ReachabilityMonitor> reachability_;
+  std::shared_ptr<CampaignRouter> campaign_dispatcher_;
+  std::shared_ptr<PushTokenReporter> push_token_manager_;
+  std::shared_ptr<MessagePresenter> ui_manager_;
+
+  std::optional<std::string> test_experience_id_;
+  std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_TESSARIN_H_

@@ -1,0 +1,76 @@
+// What the façade needs of each collaborator it owns. The concrete classes
+// (the queued event sender, the HTTP sender, the reachability monitor, the
+// campaign dispatcher, the push token manager, the in-app message manager)
+// implement these; TSRUtilityDI builds them, so a test can hand the façade
+// its own.
+#ifndef TESSARIN_CORE_COLLABORATORS_H_
+#define TESSARIN_CORE_COLLABORATORS_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+class TSRConfig;
+
+// The bounded, persisted queue of event records that sends them in batches.
+class EventQueue {
+ public:
+  virtual ~EventQueue() = default;
+  virtual void addEvent(const Json& event) = 0;
+  virtual void startSendingQueuedEvents() = 0;
+  virtual void stopSendingQueuedEvents() = 0;
+  virtual void saveToFile() = 0;
+  virtual void deleteFile() = 0;
+  virtual void updateWithConfig(const TSRConfig& config) = 0;
+};
+
+// Called on the main queue with the queue that sent the batch, so that the
+// façade can ignore a queue it has since dropped.
+using EventQueueSuccessBlock = std::function<void(EventQueue* queue, const Json& responses)>;
+using EventQueueFailureBlock = std::function<void(EventQueue* queue, const std::string& errorDescription)>;
+
+// The HTTP sender that talks to the service's endpoints.
+class HttpSender {
+ public:
+  virtual ~HttpSender() = default;
+  virtual void updateWithConfig(const TSRConfig& config) = 0;
+};
+
+// Follows the network's reachability and reports each change of status.
+class ReachabilityMonitor {
+ public:
+  virtual ~ReachabilityMonitor() = default;
+  virtual void startMonitoring() = 0;
+  virtual void stopMonitoring() = 0;
+};
+using ReachabilityStatusBlock = std::function<void(int status)>;
+
+// Routes campaigns to the handlers registered per context and target.
+class CampaignRouter {
+ public:
+  virtual ~CampaignRouter() = default;
+  virtual void clearAllCampaignsHeld() = 0;
+  virtual void unregisterAllAndDisable() = 0;
+};
+
+// Reports push tokens to the service.
+class PushTokenReporter {
+ public:
+  virtual ~PushTokenReporter() = default;
+  virtual void enqueuePushTokenUpdateEvent() = 0;
+};
+
+// Shows in-app messages.
+class MessagePresenter {
+ public:
+  virtual ~MessagePresenter() = default;
+  virtual void hideAllAnimated(bool animated) = 0;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_CORE_COLLABORATORS_H_

@@ -1,0 +1,605 @@
+#include "tessarin/tessarin.h"
+
+#include <algorithm>
+
+#include "core/collaborators.h"
+#include "core/config.h"
+#include "core/log.h"
+#include "platform/notification_center.h"
+#include "platform/platform.h"
+#include "util/device_util.h"
+#include "util/di.h"
+#include "util/host_app.h"
+#include "util/safety.h"
+#include "util/unicode_trim.h"
+
+namespace tessarin {
+namespace {
+
+constexpr int kStateActive = 0;
+constexpr int kStateBackground = 2;
+constexpr std::size_t kMaxAttributeValueLength = 1024;
+
+}  // namespace
+
+const std::vector<std::string>& Tessarin::reservedEventKeys() {
+  static const std::vector<std::string> keys = {
+      "timestamp", ".d", ".on", ".ov", ".an", ".av", ".mbv", ".s", "userId", "company",
+      "action", ".vcd", ".top", "_ak", "_ds", ".se", "_anon", ".anonId", ".aaId"};
+  return keys;
+}
+
+std::shared_ptr<Tessarin> Tessarin::createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment) {
+  std::shared_ptr<Tessarin> facade(new Tessarin(std::move(environment)));
+  facade->InitPrivate();
+  return facade;
+}
+
+Tessarin::Tessarin(std::shared_ptr<TSRUtilityDI> environment)
+    : di_(std::move(environment)), platform_(di_->platformPtr()) {}
+
+void Tessarin::InitPrivate() {
+  processed_launch_ = false;
+  attributes_ = Json::object();
+  config_ = std::make_unique<TSRConfig>(di_);
+
+  if (auto disable = config_->boolForKey("disable")) disabled_ = *disable;
+  if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
+
+  // The global tracking context arrives with the tracking contexts; until
+  // then the façade holds none and tracks nothing on it.
+
+  sender_ = di_->senderWithConfig(*config_);
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  reachability_ = di_->reachabilityManagerWithStatusChangeBlock([weak](int status) {
+    auto self = weak.lock();
+    if (!self || status == 0) return;
+    self->startSystemsAsNecessary();
+    self->sendConfigRequestIfNecessary();
+  });
+
+  if (!disabled_) {
+    campaign_dispatcher_ = di_->campaignDispatcherWithConfig(*config_);
+    CreateEventSender();
+    push_token_manager_ = di_->pushTokenManagerWithConfig(*config_, event_sender_);
+  }
+
+  OnMain("-[Tessarin initPrivate]", [](Tessarin& self) { self.RegisterObserversAlways(); });
+  TSRUtilitySafety::runAsyncOnQueue(platform_->mainQueue(), "-[Tessarin initPrivate]_block_invoke",
+                                    [weak] {
+                                      if (auto self = weak.lock()) self->processLaunchIfNecessary();
+                                    });
+}
+
+Tessarin::~Tessarin() {
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  for (auto token : observers_always_) center.removeObserver(token);
+  if (observers_when_running_) {
+    for (auto token : *observers_when_running_) center.removeObserver(token);
+  }
+  if (reachability_) reachability_->stopMonitoring();
+  if (event_sender_) event_sender_->stopSendingQueuedEvents();
+  if (clear_test_experience_id_timer_) clear_test_experience_id_timer_->cancel();
+  if (started_ && event_sender_) event_sender_->saveToFile();
+}
+
+void Tessarin::OnMain(const char* tag, std::function<void(Tessarin&)> body) {
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, tag, [weak, body = std::move(body)] {
+    if (auto self = weak.lock()) body(*self);
+  });
+}
+
+void Tessarin::Post(const char* name) { platform_->notificationCenter().post(name, this); }
+
+bool Tessarin::AppStateIs(int state) { return di_->hostApp().appStateIs(state); }
+
+void Tessarin::CreateEventSender() {
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  event_sender_ = di_->queuedEventSenderWithSender(
+      sender_, *config_,
+      [weak](EventQueue* queue, const Json& responses) {
+        auto self = weak.lock();
+        // A queue dropped by a reset may still report; only the current one counts.
+        if (!self || queue != self->event_sender_.get()) return;
+        (void)responses;  // handled by the event-response reader once it exists
+      },
+      [weak](EventQueue* queue, const std::string& error) {
+        auto self = weak.lock();
+        if (!self || queue != self->event_sender_.get()) return;
+        if (self->running()) TSR_LOG_ERROR("Event send error: %@", error);
+      });
+}
+
+// --- Start, stop, reset ---
+
+void Tessarin::startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block) {
+  TSRClientConfigurationBuilder builder;
+  TSRUtilitySafety::runWithTag("-[Tessarin startWithClientConfiguration:]", [&] {
+    if (block) block(builder);
+  });
+  startWithConfiguration(builder.toDictionary());
+}
+
+void Tessarin::startWithTessarinAccountKey(const std::string& account, const std::string& dataset) {
+  startWithClientConfiguration([&](TSRClientConfigurationBuilder& builder) {
+    builder.account = account;
+    builder.dataset = dataset;
+  });
+}
+
+void Tessarin::startWithConfiguration(const Json& configuration) {
+  OnMain("-[Tessarin startWithConfiguration:]", [configuration](Tessarin& self) {
+    if (self.started_) {
+      TSR_LOG_WARN("Ignoring start request, already started");
+      return;
+    }
+    if (!TSRConfig::clientConfigValid(configuration)) {
+      TSR_LOG_ERROR("Cannot start, invalid client configuration: %@", configuration);
+      return;
+    }
+    self.started_ = true;
+    if (self.config_->clientConfigRequiresReset(configuration)) {
+      // A different account or dataset starts afresh, keeping ids and attributes.
+      self.resetAndClearProperties(false);
+      self.started_ = true;
+    }
+    TSR_LOG_INFO("Starting with client configuration: %@", configuration);
+    self.config_->replaceConfiguration(configuration, TSRConfig::kLayerClient);
+    self.onConfigUpdate();
+    self.processLaunchIfNecessary();
+  });
+}
+
+void Tessarin::stop() { stopAndClearProperties(true); }
+
+void Tessarin::stopAndClearProperties(bool clearProperties) {
+  (void)clearProperties;  // stopping behaves the same either way, deliberately
+  OnMain("-[Tessarin stopAndClearProperties:]", [](Tessarin& self) { self.StopSequence(); });
+}
+
+void Tessarin::StopSequence() {
+  TSR_LOG_WARN("Stopping");
+  bool was_started = started_;
+  started_ = false;
+  server_config_loaded_ = false;
+  stopSystemsAsNecessary();
+  if (was_started && event_sender_) event_sender_->saveToFile();
+  if (campaign_dispatcher_) campaign_dispatcher_->clearAllCampaignsHeld();
+  ClearTestSelection();
+}
+
+void Tessarin::ClearTestSelection() {
+  // Ending the test selection; with none active this shows nothing.
+  test_experience_id_.reset();
+  if (clear_test_experience_id_timer_) {
+    clear_test_experience_id_timer_->cancel();
+    clear_test_experience_id_timer_.reset();
+  }
+}
+
+void Tessarin::reset() { resetAndClearProperties(true); }
+
+void Tessarin::resetAndClearProperties(bool clearProperties) {
+  OnMain("-[Tessarin resetAndClearProperties:]", [clearProperties](Tessarin& self) {
+    self.StopSequence();
+    TSR_LOG_WARN("Resetting");
+    self.Post(TessarinNotificationReset);
+    if (clearProperties) {
+      self.setUserId(std::nullopt);
+      self.setAccountId(std::nullopt);
+      self.attributes_ = Json::object();
+    }
+    if (self.event_sender_) {
+      self.event_sender_->deleteFile();
+      self.event_sender_.reset();
+    }
+    // Read before the layers are emptied: a level the host app set survives
+    // a reset that keeps properties.
+    const Json* runtime_level =
+        self.config_->type(JsonKind::kNumber, "logLevel", TSRConfig::kLayerRuntime, false);
+    long kept_level = runtime_level ? runtime_level->get<long>() : 0;
+    self.config_->reset();
+    self.config_request_uuid_.reset();
+    if (clearProperties) {
+      TSRLogger::setLogLevel(TSRLogLevelDefault);
+    } else {
+      self.setLogLevel(kept_level);
+    }
+    self.processed_launch_ = false;
+    self.processLaunchIfNecessary();
+  });
+}
+
+// --- Configuration and systems ---
+
+void Tessarin::onConfigUpdate() {
+  if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
+  if (auto disable = config_->boolForKey("disable")) setDisabled(*disable);
+  if (sender_) sender_->updateWithConfig(*config_);
+  if (event_sender_) event_sender_->updateWithConfig(*config_);
+  // "ignorableClasses" reaches the view-controller tracking once it exists.
+  Post(TessarinNotificationConfigUpdate);
+  startSystemsAsNecessary();
+}
+
+void Tessarin::processLaunchIfNecessary() {
+  if (processed_launch_ || !started_) return;
+  processed_launch_ = true;
+  onConfigUpdate();
+  if (AppStateIs(kStateBackground)) return;  // a launch into the background is not tracked
+  config_->setExpired(true);
+  if (config_->boolForKey("trackLaunch").value_or(false)) TrackOnGlobalContext("App Launch");
+}
+
+void Tessarin::MarkServerConfigLoaded() {
+  if (server_config_loaded_) return;
+  server_config_loaded_ = true;
+  TSR_LOG_INFO("Tessarin server configuration loaded; events are campaign-eligible");
+  Post(TessarinNotificationServerConfigLoaded);
+}
+
+void Tessarin::startSystemsAsNecessary() {
+  bool active = AppStateIs(kStateActive);
+  if (active && reachability_) reachability_->startMonitoring();
+  if (disabled_) return;
+
+  // A disabled-then-re-enabled SDK gets its collaborators back here.
+  if (!campaign_dispatcher_) campaign_dispatcher_ = di_->campaignDispatcherWithConfig(*config_);
+  if (!event_sender_) CreateEventSender();
+  if (!push_token_manager_) push_token_manager_ = di_->pushTokenManagerWithConfig(*config_, event_sender_);
+
+  if (!started_) return;
+  RegisterObserversWhenRunning();
+  if (!ui_manager_) ui_manager_ = di_->uiManagerWithCampaignDispatcher(campaign_dispatcher_);
+  trackInstallOrUpgradeIfNecessary();
+
+  if (active) {
+    // The design gesture arrives with design mode.
+    if (config_->hasEmptyLayer(TSRConfig::kLayerServer)) {
+      // Queued events stay held until the server configuration arrives.
+      sendConfigRequestIfNecessary();
+    } else if (!design_mode_) {
+      if (event_sender_) event_sender_->startSendingQueuedEvents();
+      MarkServerConfigLoaded();
+    }
+  }
+  Post(TessarinNotificationStartAsNecessary);
+}
+
+void Tessarin::stopSystemsAsNecessary() {
+  bool background = AppStateIs(kStateBackground);
+  if (background) {
+    if (reachability_) reachability_->stopMonitoring();
+    design_mode_ = false;
+  }
+  if (!(started_ && !disabled_ && !design_mode_ && !background)) {
+    if (event_sender_) {
+      event_sender_->stopSendingQueuedEvents();
+      if (started_) event_sender_->saveToFile();
+    }
+  }
+  if (!(started_ && !disabled_)) {
+    if (ui_manager_) {
+      ui_manager_->hideAllAnimated(false);
+      ui_manager_.reset();
+    }
+    RemoveObserversWhenRunning();
+    design_mode_ = false;
+  }
+  if (disabled_) {
+    if (event_sender_) {
+      event_sender_->deleteFile();
+      event_sender_.reset();
+    }
+    if (campaign_dispatcher_) {
+      campaign_dispatcher_->unregisterAllAndDisable();
+      campaign_dispatcher_.reset();
+    }
+  }
+  Post(TessarinNotificationStopAsNecessary);
+}
+
+void Tessarin::setDisabled(bool disabled) {
+  if (disabled == disabled_) return;
+  disabled_ = disabled;
+  if (disabled) {
+    TSR_LOG_WARN("Tessarin is disabled.");
+    server_config_loaded_ = false;
+    stopSystemsAsNecessary();
+  } else {
+    TSR_LOG_WARN(
+        "Tessarin has been re-enabled. May need to renavigate to screens or relaunch app for full Tessarin "
+        "functionality after being disabled.");
+    startSystemsAsNecessary();
+  }
+}
+
+void Tessarin::trackInstallOrUpgradeIfNecessary() {
+  if (!runningAndNotDesignMode()) return;
+  TSRUtilityHostApp& host = di_->hostApp();
+  auto version = host.bundleVersion();
+  if (!version) {
+    TSR_LOG_WARN("Could not determine bundle version");
+    return;
+  }
+  auto last = config_->stringForKey("__lastAppVersion");
+  if (last && *last == *version) return;
+  auto modified = host.bundleModifiedDate();
+  auto created = host.dataCreatedDate();
+  if (!modified || !created) return;
+  config_->setConfiguration(Json{{"__lastAppVersion", *version}}, TSRConfig::kLayerSDK);
+  if (config_->boolForKey("trackInstallUpgrade").value_or(false)) {
+    // An app whose bundle changed well after its data was created was upgraded.
+    TrackOnGlobalContext(*modified - *created > 1.0 ? "App Upgrade" : "App Install");
+  }
+}
+
+std::optional<std::vector<std::string>> Tessarin::buildConfigRequestParams() {
+  std::optional<std::string> os_name = di_->currentDevice().systemName();
+  if (os_name && os_name->empty()) os_name.reset();
+  TSRUtilityHostApp& host = di_->hostApp();
+  std::optional<std::string> bundle_id = host.bundleIdentifier();
+  std::optional<std::string> bundle_version = host.bundleVersion();
+  std::string missing;
+  auto note = [&missing](const std::optional<std::string>& value, const char* name) {
+    if (value) return;
+    if (!missing.empty()) missing += ", ";
+    missing += name;
+  };
+  note(os_name, "os name");
+  note(bundle_id, "bundle id");
+  note(bundle_version, "bundle version");
+  if (!missing.empty()) {
+    TSR_LOG_ERROR("Missing params for config request: %@", missing);
+    return std::nullopt;
+  }
+  return std::vector<std::string>{*os_name, *bundle_id, *bundle_version, kTessarinSDKVersion};
+}
+
+void Tessarin::sendConfigRequestIfNecessary() {
+  if (config_->hasEmptyLayer(TSRConfig::kLayerClient) || !config_->expired() || config_request_uuid_ ||
+      design_mode_) {
+    return;
+  }
+  // The request itself goes through the HTTP sender; without one there is
+  // nothing to ask with.
+  if (!sender_) return;
+  TSR_LOG_INFO("Config: update attempt");
+  if (!buildConfigRequestParams()) {
+    TSR_LOG_ERROR("Config: Need params for request");
+    return;
+  }
+}
+
+// --- Observers ---
+
+void Tessarin::RegisterObserversAlways() {
+  if (observers_always_registered_) return;
+  observers_always_registered_ = true;
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  auto main = platform_->mainQueue();
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_always_.push_back(center.addObserver(
+        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
+          auto self = weak.lock();
+          if (!self) return;
+          self->OnMain(tag, body);
+        }));
+  };
+  observe(platform::kApplicationDidFinishLaunchingNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke", [](Tessarin& self) {
+            if (!self.disabled_) TSR_LOG_DEBUG("applicationDidFinishLaunching");
+            self.processLaunchIfNecessary();
+          });
+  observe(platform::kApplicationWillEnterForegroundNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_2", [](Tessarin& self) {
+            self.config_->setExpired(true);
+            if (self.disabled_) return;
+            TSR_LOG_DEBUG("applicationWillEnterForeground");
+            if (self.config_->boolForKey("trackForeground").value_or(false)) {
+              self.TrackOnGlobalContext("App Foreground");
+            }
+          });
+  observe(platform::kApplicationDidBecomeActiveNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_3", [](Tessarin& self) {
+            self.has_reached_active_ = true;
+            if (!self.disabled_) TSR_LOG_DEBUG("applicationDidBecomeActive");
+            self.processLaunchIfNecessary();
+            self.startSystemsAsNecessary();
+            // The application's last-event date is refreshed here once idle
+            // tracking exists.
+            self.sendConfigRequestIfNecessary();
+          });
+  observe(platform::kApplicationDidEnterBackgroundNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_4", [](Tessarin& self) {
+            self.has_reached_active_ = false;
+            if (!self.disabled_) {
+              TSR_LOG_DEBUG("applicationDidEnterBackground");
+              if (self.config_->boolForKey("trackBackground").value_or(false)) {
+                self.TrackOnGlobalContext("App Background");
+              }
+            }
+            self.stopSystemsAsNecessary();
+          });
+}
+
+void Tessarin::RegisterObserversWhenRunning() {
+  if (observers_when_running_) return;
+  observers_when_running_.emplace();
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  auto main = platform_->mainQueue();
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_when_running_->push_back(center.addObserver(
+        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
+          auto self = weak.lock();
+          if (!self) return;
+          self->OnMain(tag, body);
+        }));
+  };
+  observe(platform::kApplicationWillResignActiveNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke", [](Tessarin&) {
+            TSR_LOG_DEBUG("applicationWillResignActive");
+            // The user is marked inactive here once idle tracking exists.
+          });
+  observe(platform::kApplicationWillTerminateNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke_2", [](Tessarin& self) {
+            TSR_LOG_WARN("applicationWillTerminate");
+            self.stopSystemsAsNecessary();
+          });
+  observe(platform::kApplicationDidChangeStatusBarOrientationNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke_3", [](Tessarin& self) {
+            std::string orientation = self.OrientationName();
+            TSR_LOG_DEBUG("applicationDidChangeStatusBarOrientation %@", orientation);
+            if (self.config_->boolForKey("trackOrientation").value_or(false)) {
+              self.TrackOnGlobalContext("App Orientation " + orientation);
+            }
+          });
+}
+
+void Tessarin::RemoveObserversWhenRunning() {
+  if (!observers_when_running_) return;
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  for (auto token : *observers_when_running_) center.removeObserver(token);
+  observers_when_running_.reset();
+}
+
+std::string Tessarin::OrientationName() {
+  platform::HostApplication& app = di_->mainBundle();
+  if (auto orientation = app.statusBarOrientation()) {
+    if (*orientation == 1 || *orientation == 2) return "Portrait";
+    if (*orientation == 3 || *orientation == 4) return "Landscape";
+    return "Unknown";
+  }
+  if (auto size = app.firstNormalWindowSize()) {
+    if (size->second > size->first) return "Portrait";
+    if (size->first > size->second) return "Landscape";
+  }
+  return "Unknown";
+}
+
+void Tessarin::TrackOnGlobalContext(const std::string& action) {
+  // Tracking goes through the global context, which arrives with the
+  // tracking contexts; until then there is nothing to track on.
+  (void)action;
+}
+
+std::shared_ptr<TSRContext> Tessarin::globalContext() const {
+  if (disabled_) return nullptr;
+  return global_context_;
+}
+
+// --- Identity ---
+
+void Tessarin::setUserId(const std::optional<std::string>& userId) {
+  std::string trimmed = userId ? TrimWhitespaceAndNewlines(*userId) : std::string();
+  {
+    std::lock_guard<std::mutex> lock(identity_mutex_);
+    if (trimmed == "0") {
+      TSR_LOG_ERROR("Ignoring attempt to set userId to \"0\".");
+      return;
+    }
+    if (trimmed.empty()) {
+      user_id_.reset();
+      account_id_.reset();
+      TSR_LOG_INFO("Cleared userId and accountId");
+    } else {
+      user_id_ = trimmed;
+    }
+  }
+  // The service links the push token to the new user.
+  OnMain("-[Tessarin setUserId:]_block_invoke", [](Tessarin& self) {
+    if (self.push_token_manager_) self.push_token_manager_->enqueuePushTokenUpdateEvent();
+  });
+}
+
+std::optional<std::string> Tessarin::userId() {
+  std::lock_guard<std::mutex> lock(identity_mutex_);
+  return user_id_;
+}
+
+void Tessarin::setAccountId(const std::optional<std::string>& accountId) {
+  std::string trimmed = accountId ? TrimWhitespaceAndNewlines(*accountId) : std::string();
+  std::lock_guard<std::mutex> lock(identity_mutex_);
+  if (trimmed == "0") {
+    TSR_LOG_ERROR("Ignoring attempt to set accountId to \"0\".");
+    return;
+  }
+  if (trimmed.empty()) {
+    account_id_.reset();
+    TSR_LOG_INFO("Cleared accountId");
+  } else {
+    account_id_ = trimmed;
+  }
+}
+
+std::optional<std::string> Tessarin::accountId() {
+  std::lock_guard<std::mutex> lock(identity_mutex_);
+  return account_id_;
+}
+
+std::optional<std::string> Tessarin::anonymousId() {
+  if (disabled_) return std::nullopt;
+  return TSRUtilityDevice::identifierForVendor(*di_);
+}
+
+// --- Attributes ---
+
+void Tessarin::setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name) {
+  setAttributeValue(value, name);
+}
+
+void Tessarin::setAccountAttribute(const std::optional<std::string>& value,
+                                   const std::optional<std::string>& name) {
+  setAttributeValue(value, name);
+}
+
+void Tessarin::setAttributeValue(const std::optional<std::string>& value, const std::optional<std::string>& name) {
+  OnMain("-[Tessarin setAttributeValue:name:]", [value, name](Tessarin& self) {
+    if (self.disabled_) return;
+    std::optional<std::string> trimmed_name;
+    if (name) trimmed_name = TrimWhitespaceAndNewlines(*name);
+    std::optional<std::string> trimmed_value;
+    if (value) trimmed_value = TrimWhitespaceAndNewlines(*value);
+
+    bool valid = true;
+    if (!trimmed_name || trimmed_name->empty()) {
+      TSR_LOG_ERROR("Attribute name must be a non-empty NSString.");
+      valid = false;
+    } else {
+      const auto& reserved = reservedEventKeys();
+      if (std::find(reserved.begin(), reserved.end(), *trimmed_name) != reserved.end()) {
+        TSR_LOG_ERROR("Attribute is invalid because it uses a reserved name: %@", *trimmed_name);
+        valid = false;
+      }
+    }
+    if (!valid) {
+      TSR_LOG_ERROR("Ignoring invalid attribute: %@ %@", trimmed_name, trimmed_value);
+      return;
+    }
+    if (!trimmed_value) {
+      // The null marker travels in the next event and clears the attribute.
+      self.attributes_[*trimmed_name] = nullptr;
+      TSR_LOG_INFO("Clearing attribute %@", *trimmed_name);
+      return;
+    }
+    std::string stored = Utf16Prefix(*trimmed_value, kMaxAttributeValueLength);
+    self.attributes_[*trimmed_name] = stored;
+    TSR_LOG_INFO("Setting attribute %@ to the value %@", *trimmed_name, stored);
+  });
+}
+
+// --- Log level ---
+
+long Tessarin::logLevel() const { return TSRLogger::logLevel(); }
+
+void Tessarin::setLogLevel(long logLevel) {
+  OnMain("-[Tessarin setLogLevel:]", [logLevel](Tessarin& self) {
+    self.config_->setConfiguration(Json{{"logLevel", logLevel}}, TSRConfig::kLayerRuntime);
+    TSRLogger::setLogLevel(logLevel);
+  });
+}
+
+}  // namespace tessarin

@@ -1,0 +1,68 @@
+#include "util/unicode_trim.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+namespace tessarin {
+namespace {
+
+bool IsTrimmable(UChar32 c) {
+  // White_Space covers the separators, tab, the line and paragraph breaks
+  // and U+0085; invalid sequences are never trimmed.
+  return c >= 0 && u_hasBinaryProperty(c, UCHAR_WHITE_SPACE);
+}
+
+}  // namespace
+
+std::string TrimWhitespaceAndNewlines(std::string_view text) {
+  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+  int32_t length = static_cast<int32_t>(text.size());
+  int32_t begin = 0;
+  while (begin < length) {
+    int32_t next = begin;
+    UChar32 c;
+    U8_NEXT(s, next, length, c);
+    if (!IsTrimmable(c)) break;
+    begin = next;
+  }
+  int32_t end = length;
+  while (end > begin) {
+    int32_t previous = end;
+    UChar32 c;
+    U8_PREV(s, begin, previous, c);
+    if (!IsTrimmable(c)) break;
+    end = previous;
+  }
+  return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+}
+
+std::size_t Utf16Length(std::string_view text) {
+  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+  int32_t length = static_cast<int32_t>(text.size());
+  std::size_t units = 0;
+  for (int32_t i = 0; i < length;) {
+    UChar32 c;
+    U8_NEXT(s, i, length, c);
+    units += (c > 0xFFFF) ? 2 : 1;
+  }
+  return units;
+}
+
+std::string Utf16Prefix(std::string_view text, std::size_t units) {
+  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+  int32_t length = static_cast<int32_t>(text.size());
+  std::size_t counted = 0;
+  int32_t i = 0;
+  while (i < length) {
+    int32_t next = i;
+    UChar32 c;
+    U8_NEXT(s, next, length, c);
+    std::size_t width = (c > 0xFFFF) ? 2 : 1;
+    if (counted + width > units) break;
+    counted += width;
+    i = next;
+  }
+  return std::string(text.substr(0, static_cast<std::size_t>(i)));
+}
+
+}  // namespace tessarin

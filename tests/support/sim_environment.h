@@ -1,0 +1,153 @@
+// A simulated host with an environment whose collaborators are recording
+// fakes, for tests of the façade's interplay with them.
+#ifndef TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
+#define TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/collaborators.h"
+#include "platform/sim/sim_platform.h"
+#include "util/di.h"
+
+namespace tessarin::testing {
+
+// Every fake appends "<name>.<call>" to one shared journal, so a test can
+// assert the order of calls across collaborators.
+using Journal = std::shared_ptr<std::vector<std::string>>;
+
+class FakeEventQueue : public EventQueue {
+ public:
+  explicit FakeEventQueue(Journal journal) : journal_(std::move(journal)) {}
+  void addEvent(const Json& event) override {
+    events.push_back(event);
+    journal_->push_back("queue.addEvent");
+  }
+  void startSendingQueuedEvents() override { journal_->push_back("queue.start"); }
+  void stopSendingQueuedEvents() override { journal_->push_back("queue.stop"); }
+  void saveToFile() override { journal_->push_back("queue.save"); }
+  void deleteFile() override { journal_->push_back("queue.delete"); }
+  void updateWithConfig(const TSRConfig&) override { journal_->push_back("queue.update"); }
+  std::vector<Json> events;
+  EventQueueSuccessBlock success;
+  EventQueueFailureBlock failure;
+
+ private:
+  Journal journal_;
+};
+
+class FakeSender : public HttpSender {
+ public:
+  explicit FakeSender(Journal journal) : journal_(std::move(journal)) {}
+  void updateWithConfig(const TSRConfig&) override { journal_->push_back("sender.update"); }
+
+ private:
+  Journal journal_;
+};
+
+class FakeReachability : public ReachabilityMonitor {
+ public:
+  explicit FakeReachability(Journal journal) : journal_(std::move(journal)) {}
+  void startMonitoring() override { journal_->push_back("reachability.start"); }
+  void stopMonitoring() override { journal_->push_back("reachability.stop"); }
+  ReachabilityStatusBlock block;
+
+ private:
+  Journal journal_;
+};
+
+class FakeDispatcher : public CampaignRouter {
+ public:
+  explicit FakeDispatcher(Journal journal) : journal_(std::move(journal)) {}
+  void clearAllCampaignsHeld() override { journal_->push_back("dispatcher.clear"); }
+  void unregisterAllAndDisable() override { journal_->push_back("dispatcher.disable"); }
+
+ private:
+  Journal journal_;
+};
+
+class FakePushTokens : public PushTokenReporter {
+ public:
+  explicit FakePushTokens(Journal journal) : journal_(std::move(journal)) {}
+  void enqueuePushTokenUpdateEvent() override { journal_->push_back("push.enqueue"); }
+
+ private:
+  Journal journal_;
+};
+
+class FakeMessages : public MessagePresenter {
+ public:
+  explicit FakeMessages(Journal journal) : journal_(std::move(journal)) {}
+  void hideAllAnimated(bool animated) override {
+    journal_->push_back(animated ? "ui.hide.animated" : "ui.hide");
+  }
+
+ private:
+  Journal journal_;
+};
+
+// An environment that hands the façade recording fakes and remembers the
+// last of each it made.
+class FakeEnvironment : public TSRUtilityDI {
+ public:
+  explicit FakeEnvironment(std::shared_ptr<platform::Platform> platform)
+      : TSRUtilityDI(std::move(platform)), journal(std::make_shared<std::vector<std::string>>()) {}
+
+  std::shared_ptr<HttpSender> senderWithConfig(const TSRConfig&) override {
+    return sender = std::make_shared<FakeSender>(journal);
+  }
+  std::shared_ptr<EventQueue> queuedEventSenderWithSender(const std::shared_ptr<HttpSender>&, const TSRConfig&,
+                                                          EventQueueSuccessBlock success,
+                                                          EventQueueFailureBlock failure) override {
+    ++queues_made;
+    queue = std::make_shared<FakeEventQueue>(journal);
+    queue->success = std::move(success);
+    queue->failure = std::move(failure);
+    return queue;
+  }
+  std::shared_ptr<ReachabilityMonitor> reachabilityManagerWithStatusChangeBlock(
+      ReachabilityStatusBlock block) override {
+    reachability = std::make_shared<FakeReachability>(journal);
+    reachability->block = std::move(block);
+    return reachability;
+  }
+  std::shared_ptr<CampaignRouter> campaignDispatcherWithConfig(const TSRConfig&) override {
+    ++dispatchers_made;
+    return dispatcher = std::make_shared<FakeDispatcher>(journal);
+  }
+  std::shared_ptr<PushTokenReporter> pushTokenManagerWithConfig(const TSRConfig&,
+                                                                const std::shared_ptr<EventQueue>&) override {
+    return push = std::make_shared<FakePushTokens>(journal);
+  }
+  std::shared_ptr<MessagePresenter> uiManagerWithCampaignDispatcher(
+      const std::shared_ptr<CampaignRouter>&) override {
+    return messages = std::make_shared<FakeMessages>(journal);
+  }
+
+  bool journalHas(const std::string& entry) const {
+    for (const auto& e : *journal) {
+      if (e == entry) return true;
+    }
+    return false;
+  }
+  int journalCount(const std::string& entry) const {
+    int n = 0;
+    for (const auto& e : *journal) n += e == entry;
+    return n;
+  }
+
+  Journal journal;
+  std::shared_ptr<FakeSender> sender;
+  std::shared_ptr<FakeEventQueue> queue;
+  std::shared_ptr<FakeReachability> reachability;
+  std::shared_ptr<FakeDispatcher> dispatcher;
+  std::shared_ptr<FakePushTokens> push;
+  std::shared_ptr<FakeMessages> messages;
+  int queues_made = 0;
+  int dispatchers_made = 0;
+};
+
+}  // namespace tessarin::testing
+
+#endif  // TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
