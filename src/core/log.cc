@@ -195,15 +195,9 @@ void LogEmit(long level, const char* file, int line, const char* format, std::ve
 
   // The message format is placed into the line before expansion, so the
   // arguments are substituted exactly once, over the whole line.
-  std::string line_format = "TSR ";
-  line_format += label;
-  line_format += " [";
-  line_format += name;
-  line_format += ":";
-  line_format += std::to_string(line);
-  line_format += "] ";
-  std::size_t prefix_length = line_format.size();
-  line_format += format ? format : "(null)";
+  std::string line_format =
+      FormatLogMessage("TSR %@ [%@:%d] %@", {LogArg(label), LogArg(name), LogArg(line), LogArg(format)});
+  std::size_t prefix_length = line_format.size() - (format ? std::strlen(format) : 6);
 
   LogRecord record;
   record.level = level;
