@@ -102,7 +102,8 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
 
   // --- Used by the SDK's own parts. ---
   static const std::vector<std::string>& reservedEventKeys();
-  void setAttributeValue(const std::optional<std::string>& value, const std::optional<std::string>& name);
+  // A null value clears the attribute; a value that is not a string is refused.
+  void setAttributeValue(const Json& value, const std::optional<std::string>& name);
   void onConfigUpdate();
   void processLaunchIfNecessary();
   void startSystemsAsNecessary();

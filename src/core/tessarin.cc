@@ -454,7 +454,7 @@ void Tessarin::RegisterObserversWhenRunning() {
             std::string orientation = self.OrientationName();
             TSR_LOG_DEBUG("applicationDidChangeStatusBarOrientation %@", orientation);
             if (self.config_->boolForKey("trackOrientation").value_or(false)) {
-              self.TrackOnGlobalContext("App Orientation " + orientation);
+              self.TrackOnGlobalContext(FormatLogMessage("App Orientation %@", {LogArg(orientation)}));
             }
           });
 }
@@ -547,26 +547,35 @@ std::optional<std::string> Tessarin::anonymousId() {
 
 // --- Attributes ---
 
+namespace {
+
+Json AttributeValue(const std::optional<std::string>& value) { return value ? Json(*value) : Json(nullptr); }
+
+}  // namespace
+
 void Tessarin::setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name) {
-  setAttributeValue(value, name);
+  setAttributeValue(AttributeValue(value), name);
 }
 
 void Tessarin::setAccountAttribute(const std::optional<std::string>& value,
                                    const std::optional<std::string>& name) {
-  setAttributeValue(value, name);
+  setAttributeValue(AttributeValue(value), name);
 }
 
-void Tessarin::setAttributeValue(const std::optional<std::string>& value, const std::optional<std::string>& name) {
+void Tessarin::setAttributeValue(const Json& value, const std::optional<std::string>& name) {
   OnMain("-[Tessarin setAttributeValue:name:]", [value, name](Tessarin& self) {
     if (self.disabled_) return;
     std::optional<std::string> trimmed_name;
     if (name) trimmed_name = TrimWhitespaceAndNewlines(*name);
-    std::optional<std::string> trimmed_value;
-    if (value) trimmed_value = TrimWhitespaceAndNewlines(*value);
+    Json trimmed_value = value.is_string() ? Json(TrimWhitespaceAndNewlines(value.get_ref<const std::string&>()))
+                                           : value;
 
     bool valid = true;
     if (!trimmed_name || trimmed_name->empty()) {
       TSR_LOG_ERROR("Attribute name must be a non-empty NSString.");
+      valid = false;
+    } else if (!trimmed_value.is_null() && !trimmed_value.is_string()) {
+      TSR_LOG_ERROR("Attribute value must be an NSString.");
       valid = false;
     } else {
       const auto& reserved = reservedEventKeys();
@@ -576,16 +585,17 @@ void Tessarin::setAttributeValue(const std::optional<std::string>& value, const 
       }
     }
     if (!valid) {
-      TSR_LOG_ERROR("Ignoring invalid attribute: %@ %@", trimmed_name, trimmed_value);
+      TSR_LOG_ERROR("Ignoring invalid attribute: %@ %@", trimmed_name,
+                    trimmed_value.is_null() ? LogArg() : LogArg(trimmed_value));
       return;
     }
-    if (!trimmed_value) {
+    if (trimmed_value.is_null()) {
       // The null marker travels in the next event and clears the attribute.
       self.attributes_[*trimmed_name] = nullptr;
       TSR_LOG_INFO("Clearing attribute %@", *trimmed_name);
       return;
     }
-    std::string stored = Utf16Prefix(*trimmed_value, kMaxAttributeValueLength);
+    std::string stored = Utf16Prefix(trimmed_value.get_ref<const std::string&>(), kMaxAttributeValueLength);
     self.attributes_[*trimmed_name] = stored;
     TSR_LOG_INFO("Setting attribute %@ to the value %@", *trimmed_name, stored);
   });

@@ -132,6 +132,9 @@ TEST_F(FacadeTest, AttributesAreValidatedTrimmedCutAndCleared) {
   EXPECT_TRUE(log.contains("Ignoring invalid attribute: company x", TSRLogLevelError));
   EXPECT_TRUE(log.contains("Attribute is invalid because it uses a reserved name: .top"));
   EXPECT_TRUE(log.contains("Attribute name must be a non-empty NSString.", TSRLogLevelError));
+  facade->setAttributeValue(Json(42), "count");
+  EXPECT_TRUE(log.contains("Attribute value must be an NSString.", TSRLogLevelError));
+  EXPECT_TRUE(log.contains("Ignoring invalid attribute: count 42", TSRLogLevelError));
   EXPECT_TRUE(facade->pendingAttributes().empty());
 
   facade->setUserAttribute(std::string(2000, 'v'), "long");
