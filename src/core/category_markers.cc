@@ -2,22 +2,23 @@
 
 namespace tessarin {
 
-std::vector<std::string> MissingCategories() {
+std::vector<std::string> MissingCategoryMessages() {
   struct Category {
     const char* marker;
-    const char* name;
+    const char* message;
   };
   const Category categories[] = {
-      {&TSRCategoryMarker_Tessarin_Swizzling, "Tessarin+Swizzling"},
-      {&TSRCategoryMarker_UIViewController_Tessarin, "UIViewController+Tessarin"},
-      {&TSRCategoryMarker_UIViewController_TSRTracking, "UIViewController+TSRTracking"},
-      {&TSRCategoryMarker_UIApplication_TSRUserIdleTracking, "UIApplication+TSRUserIdleTracking"},
-      {&TSRCategoryMarker_UNUserNotificationCenter_TessarinPrivate, "UNUserNotificationCenter+TessarinPrivate"},
-      {&TSRCategoryMarker_NSData_TSRGzip, "NSData+TSRGzip"},
+      {&TSRCategoryMarker_Tessarin_Swizzling, "Failed to find category Tessarin+Swizzling"},
+      {&TSRCategoryMarker_UIViewController_Tessarin, "Failed to find category UIViewController+Tessarin"},
+      {&TSRCategoryMarker_UIViewController_TSRTracking, "Failed to find category UIViewController+TSRTracking"},
+      {&TSRCategoryMarker_UIApplication_TSRUserIdleTracking, "Failed to find category UIApplication+TSRUserIdleTracking"},
+      {&TSRCategoryMarker_UNUserNotificationCenter_TessarinPrivate,
+     "Failed to find category UNUserNotificationCenter+TessarinPrivate"},
+      {&TSRCategoryMarker_NSData_TSRGzip, "Failed to find category NSData+TSRGzip"},
   };
   std::vector<std::string> missing;
   for (const Category& category : categories) {
-    if (category.marker == nullptr) missing.push_back(category.name);
+    if (category.marker == nullptr) missing.push_back(category.message);
   }
   return missing;
 }

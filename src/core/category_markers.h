@@ -18,8 +18,8 @@ extern const char TSRCategoryMarker_NSData_TSRGzip __attribute__((weak));
 
 namespace tessarin {
 
-// The names of the parts whose marker is absent, in a fixed order.
-std::vector<std::string> MissingCategories();
+// One line for each part whose marker is absent, in a fixed order.
+std::vector<std::string> MissingCategoryMessages();
 
 }  // namespace tessarin
 

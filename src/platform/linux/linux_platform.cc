@@ -1,5 +1,7 @@
 #include "platform/linux/linux_platform.h"
 
+#include <cerrno>
+
 #include <pwd.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -31,6 +33,10 @@ std::string HomeDirectory() {
 }
 
 }  // namespace
+
+std::string LinuxPlatform::DefaultBundleIdentifier() {
+  return std::string("local.") + program_invocation_short_name;
+}
 
 std::string LinuxPlatform::DefaultDataDirectory() {
   // A relative XDG_DATA_HOME is invalid and must be ignored.

@@ -41,6 +41,8 @@ class LinuxPlatform : public Platform {
   // is an absolute path, else `$HOME/.local/share` (the password database's
   // home when HOME is unset); empty when there is no home at all.
   static std::string DefaultDataDirectory();
+  // "local.<program name>", for a host that did not name itself.
+  static std::string DefaultBundleIdentifier();
 
   // Platform.
   std::shared_ptr<DispatchQueue> mainQueue() override { return main_; }

@@ -1,0 +1,58 @@
+// Describing the host application to Tessarin on Linux.
+//
+// On a desktop there is no bundle and no application object for the SDK to
+// ask, so the host app says who it is once, before its first use of
+// Tessarin::sharedInstance(), and reports its lifecycle as it changes.
+#ifndef TESSARIN_HOST_H_
+#define TESSARIN_HOST_H_
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+struct TessarinHostOptions {
+  // Reverse-DNS name of the application; the SDK keeps its files in a
+  // directory of this name under `$XDG_DATA_HOME` (else ~/.local/share).
+  // Without one, "local.<program name>" is used.
+  std::optional<std::string> bundleIdentifier;
+  std::optional<std::string> bundleVersion;
+  // Further Info values, e.g. "TessarinSwizzlingEnabled".
+  Json info = Json::object();
+  // Applications of one vendor share the identifier for vendor.
+  std::string vendorName;
+  // Replaces the user's data directory (for a sandbox or a test run).
+  std::optional<std::string> dataDirectory;
+  // When the app has a main loop of its own, the SDK's main-thread work is
+  // handed to it through this hook, to run in order on `mainThread`.
+  // Without it the SDK runs its own main loop thread.
+  std::function<void(std::function<void()>)> postToMain;
+  std::optional<std::thread::id> mainThread;
+};
+
+class TessarinHost {
+ public:
+  // Sets the host up; false when it was already set up (explicitly or by a
+  // first use of the shared instance), in which case nothing changes.
+  static bool configure(TessarinHostOptions options);
+
+  // Lifecycle reports, each setting the application's state and posting
+  // the matching notification.
+  static void applicationDidFinishLaunching();
+  static void applicationDidBecomeActive();
+  static void applicationWillResignActive();
+  static void applicationDidEnterBackground();
+  static void applicationWillEnterForeground();
+  static void applicationWillTerminate();
+
+  // Waits until the SDK's main queue has run what was queued before the call.
+  static void syncWithMain();
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_HOST_H_

@@ -1,0 +1,103 @@
+// The process-wide façade and the host it runs on.
+#include <mutex>
+
+#include "core/category_markers.h"
+#include "core/log.h"
+#include "platform/linux/linux_platform.h"
+#include "tessarin/host.h"
+#include "tessarin/tessarin.h"
+#include "util/di.h"
+
+namespace tessarin {
+namespace {
+
+using platform::linux_host::LinuxHostOptions;
+using platform::linux_host::LinuxPlatform;
+
+// The host platform and the shared instance are the process's own, made
+// once; they are never destroyed, as the reference platform's singleton is
+// not, so no thread of the SDK outlives its platform at exit.
+struct ProcessHost {
+  std::mutex mutex;
+  LinuxPlatform* platform = nullptr;
+  std::shared_ptr<LinuxPlatform> platform_owner;
+  std::once_flag instance_once;
+  std::shared_ptr<Tessarin> instance;
+};
+
+ProcessHost& Host() {
+  static ProcessHost* host = new ProcessHost();
+  return *host;
+}
+
+LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
+  ProcessHost& host = Host();
+  std::lock_guard<std::mutex> lock(host.mutex);
+  *created = false;
+  if (!host.platform) {
+    LinuxHostOptions linux_options;
+    linux_options.bundle_identifier =
+        options.bundleIdentifier ? options.bundleIdentifier : LinuxPlatform::DefaultBundleIdentifier();
+    linux_options.bundle_version = options.bundleVersion;
+    linux_options.info = options.info.is_object() ? options.info : Json::object();
+    linux_options.vendor_name = options.vendorName;
+    linux_options.data_directory = options.dataDirectory;
+    if (options.postToMain) linux_options.post_to_main = std::move(options.postToMain);
+    linux_options.main_thread = options.mainThread;
+    host.platform_owner = std::make_shared<LinuxPlatform>(std::move(linux_options));
+    host.platform = host.platform_owner.get();
+    *created = true;
+  }
+  return *host.platform;
+}
+
+void Report(int state, const char* notification) {
+  bool created = false;
+  LinuxPlatform& platform = EnsurePlatform({}, &created);
+  if (state >= 0) platform.setApplicationState(state);
+  platform.postLifecycle(notification);
+}
+
+}  // namespace
+
+std::shared_ptr<Tessarin> Tessarin::sharedInstance() {
+  ProcessHost& host = Host();
+  std::call_once(host.instance_once, [&host] {
+    bool created = false;
+    EnsurePlatform({}, &created);
+    auto environment = std::make_shared<TSRUtilityDI>(host.platform_owner);
+    host.instance = createWithEnvironment(environment);
+    for (const std::string& message : MissingCategoryMessages()) TSR_LOG_ERROR("%@", message);
+  });
+  return host.instance;
+}
+
+bool TessarinHost::configure(TessarinHostOptions options) {
+  bool created = false;
+  EnsurePlatform(std::move(options), &created);
+  return created;
+}
+
+void TessarinHost::applicationDidFinishLaunching() {
+  Report(1, platform::kApplicationDidFinishLaunchingNotification);
+}
+void TessarinHost::applicationDidBecomeActive() { Report(0, platform::kApplicationDidBecomeActiveNotification); }
+void TessarinHost::applicationWillResignActive() {
+  Report(1, platform::kApplicationWillResignActiveNotification);
+}
+void TessarinHost::applicationDidEnterBackground() {
+  Report(2, platform::kApplicationDidEnterBackgroundNotification);
+}
+void TessarinHost::applicationWillEnterForeground() {
+  Report(2, platform::kApplicationWillEnterForegroundNotification);
+}
+void TessarinHost::applicationWillTerminate() { Report(-1, platform::kApplicationWillTerminateNotification); }
+
+void TessarinHost::syncWithMain() {
+  bool created = false;
+  LinuxPlatform& platform = EnsurePlatform({}, &created);
+  if (platform.isMainThread()) return;
+  platform.mainQueue()->sync([] {});
+}
+
+}  // namespace tessarin
