@@ -101,6 +101,13 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   bool isServerConfigLoaded() const { return server_config_loaded_; }
 
   // --- Used by the SDK's own parts. ---
+  // Events. Each runs on the main thread.
+  void sendAction(const std::string& action, const std::string& contextId, const Json& additionalFields);
+  void sendPingForItem(const Json& item, double timeOnPage);
+  void sendCampaignStats(const Json& stats, bool testing);
+  std::optional<Json> buildFullEventParams();
+  void handleEventResponses(const Json& responses);
+
   static const std::vector<std::string>& reservedEventKeys();
   // A null value clears the attribute; a value that is not a string is refused.
   void setAttributeValue(const Json& value, const std::optional<std::string>& name);

@@ -7,7 +7,11 @@
 #include "core/log.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "tessarin/events.h"
+#include "transport/events_util.h"
 #include "util/device_util.h"
+#include "util/dictionary_util.h"
+#include "util/json_util.h"
 #include "util/di.h"
 #include "util/host_app.h"
 #include "util/safety.h"
@@ -102,7 +106,7 @@ void Tessarin::CreateEventSender() {
         auto self = weak.lock();
         // A queue dropped by a reset may still report; only the current one counts.
         if (!self || queue != self->event_sender_.get()) return;
-        (void)responses;  // handled by the event-response reader once it exists
+        self->handleEventResponses(responses);
       },
       [weak](EventQueue* queue, const std::string& error) {
         auto self = weak.lock();
@@ -489,6 +493,133 @@ void Tessarin::TrackOnGlobalContext(const std::string& action) {
 std::shared_ptr<TSRContext> Tessarin::globalContext() const {
   if (disabled_) return nullptr;
   return global_context_;
+}
+
+// --- Events ---
+
+std::optional<Json> Tessarin::buildFullEventParams() {
+  auto event = TSRUtilityEvents::buildBaseParams(*this);
+  if (event && test_experience_id_ && !test_experience_id_->empty()) {
+    (*event)[TSREvent_testMessages] = *test_experience_id_;
+  }
+  return event;
+}
+
+void Tessarin::sendAction(const std::string& action, const std::string& contextId, const Json& additionalFields) {
+  if (disabled_) return;
+  if (action.empty() || contextId.empty()) {
+    TSR_LOG_ERROR("Action: Ignoring since incomplete: action [%@] contextId [%@]", action, contextId);
+    return;
+  }
+  if (design_mode_) {
+    TSR_LOG_ERROR("Action: Ignoring, Tessarin in design mode: action [%@] contextId [%@]", action, contextId);
+    return;
+  }
+  TSR_LOG_DEBUG("Action: [%@] contextId [%@]", action, contextId);
+  auto event = buildFullEventParams();
+  if (!event) return;
+  (*event)[TSREvent_action] = action;
+  (*event)[TSREvent_contextId] = contextId;
+  // Pending attributes ride on this event and are then forgotten.
+  for (auto& [name, value] : attributes_.items()) (*event)[name] = value;
+  attributes_ = Json::object();
+  // The caller's fields come last, so they override everything before them.
+  if (additionalFields.is_object()) {
+    for (auto& [key, value] : additionalFields.items()) (*event)[key] = value;
+  }
+  if (event_sender_) event_sender_->addEvent(*event);
+}
+
+void Tessarin::sendPingForItem(const Json& item, double timeOnPage) {
+  if (disabled_) return;
+  if (item.is_null() || !(timeOnPage > 0)) {
+    TSR_LOG_WARN("Ping: Ignoring, invalid, %.3f %@", timeOnPage, item.is_null() ? LogArg() : LogArg(item));
+    return;
+  }
+  if (!started_ || design_mode_) {
+    TSR_LOG_WARN("Ping: Ignoring, Tessarin not started or in design mode, %.3f %@", timeOnPage, item);
+    return;
+  }
+  // Pings carry no test selection: the base record alone.
+  auto event = TSRUtilityEvents::buildBaseParams(*this);
+  if (!event) return;
+  (*event)[TSREvent_item] = item;
+  (*event)[TSREvent_timeOnPage] = static_cast<std::uint64_t>(timeOnPage * 1000);
+  (*event)[TSREvent_simulatedEndpoint] = "p";
+  TSR_LOG_INFO("Ping: sending %.3f %@", timeOnPage, item);
+  if (event_sender_) event_sender_->addEvent(*event);
+}
+
+void Tessarin::sendCampaignStats(const Json& stats, bool testing) {
+  // Deliberately not gated on being started: statistics of a campaign shown
+  // just before a stop still count.
+  if (disabled_ || design_mode_) return;
+  auto event = TSRUtilityEvents::buildBaseParams(*this);
+  if (!event) return;
+  auto serialised = TSRUtilityJSON::stringFromJSON(stats);
+  if (!serialised) return;
+  (*event)[TSREvent_campaignStats] = *serialised;
+  (*event)[TSREvent_simulatedEndpoint] = "m";
+  if (testing) (*event)[TSREvent_test] = "true";
+  if (event_sender_) event_sender_->addEvent(*event);
+}
+
+namespace {
+
+std::string ErrorCodeText(long long code) {
+  switch (code) {
+    case 1: return "missing encrypted user id parameter";
+    case 2: return "invalid encrypted user id parameter";
+    case 3: return "busy";
+    case 5: return "invalid event";
+    default: return std::to_string(code);
+  }
+}
+
+}  // namespace
+
+void Tessarin::handleEventResponses(const Json& responses) {
+  if (disabled_) return;
+  if (!started_ || design_mode_) {
+    TSR_LOG_DEBUG("Event Responses: Ignoring, Tessarin not started or in design mode");
+    return;
+  }
+  if (!responses.is_array()) return;
+  for (const Json& response : responses) {
+    if (!response.is_object()) {
+      TSR_LOG_ERROR("Event Response: Unexpected event class: %@ event: %@", JsonClassName(response), response);
+      continue;
+    }
+    auto affinity = response.find("anonAffinityId");
+    if (affinity != response.end() && affinity->is_string() && !affinity->get_ref<const std::string&>().empty()) {
+      config_->setConfiguration(Json{{"__visitorAffinityId", *affinity}}, TSRConfig::kLayerSDK);
+    }
+    const Json* code = TSRUtilityDictionary::objectOfType(JsonKind::kNumber, "errorCode", response);
+    const Json* errors = TSRUtilityDictionary::objectOfType(JsonKind::kArray, "validationErrors", response);
+    long long error_code = code ? (code->is_boolean() ? code->get<bool>() : code->get<long long>()) : 0;
+    if (error_code == 4) {
+      // An anonymous-id correction: the rest of this response, campaigns
+      // included, is skipped deliberately.
+      TSR_LOG_INFO("An event response contained an anonymous id correction");
+      continue;
+    }
+    if (error_code != 0) {
+      if (errors) {
+        TSR_LOG_ERROR("Event Response: Contained the error code [%@] with the validation errors: %@",
+                      ErrorCodeText(error_code), *errors);
+      } else {
+        TSR_LOG_ERROR("Event Response: Contained the error code [%@]", ErrorCodeText(error_code));
+      }
+    }
+    const Json* campaigns = TSRUtilityDictionary::objectOfType(JsonKind::kArray, "campaignResponses", response);
+    if (!campaigns) continue;
+    for (const Json& campaign : *campaigns) {
+      if (!campaign.is_object()) {
+        TSR_LOG_WARN("Campaign: ignoring, expected NSDictionary but found %@", JsonClassName(campaign));
+      }
+      // Campaign objects go to the dispatcher once campaigns are modelled.
+    }
+  }
 }
 
 // --- Identity ---
