@@ -14,6 +14,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/network_reachability.h"
 #include "tessarin/json.h"
 
 namespace tessarin::platform {
@@ -171,6 +172,14 @@ class Platform : public std::enable_shared_from_this<Platform> {
   virtual HostApplication& hostApplication() = 0;
   virtual Device& device() = 0;
   virtual FileSystem& fileSystem() = 0;
+
+  // A source that reports the target's reachability flags to `callback` on
+  // `queue` once started; nothing where the host cannot tell.
+  virtual std::shared_ptr<NetworkReachability> createNetworkReachability(
+      const ReachabilityTarget& /*target*/, std::shared_ptr<DispatchQueue> /*queue*/,
+      NetworkReachability::Callback /*callback*/) {
+    return nullptr;
+  }
 };
 
 }  // namespace tessarin::platform

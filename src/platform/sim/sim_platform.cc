@@ -73,6 +73,43 @@ class SimTimer : public Timer {
   std::atomic<bool> cancelled_{false};
 };
 
+// A reachability source on the scripted network. Reading and starting go
+// through the network's fault switches; reports reach the callback as
+// tasks of the source's queue.
+class SimReachability : public NetworkReachability {
+ public:
+  SimReachability(SimNetwork* network, std::shared_ptr<DispatchQueue> queue, Callback callback)
+      : network_(network), queue_(std::move(queue)), callback_(std::move(callback)) {}
+
+  bool flags(ReachabilityFlags* flags) override {
+    if (network_->read_fails) return false;
+    *flags = network_->flags;
+    return true;
+  }
+  bool start() override {
+    if (network_->start_fails) return false;
+    started_.store(true);
+    return true;
+  }
+  bool stop() override {
+    if (network_->stop_fails) return false;
+    started_.store(false);
+    return true;
+  }
+  bool started() const { return started_.load(); }
+
+  void Report(ReachabilityFlags flags) {
+    if (!started_.load() || !callback_) return;
+    queue_->async([callback = callback_, flags] { callback(flags); });
+  }
+
+ private:
+  SimNetwork* network_;
+  std::shared_ptr<DispatchQueue> queue_;
+  Callback callback_;
+  std::atomic<bool> started_{false};
+};
+
 std::optional<Json> SimApplication::infoValue(const std::string& key) {
   if (!info.is_object()) return std::nullopt;
   auto it = info.find(key);
@@ -329,6 +366,44 @@ void SimPlatform::enterForeground() {
   app_.state = 0;
   postLifecycle(kApplicationDidBecomeActiveNotification);
   runUntilIdle();
+}
+
+std::shared_ptr<NetworkReachability> SimPlatform::createNetworkReachability(
+    const ReachabilityTarget& target, std::shared_ptr<DispatchQueue> queue, NetworkReachability::Callback callback) {
+  if (!network_.available || !queue) return nullptr;
+  auto source = std::make_shared<SimReachability>(&network_, std::move(queue), std::move(callback));
+  std::lock_guard<std::mutex> lock(reachability_mutex_);
+  reachability_sources_.push_back(source);
+  reachability_targets_.push_back(target);
+  return source;
+}
+
+void SimPlatform::setReachabilityFlags(ReachabilityFlags flags) {
+  std::vector<std::shared_ptr<SimReachability>> started;
+  {
+    std::lock_guard<std::mutex> lock(reachability_mutex_);
+    if (network_.flags == flags) return;
+    network_.flags = flags;
+    for (const auto& weak : reachability_sources_) {
+      if (auto source = weak.lock()) started.push_back(std::move(source));
+    }
+  }
+  for (const auto& source : started) source->Report(flags);
+}
+
+std::vector<ReachabilityTarget> SimPlatform::reachabilityTargets() const {
+  std::lock_guard<std::mutex> lock(reachability_mutex_);
+  return reachability_targets_;
+}
+
+std::size_t SimPlatform::startedReachabilitySources() const {
+  std::lock_guard<std::mutex> lock(reachability_mutex_);
+  std::size_t n = 0;
+  for (const auto& weak : reachability_sources_) {
+    auto source = weak.lock();
+    n += source && source->started();
+  }
+  return n;
 }
 
 std::vector<SimTimerInfo> SimPlatform::activeTimers() const {

@@ -27,6 +27,7 @@ namespace tessarin::platform::sim {
 
 class SimQueue;
 class SimTimer;
+class SimReachability;
 
 // The scripted application. Tests set what they need; defaults describe an
 // app installed from a development build on the simulator.
@@ -80,6 +81,17 @@ struct SimDevice : Device {
   std::optional<bool> advertisingTrackingEnabled() override { return advertising_enabled; }
 };
 
+// The scripted network that every reachability source reports on. Tests
+// change it through SimPlatform::setReachabilityFlags so that started
+// sources hear of the change; the switches below inject faults.
+struct SimNetwork {
+  ReachabilityFlags flags = kReachabilityFlagReachable;  // reachable, not over the cellular network
+  bool available = true;     // false: the host has no reachability facility
+  bool read_fails = false;   // reading the flags fails
+  bool start_fails = false;  // a source cannot start
+  bool stop_fails = false;   // a source cannot stop
+};
+
 // A timer as the simulation sees it, for tests that check how one was made.
 struct SimTimerInfo {
   std::string queue;
@@ -109,6 +121,9 @@ class SimPlatform : public Platform {
   HostApplication& hostApplication() override { return app_; }
   Device& device() override { return device_; }
   FileSystem& fileSystem() override { return *files_; }
+  std::shared_ptr<NetworkReachability> createNetworkReachability(const ReachabilityTarget& target,
+                                                                 std::shared_ptr<DispatchQueue> queue,
+                                                                 NetworkReachability::Callback callback) override;
 
   // Scripting.
   SimApplication& app() { return app_; }
@@ -137,6 +152,16 @@ class SimPlatform : public Platform {
   void launchApp();       // did finish launching, then active
   void enterBackground(); // will resign active, background
   void enterForeground(); // will enter foreground, active
+
+  // The network. Changing the flags queues a report, on its own queue, for
+  // every started source, in the order the sources were created; setting
+  // the flags they already have reports nothing.
+  SimNetwork& simNetwork() { return network_; }
+  void setReachabilityFlags(ReachabilityFlags flags);
+  // The targets of the sources created so far, and how many sources are
+  // started now.
+  std::vector<ReachabilityTarget> reachabilityTargets() const;
+  std::size_t startedReachabilitySources() const;
 
   std::vector<SimTimerInfo> activeTimers() const;
   std::size_t pendingTaskCount() const;
@@ -175,6 +200,10 @@ class SimPlatform : public Platform {
   SimDevice device_;
   std::shared_ptr<FileSystem> posix_files_;
   std::shared_ptr<FileSystem> files_;
+  SimNetwork network_;
+  mutable std::mutex reachability_mutex_;
+  std::vector<std::weak_ptr<SimReachability>> reachability_sources_;
+  std::vector<ReachabilityTarget> reachability_targets_;
 };
 
 }  // namespace tessarin::platform::sim
