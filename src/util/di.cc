@@ -1,5 +1,6 @@
 #include "util/di.h"
 
+#include "transport/reachability_manager.h"
 #include "util/host_app.h"  // complete type for the member's destructor
 #include "util/persistence.h"
 #include "util/safety.h"
@@ -26,8 +27,8 @@ std::shared_ptr<EventQueue> TSRUtilityDI::queuedEventSenderWithSender(const std:
 }
 
 std::shared_ptr<ReachabilityMonitor> TSRUtilityDI::reachabilityManagerWithStatusChangeBlock(
-    ReachabilityStatusBlock) {
-  return nullptr;
+    ReachabilityStatusBlock statusChangeBlock) {
+  return TSRReachabilityManager::initWithStatusChangeBlock(platform_, std::move(statusChangeBlock));
 }
 
 std::shared_ptr<CampaignRouter> TSRUtilityDI::campaignDispatcherWithConfig(const TSRConfig&) { return nullptr; }

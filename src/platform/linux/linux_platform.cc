@@ -1,4 +1,5 @@
 #include "platform/linux/linux_platform.h"
+#include "platform/linux/rtnetlink_reachability.h"
 
 #include <cerrno>
 
@@ -63,6 +64,12 @@ LinuxPlatform::LinuxPlatform(LinuxHostOptions options)
 }
 
 LinuxPlatform::~LinuxPlatform() { shutdown(); }
+
+std::shared_ptr<NetworkReachability> LinuxPlatform::createNetworkReachability(
+    const ReachabilityTarget& target, std::shared_ptr<DispatchQueue> queue, NetworkReachability::Callback callback) {
+  if (target.kind != ReachabilityTarget::Kind::kInternet) return nullptr;
+  return std::make_shared<RtnetlinkReachability>(std::move(queue), std::move(callback));
+}
 
 std::shared_ptr<DispatchQueue> LinuxPlatform::createSerialQueue(const std::string& label) {
   auto queue = std::make_shared<ThreadQueue>(label);

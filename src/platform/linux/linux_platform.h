@@ -55,6 +55,11 @@ class LinuxPlatform : public Platform {
   HostApplication& hostApplication() override { return app_; }
   Device& device() override { return device_; }
   FileSystem& fileSystem() override { return files_; }
+  // The internet's reachability, from the routing table (rtnetlink); the
+  // other targets are not followed on Linux.
+  std::shared_ptr<NetworkReachability> createNetworkReachability(const ReachabilityTarget& target,
+                                                                 std::shared_ptr<DispatchQueue> queue,
+                                                                 NetworkReachability::Callback callback) override;
 
   // Application lifecycle, as the host reports it: set the state, then post
   // the matching notification (the names are in platform.h).
