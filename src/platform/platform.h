@@ -114,6 +114,13 @@ class HostApplication {
   virtual std::optional<int> statusBarOrientation() { return std::nullopt; }
   // Width and height of the first normal window, when there is one.
   virtual std::optional<std::pair<double, double>> firstNormalWindowSize() { return std::nullopt; }
+  // Asks the system to open the URL (another app, the browser, or this app
+  // itself); the completion learns whether something handled it. A host
+  // that cannot open URLs answers false.
+  virtual void openURL(const std::string& url, std::function<void(bool success)> completion) {
+    (void)url;
+    if (completion) completion(false);
+  }
 };
 
 // Facts about the device for events.

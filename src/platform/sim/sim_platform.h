@@ -44,6 +44,8 @@ struct SimApplication : HostApplication {
   bool unit_tests = false;
   std::optional<int> status_bar_orientation;
   std::optional<std::pair<double, double>> window_size;
+  std::vector<std::string> opened_urls;  // every URL asked to open, in order
+  bool open_url_result = true;           // what the system answers
 
   std::optional<std::string> bundleIdentifier() override { return bundle_identifier; }
   std::optional<Json> infoValue(const std::string& key) override;
@@ -57,6 +59,10 @@ struct SimApplication : HostApplication {
   bool runningUnitTests() override { return unit_tests; }
   std::optional<int> statusBarOrientation() override { return status_bar_orientation; }
   std::optional<std::pair<double, double>> firstNormalWindowSize() override { return window_size; }
+  void openURL(const std::string& url, std::function<void(bool success)> completion) override {
+    opened_urls.push_back(url);
+    if (completion) completion(open_url_result);
+  }
 };
 
 struct SimDevice : Device {
