@@ -1,0 +1,296 @@
+// The local service over real loopback sockets, driven by a plain HTTP client
+// the way the SDK's transport drives it.
+#include "service/local_service.h"
+
+#include <httplib.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "service/script.h"
+
+namespace tessarin::service {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+std::chrono::steady_clock::time_point Soon() { return std::chrono::steady_clock::now() + seconds(10); }
+
+Json BodyOf(const httplib::Result& result) { return Json::parse(result->body); }
+
+class LocalServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(service_.start()) << service_.error(); }
+
+  httplib::Client client() {
+    httplib::Client client(service_.host(), service_.port());
+    client.set_compress(true);  // gzip request bodies, as the SDK does
+    return client;
+  }
+
+  httplib::Result postEvents(const Json& events, const std::string& dataset = "ds") {
+    return client().Post(("/mr/dataset/" + dataset + "/?_ak=acct&clientSendTimestamp=1700000000000").c_str(),
+                         JsonDump(events), "application/json");
+  }
+
+  LocalService service_;
+};
+
+TEST_F(LocalServiceTest, EventsAnswerQueuedBatchesThenResponderThenDefault) {
+  service_.setAnonAffinityId("aa-1");
+  service_.queueCampaigns(Json::array({{{"experienceId", "e1"}, {"targetName", "banner"}},
+                                       {{"experienceId", "e2"}, {"routingId", "Global"}}}));
+  service_.queueEventAnswer(LocalService::EventResponse(Json::array(), 3, Json::array({"bad"})));
+  service_.setEventResponder([](const Json& events) { return Json::array({{{"seen", events.size()}}}); });
+
+  Json batch = Json::array({{{"action", "launch"}}, {{"action", "View"}, {".ri", "7"}}});
+  auto first = postEvents(batch);
+  ASSERT_TRUE(first);
+  ASSERT_EQ(first->status, 200);
+  Json answer = BodyOf(first);
+  ASSERT_EQ(answer.size(), 2u);
+  EXPECT_EQ(answer[0], Json({{"campaignResponses", Json::array()}, {"errorCode", 0}, {"anonAffinityId", "aa-1"}}));
+  // Campaigns ride on the last event and take its screen unless they name one.
+  EXPECT_EQ(answer[1]["campaignResponses"],
+            Json::array({{{"experienceId", "e1"}, {"targetName", "banner"}, {"routingId", "7"}},
+                         {{"experienceId", "e2"}, {"routingId", "Global"}}}));
+
+  auto second = postEvents(Json::array({{{"action", "x"}}}));
+  ASSERT_TRUE(second);
+  EXPECT_EQ(BodyOf(second),
+            Json({{"campaignResponses", Json::array()}, {"errorCode", 3}, {"validationErrors", {"bad"}}}));
+  auto third = postEvents(batch);
+  ASSERT_TRUE(third);
+  EXPECT_EQ(BodyOf(third), Json::array({{{"seen", 2}}}));
+
+  auto recorded = service_.requests(Endpoint::kEvents);
+  ASSERT_EQ(recorded.size(), 3u);
+  EXPECT_EQ(recorded[0].body, batch);
+  EXPECT_EQ(recorded[0].header("Content-Encoding"), "gzip");
+  EXPECT_EQ(recorded[0].dataset, "ds");
+  EXPECT_EQ(recorded[0].query.at("_ak"), "acct");
+  EXPECT_EQ(recorded[0].query.at("clientSendTimestamp"), "1700000000000");
+}
+
+TEST_F(LocalServiceTest, MalformedRequestsAreRefusedWithAReason) {
+  auto notArray = client().Post("/mr/dataset/ds/?_ak=a", "{\"action\":1}", "application/json");
+  ASSERT_TRUE(notArray);
+  EXPECT_EQ(notArray->status, 400);
+  EXPECT_EQ(BodyOf(notArray)["reason"], "Expected a JSON array of events.");
+
+  auto noAccount = client().Post("/mr/dataset/ds/", "[]", "application/json");
+  ASSERT_TRUE(noAccount);
+  EXPECT_EQ(noAccount->status, 400);
+  EXPECT_EQ(BodyOf(noAccount)["reason"], "Missing account key.");
+
+  auto elsewhere = client().Get("/mr/other");
+  ASSERT_TRUE(elsewhere);
+  EXPECT_EQ(elsewhere->status, 404);
+  EXPECT_EQ(service_.requests().back().endpoint, Endpoint::kUnknown);
+}
+
+TEST_F(LocalServiceTest, AppConfigIsConditionalOnLastModified) {
+  auto lastModified = std::chrono::system_clock::from_time_t(1700000000);
+  service_.setAppConfig("ds", Json{{"logLevel", 4000}}, lastModified);
+  const char* path = "/api/dataset/ds/appConfig/iOS/com.example.app/2.1/1.5.0?_ak=acct";
+
+  auto fresh = client().Get(path);
+  ASSERT_TRUE(fresh);
+  ASSERT_EQ(fresh->status, 200);
+  EXPECT_EQ(BodyOf(fresh), Json({{"logLevel", 4000}}));
+  EXPECT_EQ(fresh->get_header_value("Last-Modified"), "Tue, 14 Nov 2023 22:13:20 GMT");
+
+  auto unchanged = client().Get(path, {{"If-Modified-Since", "Tue, 14 Nov 2023 22:13:20 GMT"}});
+  ASSERT_TRUE(unchanged);
+  EXPECT_EQ(unchanged->status, 304);
+  EXPECT_TRUE(unchanged->body.empty());
+
+  auto older = client().Get(path, {{"If-Modified-Since", "Tue, 14 Nov 2023 22:13:19 GMT"}});
+  ASSERT_TRUE(older);
+  EXPECT_EQ(older->status, 200);
+
+  auto unknown = client().Get("/api/dataset/other/appConfig/iOS/com.example.app/2.1/1.5.0?_ak=acct");
+  ASSERT_TRUE(unknown);
+  EXPECT_EQ(unknown->status, 404);
+  EXPECT_EQ(BodyOf(unknown)["reason"], "Unknown dataset.");
+
+  auto incomplete = client().Get("/api/dataset/ds/appConfig/iOS/com.example.app?_ak=acct");
+  ASSERT_TRUE(incomplete);
+  EXPECT_EQ(incomplete->status, 400);
+
+  auto recorded = service_.requests(Endpoint::kAppConfig);
+  ASSERT_EQ(recorded.size(), 5u);
+  EXPECT_EQ(recorded[0].configParams, (std::vector<std::string>{"iOS", "com.example.app", "2.1", "1.5.0"}));
+  EXPECT_EQ(recorded[1].header("If-Modified-Since"), "Tue, 14 Nov 2023 22:13:20 GMT");
+  EXPECT_EQ(recorded[1].status, 304);
+}
+
+TEST_F(LocalServiceTest, FaultsOverrideStatusDelayAndConnection) {
+  service_.queueFault(Endpoint::kEvents, {503, Json{{"reason", "Down for maintenance"}}, milliseconds(0), false});
+  service_.queueFault(Endpoint::kEvents, {0, Json(), milliseconds(0), true});
+  service_.queueFault(Endpoint::kEvents, {0, Json(), milliseconds(60), false});
+
+  auto unavailable = postEvents(Json::array({{{"action", "a"}}}));
+  ASSERT_TRUE(unavailable);
+  EXPECT_EQ(unavailable->status, 503);
+  EXPECT_EQ(BodyOf(unavailable), Json({{"reason", "Down for maintenance"}}));
+
+  auto dropped = postEvents(Json::array({{{"action", "a"}}}));
+  EXPECT_FALSE(dropped);
+
+  auto start = std::chrono::steady_clock::now();
+  auto delayed = postEvents(Json::array({{{"action", "a"}}}));
+  ASSERT_TRUE(delayed);
+  EXPECT_EQ(delayed->status, 200);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(60));
+
+  // One-shot faults are used up; a standing fault stays until cleared.
+  service_.setStandingFault(Endpoint::kConnect, Fault{400, Json(), milliseconds(0), false});
+  for (int i = 0; i < 2; ++i) {
+    auto refused = client().Post("/api/dataset/ds/mobileEditor/connect?_ak=a", "{}", "application/json");
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->status, 400);
+  }
+  service_.setStandingFault(Endpoint::kConnect, std::nullopt);
+  EXPECT_EQ(client().Post("/api/dataset/ds/mobileEditor/connect?_ak=a", "{}", "application/json")->status, 200);
+  EXPECT_EQ(postEvents(Json::array())->status, 200);
+
+  ASSERT_TRUE(service_.waitForRequests(3, Soon(), Endpoint::kEvents));
+  EXPECT_TRUE(service_.requests(Endpoint::kEvents)[1].dropped);
+}
+
+TEST_F(LocalServiceTest, EditorConnectAndMultipartUploadAreRecorded) {
+  service_.setUploadScreenAnswer(Json{{"stored", true}});
+  auto connect = client().Post("/api/dataset/ds/mobileEditor/connect?_ak=a", "{\".anonId\":\"v-1\"}",
+                               "application/json");
+  ASSERT_TRUE(connect);
+  EXPECT_EQ(connect->status, 200);
+
+  // Laid out exactly as the SDK lays out a screen upload.
+  std::string image("\x89PNG\r\n\x1a\n", 8);
+  std::string body = "--B1\r\nContent-Disposition: form-data; name=\"meta\"\r\nContent-Type: application/json\r\n\r\n"
+                     "{\".vcd\":\"{}\"}\r\n"
+                     "--B1\r\nContent-Disposition: form-data; name=\"image\"; size=8\r\nContent-Type: image/png\r\n\r\n" +
+                     image + "\r\n--B1--\r\n";
+  auto upload = client().Post("/api/dataset/ds/mobileEditor/uploadScreen?_ak=a", body,
+                              "multipart/form-data; boundary=B1");
+  ASSERT_TRUE(upload);
+  EXPECT_EQ(BodyOf(upload), Json({{"stored", true}}));
+
+  auto requests = service_.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].endpoint, Endpoint::kConnect);
+  EXPECT_EQ(requests[0].body, Json({{".anonId", "v-1"}}));
+  EXPECT_EQ(requests[1].endpoint, Endpoint::kUploadScreen);
+  EXPECT_EQ(requests[1].body, Json({{".vcd", "{}"}}));
+  ASSERT_EQ(requests[1].parts.size(), 2u);
+  auto png = std::find_if(requests[1].parts.begin(), requests[1].parts.end(),
+                          [](const UploadPart& part) { return part.contentType == "image/png"; });
+  ASSERT_NE(png, requests[1].parts.end());
+  EXPECT_EQ(png->content, image);
+}
+
+TEST(LocalServiceHttpsTest, ServesTlsThatOnlyATrustingClientAccepts) {
+  LocalService::Options options;
+  options.https = true;
+  auto service_owner = std::make_unique<LocalService>(options);
+  LocalService& service = *service_owner;
+  ASSERT_TRUE(service.start()) << service.error();
+  ASSERT_TRUE(std::filesystem::exists(service.certificatePath()));
+  service.setAppConfig("*", Json{{"disable", true}});
+  const char* path = "/api/dataset/any/appConfig/iOS/b/1/1.5.0?_ak=a";
+
+  httplib::SSLClient trusting(service.host(), service.port());
+  trusting.set_ca_cert_path(service.certificatePath().c_str());
+  trusting.enable_server_certificate_verification(true);
+  auto accepted = trusting.Get(path);
+  ASSERT_TRUE(accepted) << httplib::to_string(accepted.error());
+  EXPECT_EQ(BodyOf(accepted), Json({{"disable", true}}));
+
+  httplib::SSLClient wary(service.host(), service.port());
+  wary.enable_server_certificate_verification(true);
+  auto refused = wary.Get(path);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error(), httplib::Error::SSLServerVerification);
+  EXPECT_EQ(service.requests().size(), 1u);
+
+  // The throw-away identity goes with the service.
+  std::string certificate = service.certificatePath();
+  service_owner.reset();
+  EXPECT_FALSE(std::filesystem::exists(certificate));
+}
+
+TEST(LocalServiceRecordingTest, WritesOneJsonLinePerRequestAndWaitsWithADeadline) {
+  std::string path = (std::filesystem::temp_directory_path() /
+                      ("tessarin-record-" + std::to_string(::getpid()) + ".jsonl")).string();
+  std::filesystem::remove(path);
+  {
+    LocalService service(LocalService::Options{.recordPath = path});
+    ASSERT_TRUE(service.start()) << service.error();
+    EXPECT_FALSE(service.waitForRequests(1, std::chrono::steady_clock::now() + milliseconds(20)));
+
+    // Requests from another thread are seen by the waiter as they arrive.
+    std::thread sender([&] {
+      httplib::Client client(service.host(), service.port());
+      client.Post("/mr/dataset/ds/?_ak=a", "[{\"action\":\"a\"}]", "application/json");
+      client.Get("/api/dataset/ds/appConfig/iOS/b/1/1.5.0?_ak=a");
+    });
+    EXPECT_TRUE(service.waitForRequests(2, Soon()));
+    sender.join();
+  }
+  std::ifstream file(path);
+  std::vector<Json> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(Json::parse(line));
+  std::filesystem::remove(path);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0]["endpoint"], "events");
+  EXPECT_EQ(lines[0]["body"], Json::parse("[{\"action\":\"a\"}]"));
+  EXPECT_EQ(lines[1]["endpoint"], "appConfig");
+  EXPECT_EQ(lines[1]["status"], 404);
+}
+
+TEST(LocalServiceScriptTest, ScriptSetsAnswersAndRejectsBadMembers) {
+  LocalService service;
+  std::string error;
+  Json script = Json::parse(R"({
+    "eventResponse": {"anonAffinityId": "aa-9"},
+    "campaigns": [[{"experienceId": "e"}]],
+    "appConfig": {"ds": {"config": {"disable": true}, "lastModified": "Tue, 14 Nov 2023 22:13:20 GMT"}},
+    "faults": {"appConfig": [{"status": 500, "body": {"reason": "boom"}}]}
+  })");
+  ASSERT_TRUE(ApplyScript(service, script, error)) << error;
+  ASSERT_TRUE(service.start()) << service.error();
+  httplib::Client client(service.host(), service.port());
+
+  auto events = client.Post("/mr/dataset/ds/?_ak=a", "[{\".ri\":\"2\"}]", "application/json");
+  ASSERT_TRUE(events);
+  EXPECT_EQ(BodyOf(events), Json::parse(R"([{"campaignResponses":[{"experienceId":"e","routingId":"2"}],
+                                            "errorCode":0,"anonAffinityId":"aa-9"}])"));
+  const char* config = "/api/dataset/ds/appConfig/iOS/b/1/1.5.0?_ak=a";
+  EXPECT_EQ(client.Get(config)->status, 500);
+  EXPECT_EQ(client.Get(config, {{"If-Modified-Since", "Wed, 15 Nov 2023 00:00:00 GMT"}})->status, 304);
+
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"faults": {"nowhere": []}})"), error));
+  EXPECT_EQ(error, "\"faults\" member \"nowhere\" must name an endpoint and hold an array");
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"appConfig": {"ds": {"config": {}, "lastModified": "soon"}}})"),
+                           error));
+  EXPECT_EQ(error, "\"lastModified\" of \"ds\" is not an HTTP date");
+}
+
+TEST(HttpDateTest, FormatsAndParsesGmtDates) {
+  auto time = std::chrono::system_clock::from_time_t(784111777);
+  EXPECT_EQ(LocalService::HttpDate(time), "Sun, 06 Nov 1994 08:49:37 GMT");
+  EXPECT_EQ(LocalService::ParseHttpDate("Sun, 06 Nov 1994 08:49:37 GMT"), time);
+  EXPECT_FALSE(LocalService::ParseHttpDate("Sun, 06 Nov 1994 08:49:37 PST"));
+  EXPECT_FALSE(LocalService::ParseHttpDate("Sun, 06 Foo 1994 08:49:37 GMT"));
+  EXPECT_FALSE(LocalService::ParseHttpDate(""));
+}
+
+}  // namespace
+}  // namespace tessarin::service

@@ -1,0 +1,523 @@
+#include "service/local_service.h"
+
+#include <httplib.h>
+
+#include <cstdio>
+#include <ctime>
+#include <sstream>
+
+namespace tessarin::service {
+namespace {
+
+// Headers whose presence or value says something about the SDK's requests.
+constexpr const char* kHeadersOfInterest[] = {
+    "Content-Type", "Content-Encoding", "Content-Length", "If-Modified-Since",
+    "Accept", "Accept-Encoding", "User-Agent", "Cookie",
+};
+
+constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+Json ParseOrNull(const std::string& text) {
+  Json parsed = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  return parsed.is_discarded() ? Json() : parsed;
+}
+
+Json Reason(const std::string& reason) { return Json{{"reason", reason}}; }
+
+}  // namespace
+
+const char* EndpointName(Endpoint endpoint) {
+  switch (endpoint) {
+    case Endpoint::kEvents: return "events";
+    case Endpoint::kAppConfig: return "appConfig";
+    case Endpoint::kConnect: return "connect";
+    case Endpoint::kUploadScreen: return "uploadScreen";
+    case Endpoint::kUnknown: break;
+  }
+  return "unknown";
+}
+
+std::string RecordedRequest::header(const std::string& name) const {
+  auto it = headers.find(name);
+  return it == headers.end() ? std::string() : it->second;
+}
+
+Json RecordedRequest::toJson() const {
+  Json json = Json::object();
+  json["endpoint"] = EndpointName(endpoint);
+  json["method"] = method;
+  json["path"] = path;
+  json["query"] = Json::object();
+  for (const auto& [key, value] : query) json["query"][key] = value;
+  json["headers"] = Json::object();
+  for (const auto& [key, value] : headers) json["headers"][key] = value;
+  if (!dataset.empty()) json["dataset"] = dataset;
+  if (!configParams.empty()) json["configParams"] = configParams;
+  json["body"] = body;
+  if (!bodyText.empty()) json["bodyText"] = bodyText;
+  if (!parts.empty()) {
+    Json list = Json::array();
+    for (const auto& part : parts) {
+      list.push_back({{"name", part.name}, {"contentType", part.contentType}, {"size", part.content.size()}});
+    }
+    json["parts"] = std::move(list);
+  }
+  json["status"] = status;
+  if (dropped) json["dropped"] = true;
+  return json;
+}
+
+LocalService::LocalService() : LocalService(Options()) {}
+LocalService::LocalService(Options options) : options_(std::move(options)) {}
+
+LocalService::~LocalService() {
+  stop();
+  RemoveCertificateFiles(certificate_);
+}
+
+bool LocalService::start() {
+  if (server_) return true;
+  if (options_.https) {
+    if (!GenerateSelfSignedCertificate(certificate_, error_)) return false;
+    auto tls = std::make_unique<httplib::SSLServer>(certificate_.certificatePath.c_str(),
+                                                    certificate_.keyPath.c_str());
+    if (!tls->is_valid()) {
+      error_ = "cannot load the generated certificate";
+      return false;
+    }
+    server_ = std::move(tls);
+  } else {
+    server_ = std::make_unique<httplib::Server>();
+  }
+  if (!options_.recordPath.empty()) {
+    recordFile_ = std::fopen(options_.recordPath.c_str(), "a");
+    if (!recordFile_) {
+      error_ = "cannot open record file " + options_.recordPath;
+      server_.reset();
+      return false;
+    }
+  }
+  installRoutes();
+  port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host.c_str())
+                             : (server_->bind_to_port(options_.host.c_str(), options_.port) ? options_.port : -1);
+  if (port_ <= 0) {
+    error_ = "cannot bind " + options_.host + ":" + std::to_string(options_.port);
+    server_.reset();
+    return false;
+  }
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = false;
+  }
+  thread_ = std::thread([this] { server_->listen_after_bind(); });
+  // The socket already accepts connections into its backlog; waiting for the
+  // accept loop only makes sure a prompt stop() finds it running.
+  while (!server_->is_running()) std::this_thread::yield();
+  return true;
+}
+
+void LocalService::stop() {
+  if (!server_) return;
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  changed_.notify_all();
+  server_->stop();
+  if (thread_.joinable()) thread_.join();
+  server_.reset();
+  if (recordFile_) {
+    std::fclose(recordFile_);
+    recordFile_ = nullptr;
+  }
+}
+
+std::string LocalService::baseUrl() const {
+  return std::string(options_.https ? "https" : "http") + "://" + options_.host + ":" + std::to_string(port_);
+}
+
+void LocalService::installRoutes() {
+  auto route = [this](Endpoint endpoint) {
+    return [this, endpoint](const httplib::Request& request, httplib::Response& response) {
+      handle(endpoint, request, response);
+    };
+  };
+  // The SDK appends an empty path component to each endpoint before adding
+  // its own, so a trailing slash is accepted everywhere.
+  server_->Post(R"(/mr/dataset/([^/]+)/?)", route(Endpoint::kEvents));
+  server_->Get(R"(/api/dataset/([^/]+)/appConfig((?:/[^/]*)*))", route(Endpoint::kAppConfig));
+  server_->Post(R"(/api/dataset/([^/]+)/mobileEditor/connect/?)", route(Endpoint::kConnect));
+  server_->Post(R"(/api/dataset/([^/]+)/mobileEditor/uploadScreen/?)", route(Endpoint::kUploadScreen));
+  server_->Get(R"(.*)", route(Endpoint::kUnknown));
+  server_->Post(R"(.*)", route(Endpoint::kUnknown));
+}
+
+void LocalService::handle(Endpoint endpoint, const httplib::Request& request, httplib::Response& response) {
+  RecordedRequest record;
+  record.endpoint = endpoint;
+  record.method = request.method;
+  record.path = request.path;
+  for (const auto& [key, value] : request.params) record.query[key] = value;
+  for (const char* name : kHeadersOfInterest) {
+    if (request.has_header(name)) record.headers[name] = request.get_header_value(name);
+  }
+  if (endpoint != Endpoint::kUnknown && request.matches.size() > 1) record.dataset = request.matches[1];
+
+  int status = 200;
+  Json body;
+  std::string lastModified;
+  if (endpoint == Endpoint::kUnknown) {
+    status = 404;
+    body = Reason("Unknown endpoint.");
+  } else if (record.query.count("_ak") == 0 || record.query["_ak"].empty()) {
+    status = 400;
+    body = Reason("Missing account key.");
+  } else if (endpoint == Endpoint::kEvents) {
+    answerEvents(record, request, status, body);
+  } else if (endpoint == Endpoint::kAppConfig) {
+    answerAppConfig(record, request, status, body, lastModified);
+  } else {
+    answerEditor(endpoint, record, request, status, body);
+  }
+
+  std::optional<Fault> fault = takeFault(endpoint);
+  if (fault) {
+    pause(fault->delay);
+    if (fault->status != 0) {
+      status = fault->status;
+      body = fault->body;
+      lastModified.clear();
+    }
+  }
+  std::string text = body.is_null() ? std::string() : JsonDump(body);
+  response.status = status;
+  if (!lastModified.empty()) response.set_header("Last-Modified", lastModified);
+  record.status = status;
+  if (fault && fault->dropConnection) {
+    // Promise the whole answer, deliver half of it and give up: the client
+    // sees its connection close in the middle of the body.
+    record.dropped = true;
+    auto shared = std::make_shared<std::string>(std::move(text));
+    std::size_t promised = std::max<std::size_t>(shared->size(), 2);
+    response.set_content_provider(promised, "application/json",
+                                  [shared](std::size_t, std::size_t, httplib::DataSink& sink) {
+                                    if (shared->size() >= 2) sink.write(shared->data(), shared->size() / 2);
+                                    return false;
+                                  });
+  } else if (!text.empty()) {
+    response.set_content(text, "application/json");
+  }
+  this->record(std::move(record));
+}
+
+void LocalService::answerEvents(RecordedRequest& record, const httplib::Request& request, int& status,
+                                Json& body) {
+  // The transport has already undone a "Content-Encoding: gzip" body.
+  record.body = ParseOrNull(request.body);
+  if (!record.body.is_array()) {
+    record.bodyText = request.body;
+    record.body = Json();
+    status = 400;
+    body = Reason("Expected a JSON array of events.");
+    return;
+  }
+  std::optional<BatchAnswer> queued;
+  EventResponder responder;
+  {
+    std::lock_guard lock(mutex_);
+    if (!batchAnswers_.empty()) {
+      queued = std::move(batchAnswers_.front());
+      batchAnswers_.pop_front();
+    } else {
+      responder = responder_;
+    }
+  }
+  if (queued && queued->verbatim) {
+    body = *queued->verbatim;
+  } else if (queued) {
+    body = generatedEventResponses(record.body, queued->campaigns);
+  } else if (responder) {
+    body = responder(record.body);
+  } else {
+    body = generatedEventResponses(record.body, Json::array());
+  }
+}
+
+Json LocalService::generatedEventResponses(const Json& events, const Json& campaigns) const {
+  Json members;
+  {
+    std::lock_guard lock(mutex_);
+    members = responseTemplate_;
+  }
+  Json responses = Json::array();
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    Json response = EventResponse();
+    for (const auto& [key, value] : members.items()) response[key] = value;
+    if (i + 1 == events.size() && campaigns.is_array()) {
+      const Json& event = events[i];
+      for (Json campaign : campaigns) {
+        if (campaign.is_object() && !campaign.contains("routingId") && event.is_object() &&
+            event.contains(".ri")) {
+          campaign["routingId"] = event[".ri"];
+        }
+        response["campaignResponses"].push_back(std::move(campaign));
+      }
+    }
+    responses.push_back(std::move(response));
+  }
+  return responses;
+}
+
+void LocalService::answerAppConfig(RecordedRequest& record, const httplib::Request& request, int& status,
+                                   Json& body, std::string& lastModified) {
+  std::string params = request.matches.size() > 2 ? std::string(request.matches[2]) : std::string();
+  std::stringstream stream(params);
+  std::string component;
+  std::getline(stream, component, '/');  // the text before the first slash is empty
+  while (std::getline(stream, component, '/')) record.configParams.push_back(component);
+  bool complete = record.configParams.size() == 4;
+  for (const auto& param : record.configParams) complete = complete && !param.empty();
+  if (!complete) {
+    status = 400;
+    body = Reason("Expected os name, bundle id, bundle version and SDK version after appConfig.");
+    return;
+  }
+
+  std::optional<AppConfig> config;
+  {
+    std::lock_guard lock(mutex_);
+    auto it = appConfigs_.find(record.dataset);
+    if (it == appConfigs_.end()) it = appConfigs_.find("*");
+    if (it != appConfigs_.end()) config = it->second;
+  }
+  if (!config) {
+    status = 404;
+    body = Reason("Unknown dataset.");
+    return;
+  }
+  lastModified = HttpDate(config->lastModified);
+  auto since = ParseHttpDate(record.header("If-Modified-Since"));
+  // HTTP dates carry whole seconds, so compare at that precision.
+  auto modified = std::chrono::floor<std::chrono::seconds>(config->lastModified);
+  if (since && modified <= *since) {
+    status = 304;
+    return;
+  }
+  status = 200;
+  body = config->config;
+}
+
+void LocalService::answerEditor(Endpoint endpoint, RecordedRequest& record, const httplib::Request& request,
+                                int& status, Json& body) {
+  if (endpoint == Endpoint::kConnect) {
+    record.body = ParseOrNull(request.body);
+    if (record.body.is_null()) record.bodyText = request.body;
+  } else {
+    // The form-data parser keeps a part's name only when its
+    // Content-Disposition carries nothing but name (and filename); the
+    // screenshot part also says its size, so its name arrives empty and the
+    // part is told apart by its content type.
+    for (const auto& [key, file] : request.files) {
+      record.parts.push_back({file.name, file.content_type, file.content});
+      if (file.name == "meta") record.body = ParseOrNull(file.content);
+    }
+    if (record.parts.empty()) {
+      status = 400;
+      body = Reason("Expected a multipart upload.");
+      return;
+    }
+  }
+  std::lock_guard lock(mutex_);
+  status = 200;
+  body = endpoint == Endpoint::kConnect ? connectAnswer_ : uploadScreenAnswer_;
+}
+
+std::optional<Fault> LocalService::takeFault(Endpoint endpoint) {
+  std::lock_guard lock(mutex_);
+  auto queued = queuedFaults_.find(endpoint);
+  if (queued != queuedFaults_.end() && !queued->second.empty()) {
+    Fault fault = std::move(queued->second.front());
+    queued->second.pop_front();
+    return fault;
+  }
+  auto standing = standingFaults_.find(endpoint);
+  if (standing != standingFaults_.end()) return standing->second;
+  return std::nullopt;
+}
+
+void LocalService::pause(std::chrono::milliseconds delay) {
+  if (delay.count() <= 0) return;
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, delay, [this] { return stopping_; });
+}
+
+void LocalService::record(RecordedRequest record) {
+  std::lock_guard lock(mutex_);
+  if (recordFile_) {
+    std::string line = JsonDump(record.toJson()) + "\n";
+    std::fwrite(line.data(), 1, line.size(), recordFile_);
+    std::fflush(recordFile_);
+  }
+  requests_.push_back(std::move(record));
+  changed_.notify_all();
+}
+
+// --- Scripting ------------------------------------------------------------------
+
+void LocalService::queueEventAnswer(Json body) {
+  std::lock_guard lock(mutex_);
+  batchAnswers_.push_back({std::move(body), Json()});
+}
+
+void LocalService::queueCampaigns(Json campaigns) {
+  std::lock_guard lock(mutex_);
+  batchAnswers_.push_back({std::nullopt, std::move(campaigns)});
+}
+
+void LocalService::setEventResponder(EventResponder responder) {
+  std::lock_guard lock(mutex_);
+  responder_ = std::move(responder);
+}
+
+void LocalService::setEventResponseTemplate(Json members) {
+  std::lock_guard lock(mutex_);
+  responseTemplate_ = members.is_object() ? std::move(members) : Json::object();
+}
+
+void LocalService::setAnonAffinityId(const std::string& anonAffinityId) {
+  std::lock_guard lock(mutex_);
+  if (anonAffinityId.empty()) {
+    responseTemplate_.erase("anonAffinityId");
+  } else {
+    responseTemplate_["anonAffinityId"] = anonAffinityId;
+  }
+}
+
+Json LocalService::EventResponse(Json campaigns, int errorCode, Json validationErrors,
+                                 const std::string& anonAffinityId) {
+  Json response = Json::object();
+  response["campaignResponses"] = campaigns.is_array() ? std::move(campaigns) : Json::array();
+  response["errorCode"] = errorCode;
+  if (!validationErrors.is_null()) response["validationErrors"] = std::move(validationErrors);
+  if (!anonAffinityId.empty()) response["anonAffinityId"] = anonAffinityId;
+  return response;
+}
+
+void LocalService::setAppConfig(const std::string& dataset, Json config,
+                                std::chrono::system_clock::time_point lastModified) {
+  std::lock_guard lock(mutex_);
+  appConfigs_[dataset] = {std::move(config), lastModified};
+}
+
+void LocalService::removeAppConfig(const std::string& dataset) {
+  std::lock_guard lock(mutex_);
+  appConfigs_.erase(dataset);
+}
+
+void LocalService::setConnectAnswer(Json body) {
+  std::lock_guard lock(mutex_);
+  connectAnswer_ = std::move(body);
+}
+
+void LocalService::setUploadScreenAnswer(Json body) {
+  std::lock_guard lock(mutex_);
+  uploadScreenAnswer_ = std::move(body);
+}
+
+void LocalService::queueFault(Endpoint endpoint, Fault fault) {
+  std::lock_guard lock(mutex_);
+  queuedFaults_[endpoint].push_back(std::move(fault));
+}
+
+void LocalService::setStandingFault(Endpoint endpoint, std::optional<Fault> fault) {
+  std::lock_guard lock(mutex_);
+  if (fault) {
+    standingFaults_[endpoint] = std::move(*fault);
+  } else {
+    standingFaults_.erase(endpoint);
+  }
+}
+
+// --- Recording ------------------------------------------------------------------
+
+std::vector<RecordedRequest> LocalService::requests() const {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+std::vector<RecordedRequest> LocalService::requests(Endpoint endpoint) const {
+  std::lock_guard lock(mutex_);
+  std::vector<RecordedRequest> matching;
+  for (const auto& request : requests_) {
+    if (request.endpoint == endpoint) matching.push_back(request);
+  }
+  return matching;
+}
+
+bool LocalService::waitForRequests(std::size_t count, std::chrono::steady_clock::time_point deadline,
+                                   std::optional<Endpoint> endpoint) const {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_until(lock, deadline, [&] {
+    std::size_t seen = 0;
+    for (const auto& request : requests_) {
+      if (!endpoint || request.endpoint == *endpoint) ++seen;
+    }
+    return seen >= count;
+  });
+}
+
+void LocalService::clearRequests() {
+  std::lock_guard lock(mutex_);
+  requests_.clear();
+}
+
+std::string LocalService::clientConfigurationHint() const {
+  std::ostringstream text;
+  text << "Point the SDK of a host app under development at this service with these\n"
+       << "client configuration entries (next to its own \"account\" and \"dataset\"):\n"
+       << "  \"domain\": \"" << options_.host << "\"\n"
+       << "  \"protocol\": \"" << (options_.https ? "https" : "http") << "\"\n"
+       << "  \"port\": " << (port_ > 0 ? std::to_string(port_) : std::string("<port>")) << "\n"
+       << "  \"useCDN\": false\n";
+  if (options_.https) {
+    text << "and make the host trust the certificate "
+         << (certificate_.certificatePath.empty() ? std::string("printed at start") : certificate_.certificatePath)
+         << "\n";
+  }
+  return text.str();
+}
+
+// --- HTTP dates -----------------------------------------------------------------
+
+std::string LocalService::HttpDate(std::chrono::system_clock::time_point time) {
+  std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[40];
+  std::snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d GMT", kDays[utc.tm_wday], utc.tm_mday,
+                kMonths[utc.tm_mon], utc.tm_year + 1900, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  return text;
+}
+
+std::optional<std::chrono::system_clock::time_point> LocalService::ParseHttpDate(const std::string& text) {
+  char day[4] = {}, month[4] = {}, zone[4] = {};
+  std::tm utc{};
+  if (std::sscanf(text.c_str(), "%3s, %d %3s %d %d:%d:%d %3s", day, &utc.tm_mday, month, &utc.tm_year,
+                  &utc.tm_hour, &utc.tm_min, &utc.tm_sec, zone) != 8 ||
+      std::string(zone) != "GMT") {
+    return std::nullopt;
+  }
+  utc.tm_mon = -1;
+  for (int i = 0; i < 12; ++i) {
+    if (month == std::string(kMonths[i])) utc.tm_mon = i;
+  }
+  if (utc.tm_mon < 0) return std::nullopt;
+  utc.tm_year -= 1900;
+  std::time_t seconds = timegm(&utc);
+  if (seconds == -1) return std::nullopt;
+  return std::chrono::system_clock::from_time_t(seconds);
+}
+
+}  // namespace tessarin::service

@@ -1,0 +1,205 @@
+// The local Tessarin service: a real HTTP(S) server on loopback that answers
+// the SDK the way the hosted service does, so that integration tests, the
+// demo and a host app under development can exercise the whole wire path
+// (events, app configuration, editor) without the network.
+//
+// Everything it answers can be scripted from C++ (or from a script file, see
+// script.h), and everything it receives is recorded in memory and optionally
+// as JSON lines to a file.
+#ifndef TESSARIN_TOOLS_SERVICE_LOCAL_SERVICE_H_
+#define TESSARIN_TOOLS_SERVICE_LOCAL_SERVICE_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "service/certificate.h"
+#include "tessarin/json.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+namespace tessarin::service {
+
+enum class Endpoint { kEvents, kAppConfig, kConnect, kUploadScreen, kUnknown };
+const char* EndpointName(Endpoint endpoint);  // "events", "appConfig", "connect", "uploadScreen", "unknown"
+
+// One part of a multipart upload as received.
+struct UploadPart {
+  std::string name;         // as the form-data parser reports it (see local_service.cc)
+  std::string contentType;
+  std::string content;      // raw bytes
+};
+
+// What the service received, decoded.
+struct RecordedRequest {
+  Endpoint endpoint = Endpoint::kUnknown;
+  std::string method;
+  std::string path;
+  std::map<std::string, std::string> query;    // decoded query parameters
+  std::map<std::string, std::string> headers;  // the headers the SDK's behaviour is judged by
+  std::string dataset;                         // from the path
+  std::vector<std::string> configParams;       // path components after "appConfig"
+  Json body;                                   // decoded JSON body (null when none or unparseable)
+  std::string bodyText;                        // the (decompressed) body when it was not JSON
+  std::vector<UploadPart> parts;               // multipart uploads only
+  int status = 0;                              // the status the service answered with
+  bool dropped = false;                        // the connection was closed mid-answer
+
+  std::string header(const std::string& name) const;
+  Json toJson() const;
+};
+
+// A scripted misbehaviour for one request to an endpoint.
+struct Fault {
+  int status = 0;                          // answer with this status instead (0: answer normally)
+  Json body;                               // JSON body sent with `status`, e.g. {"reason": "..."}
+  std::chrono::milliseconds delay{0};      // wait this long before answering
+  bool dropConnection = false;             // send the headers and half the body, then close
+};
+
+class LocalService {
+ public:
+  struct Options {
+    std::string host = "127.0.0.1";
+    int port = 0;             // 0 picks a free port
+    bool https = false;       // serve TLS with a freshly generated self-signed certificate
+    std::string recordPath;   // when set, every request is appended as one JSON line
+  };
+
+  // Given a batch of events (the decoded request array), the response body.
+  using EventResponder = std::function<Json(const Json& events)>;
+
+  LocalService();
+  explicit LocalService(Options options);
+  ~LocalService();
+  LocalService(const LocalService&) = delete;
+  LocalService& operator=(const LocalService&) = delete;
+
+  // Binds and starts serving on a thread of its own. False (with error())
+  // when the certificate, the record file or the socket cannot be made.
+  bool start();
+  void stop();
+  const std::string& error() const { return error_; }
+
+  int port() const { return port_; }
+  bool https() const { return options_.https; }
+  const std::string& host() const { return options_.host; }
+  // "http://127.0.0.1:PORT" (or https).
+  std::string baseUrl() const;
+  // The PEM file a client must trust for HTTPS; empty over plain HTTP.
+  std::string certificatePath() const { return certificate_.certificatePath; }
+
+  // --- Events endpoint -------------------------------------------------------
+  // Answers are chosen per batch: queued answers first, in order; then the
+  // responder; then one generated response per event.
+
+  // The next batch is answered with exactly this body (array, object or
+  // anything else a test wants the SDK to cope with).
+  void queueEventAnswer(Json body);
+  // The next batch gets one generated response per event; these campaigns go
+  // into the response of the batch's last event (the one that most recently
+  // asked), each given that event's ".ri" as "routingId" when it has none.
+  void queueCampaigns(Json campaigns);
+  void setEventResponder(EventResponder responder);
+  // Members merged into every generated event response, for example
+  // {"anonAffinityId": "aa-1"} or {"errorCode": 3, "validationErrors": [...]}.
+  void setEventResponseTemplate(Json members);
+  void setAnonAffinityId(const std::string& anonAffinityId);
+  // One event response as the service writes it.
+  static Json EventResponse(Json campaigns = Json::array(), int errorCode = 0,
+                            Json validationErrors = nullptr, const std::string& anonAffinityId = "");
+
+  // --- App-configuration endpoint -------------------------------------------
+  // Serves `config` for the dataset (or for any dataset, with "*"); a request
+  // for a dataset that has none is answered 404.
+  void setAppConfig(const std::string& dataset, Json config,
+                    std::chrono::system_clock::time_point lastModified = std::chrono::system_clock::now());
+  void removeAppConfig(const std::string& dataset);
+
+  // --- Editor endpoints -------------------------------------------------------
+  void setConnectAnswer(Json body);
+  void setUploadScreenAnswer(Json body);
+
+  // --- Faults -------------------------------------------------------------------
+  // One-shot faults are used up one per request, in order; the standing fault
+  // (if any) applies once they are gone.
+  void queueFault(Endpoint endpoint, Fault fault);
+  void setStandingFault(Endpoint endpoint, std::optional<Fault> fault);
+
+  // --- What was received --------------------------------------------------------
+  std::vector<RecordedRequest> requests() const;
+  std::vector<RecordedRequest> requests(Endpoint endpoint) const;
+  // Waits until at least `count` requests (to `endpoint`, when given) have
+  // been answered, or the deadline passes; true when they have.
+  bool waitForRequests(std::size_t count, std::chrono::steady_clock::time_point deadline,
+                       std::optional<Endpoint> endpoint = std::nullopt) const;
+  void clearRequests();
+
+  // Text for --help and the start-up banner: how a host app points the SDK here.
+  std::string clientConfigurationHint() const;
+
+  static std::string HttpDate(std::chrono::system_clock::time_point time);
+  static std::optional<std::chrono::system_clock::time_point> ParseHttpDate(const std::string& text);
+
+ private:
+  struct AppConfig {
+    Json config;
+    std::chrono::system_clock::time_point lastModified;
+  };
+  struct BatchAnswer {
+    std::optional<Json> verbatim;
+    Json campaigns;
+  };
+
+  void installRoutes();
+  void handle(Endpoint endpoint, const httplib::Request& request, httplib::Response& response);
+  // Each fills the record's decoded body and returns the normal answer.
+  void answerEvents(RecordedRequest& record, const httplib::Request& request, int& status, Json& body);
+  void answerAppConfig(RecordedRequest& record, const httplib::Request& request, int& status,
+                       Json& body, std::string& lastModified);
+  void answerEditor(Endpoint endpoint, RecordedRequest& record, const httplib::Request& request,
+                    int& status, Json& body);
+  Json generatedEventResponses(const Json& events, const Json& campaigns) const;
+  std::optional<Fault> takeFault(Endpoint endpoint);
+  // Waits out a scripted delay; returns early when the service stops.
+  void pause(std::chrono::milliseconds delay);
+  void record(RecordedRequest record);
+
+  Options options_;
+  std::string error_;
+  CertificateFiles certificate_;
+  std::unique_ptr<httplib::Server> server_;
+  std::thread thread_;
+  int port_ = 0;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  bool stopping_ = false;
+  std::deque<BatchAnswer> batchAnswers_;
+  EventResponder responder_;
+  Json responseTemplate_ = Json::object();
+  std::map<std::string, AppConfig> appConfigs_;
+  Json connectAnswer_ = Json::object();
+  Json uploadScreenAnswer_ = Json::object();
+  std::map<Endpoint, std::deque<Fault>> queuedFaults_;
+  std::map<Endpoint, Fault> standingFaults_;
+  std::vector<RecordedRequest> requests_;
+  std::FILE* recordFile_ = nullptr;
+};
+
+}  // namespace tessarin::service
+
+#endif  // TESSARIN_TOOLS_SERVICE_LOCAL_SERVICE_H_

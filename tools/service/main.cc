@@ -1,0 +1,96 @@
+// tessarin-service: runs the local Tessarin service on its own, so that a
+// host app developer can point their app at it and see what the SDK sends.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+#include "service/local_service.h"
+#include "service/script.h"
+
+namespace {
+
+volatile std::sig_atomic_t gStop = 0;
+void OnSignal(int) { gStop = 1; }
+
+void PrintUsage(const tessarin::service::LocalService& service) {
+  std::cout << "Usage: tessarin-service [--port N] [--https] [--script FILE] [--record FILE]\n"
+            << "\n"
+            << "Serves the Tessarin events, app-configuration and editor endpoints on\n"
+            << "127.0.0.1 and prints every request it receives as one JSON line.\n"
+            << "\n"
+            << "  --port N       listen on port N (default: a free port, printed at start)\n"
+            << "  --https        serve TLS with a certificate generated at start\n"
+            << "  --script FILE  answers to give (campaigns, app configuration, faults);\n"
+            << "                 the JSON format is described in tools/service/script.h\n"
+            << "  --record FILE  also append every request to FILE as JSON lines\n"
+            << "\n"
+            << "Without a script every dataset gets the empty app configuration and\n"
+            << "every event an empty list of campaigns.\n"
+            << "\n"
+            << service.clientConfigurationHint();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tessarin::service::LocalService::Options options;
+  std::string scriptPath;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    bool hasValue = i + 1 < argc;
+    if (arg == "--help" || arg == "-h") {
+      PrintUsage(tessarin::service::LocalService(options));
+      return 0;
+    } else if (arg == "--https") {
+      options.https = true;
+    } else if (arg == "--port" && hasValue) {
+      options.port = std::atoi(argv[++i]);
+    } else if (arg == "--script" && hasValue) {
+      scriptPath = argv[++i];
+    } else if (arg == "--record" && hasValue) {
+      options.recordPath = argv[++i];
+    } else {
+      std::cerr << "tessarin-service: unknown or incomplete option " << arg << " (see --help)\n";
+      return 2;
+    }
+  }
+
+  tessarin::service::LocalService service(options);
+  tessarin::Json script = tessarin::Json::object();
+  std::string error;
+  if (!scriptPath.empty() && !tessarin::service::ReadScriptFile(scriptPath, script, error)) {
+    std::cerr << "tessarin-service: " << error << "\n";
+    return 2;
+  }
+  // A script that names its datasets serves only those (the others get 404,
+  // as datasets that do not exist do); otherwise every dataset is served.
+  if (!script.is_object() || !script.contains("appConfig")) {
+    service.setAppConfig("*", tessarin::Json::object());
+  }
+  if (!tessarin::service::ApplyScript(service, script, error)) {
+    std::cerr << "tessarin-service: " << error << "\n";
+    return 2;
+  }
+  if (!service.start()) {
+    std::cerr << "tessarin-service: " << service.error() << "\n";
+    return 1;
+  }
+  std::signal(SIGINT, OnSignal);
+  std::signal(SIGTERM, OnSignal);
+  std::cout << "Tessarin local service listening on " << service.baseUrl() << "\n"
+            << service.clientConfigurationHint() << std::flush;
+
+  // Print each request as it is answered, until interrupted.
+  std::size_t printed = 0;
+  while (!gStop) {
+    service.waitForRequests(printed + 1, std::chrono::steady_clock::now() + std::chrono::milliseconds(200));
+    auto requests = service.requests();
+    for (; printed < requests.size(); ++printed) {
+      std::cout << tessarin::JsonDump(requests[printed].toJson()) << "\n" << std::flush;
+    }
+  }
+  service.stop();
+  return 0;
+}

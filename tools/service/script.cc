@@ -1,0 +1,110 @@
+#include "service/script.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace tessarin::service {
+namespace {
+
+std::optional<Endpoint> EndpointNamed(const std::string& name) {
+  for (Endpoint endpoint : {Endpoint::kEvents, Endpoint::kAppConfig, Endpoint::kConnect, Endpoint::kUploadScreen}) {
+    if (name == EndpointName(endpoint)) return endpoint;
+  }
+  return std::nullopt;
+}
+
+bool ApplyFaults(LocalService& service, const Json& faults, std::string& error) {
+  if (!faults.is_object()) {
+    error = "\"faults\" must be an object";
+    return false;
+  }
+  for (const auto& [name, list] : faults.items()) {
+    auto endpoint = EndpointNamed(name);
+    if (!endpoint || !list.is_array()) {
+      error = "\"faults\" member \"" + name + "\" must name an endpoint and hold an array";
+      return false;
+    }
+    for (const Json& entry : list) {
+      if (!entry.is_object()) {
+        error = "each fault must be an object";
+        return false;
+      }
+      Fault fault;
+      fault.status = entry.value("status", 0);
+      fault.body = entry.value("body", Json());
+      fault.delay = std::chrono::milliseconds(entry.value("delayMs", 0));
+      fault.dropConnection = entry.value("drop", false);
+      if (entry.value("standing", false)) {
+        service.setStandingFault(*endpoint, fault);
+      } else {
+        service.queueFault(*endpoint, fault);
+      }
+    }
+  }
+  return true;
+}
+
+bool ApplyAppConfig(LocalService& service, const Json& configs, std::string& error) {
+  if (!configs.is_object()) {
+    error = "\"appConfig\" must be an object of datasets";
+    return false;
+  }
+  for (const auto& [dataset, entry] : configs.items()) {
+    if (!entry.is_object() || !entry.contains("config")) {
+      error = "\"appConfig\" member \"" + dataset + "\" must hold {\"config\": ...}";
+      return false;
+    }
+    auto lastModified = std::chrono::system_clock::now();
+    if (entry.contains("lastModified")) {
+      auto parsed = LocalService::ParseHttpDate(entry.value("lastModified", ""));
+      if (!parsed) {
+        error = "\"lastModified\" of \"" + dataset + "\" is not an HTTP date";
+        return false;
+      }
+      lastModified = *parsed;
+    }
+    service.setAppConfig(dataset, entry["config"], lastModified);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ApplyScript(LocalService& service, const Json& script, std::string& error) {
+  if (!script.is_object()) {
+    error = "a script is a JSON object";
+    return false;
+  }
+  try {
+    if (script.contains("eventResponse")) service.setEventResponseTemplate(script["eventResponse"]);
+    for (const Json& body : script.value("eventAnswers", Json::array())) service.queueEventAnswer(body);
+    for (const Json& campaigns : script.value("campaigns", Json::array())) service.queueCampaigns(campaigns);
+    if (script.contains("appConfig") && !ApplyAppConfig(service, script["appConfig"], error)) return false;
+    if (script.contains("connect")) service.setConnectAnswer(script["connect"]);
+    if (script.contains("uploadScreen")) service.setUploadScreenAnswer(script["uploadScreen"]);
+    if (script.contains("faults") && !ApplyFaults(service, script["faults"], error)) return false;
+  } catch (const Json::exception& e) {
+    // A member of the wrong kind, e.g. "status": "503".
+    error = e.what();
+    return false;
+  }
+  return true;
+}
+
+bool ReadScriptFile(const std::string& path, Json& script, std::string& error) {
+  std::ifstream file(path);
+  if (!file) {
+    error = "cannot read " + path;
+    return false;
+  }
+  std::stringstream text;
+  text << file.rdbuf();
+  script = Json::parse(text.str(), nullptr, /*allow_exceptions=*/false);
+  if (script.is_discarded()) {
+    error = path + " is not JSON";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace tessarin::service
