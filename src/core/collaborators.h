@@ -8,9 +8,12 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "platform/http_transport.h"
 #include "tessarin/json.h"
+#include "transport/error.h"
 
 namespace tessarin {
 
@@ -29,15 +32,33 @@ class EventQueue {
 };
 
 // Called on the main queue with the queue that sent the batch, so that the
-// façade can ignore a queue it has since dropped.
-using EventQueueSuccessBlock = std::function<void(EventQueue* queue, const Json& responses)>;
-using EventQueueFailureBlock = std::function<void(EventQueue* queue, const std::string& errorDescription)>;
+// façade can ignore a queue it has since dropped. The responses are null
+// when the service answered with an empty body.
+using EventQueueSuccessBlock =
+    std::function<void(EventQueue* queue, const std::string& requestUUID,
+                       const std::optional<platform::HttpResponse>& response, const Json& responses)>;
+using EventQueueFailureBlock =
+    std::function<void(EventQueue* queue, const std::optional<std::string>& requestUUID,
+                       const std::optional<platform::HttpResponse>& response, const TSRError& error)>;
 
 // The HTTP sender that talks to the service's endpoints.
 class HttpSender {
  public:
+  using JsonSuccessBlock = std::function<void(HttpSender* sender, const std::string& requestUUID,
+                                              const std::optional<platform::HttpResponse>& response,
+                                              const Json& json)>;
+  using FailureBlock = std::function<void(HttpSender* sender, const std::string& requestUUID,
+                                          const std::optional<platform::HttpResponse>& response,
+                                          const TSRError& error)>;
+
   virtual ~HttpSender() = default;
   virtual void updateWithConfig(const TSRConfig& config) = 0;
+  // GET of the app configuration with the parameters as further path
+  // components, conditional on `lastModified` (seconds since 1970) when it
+  // is given and not zero. Returns the request's UUID at once; one of the
+  // blocks runs later on the main queue.
+  virtual std::string requestConfigWithParams(const Json& params, std::optional<double> lastModified,
+                                              JsonSuccessBlock success, FailureBlock failure) = 0;
 };
 
 // Follows the network's reachability and reports each change of status.

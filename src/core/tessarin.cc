@@ -102,16 +102,18 @@ void Tessarin::CreateEventSender() {
   std::weak_ptr<Tessarin> weak = weak_from_this();
   event_sender_ = di_->queuedEventSenderWithSender(
       sender_, *config_,
-      [weak](EventQueue* queue, const Json& responses) {
+      [weak](EventQueue* queue, const std::string&, const std::optional<platform::HttpResponse>&,
+             const Json& responses) {
         auto self = weak.lock();
         // A queue dropped by a reset may still report; only the current one counts.
         if (!self || queue != self->event_sender_.get()) return;
         self->handleEventResponses(responses);
       },
-      [weak](EventQueue* queue, const std::string& error) {
+      [weak](EventQueue* queue, const std::optional<std::string>&, const std::optional<platform::HttpResponse>&,
+             const TSRError& error) {
         auto self = weak.lock();
         if (!self || queue != self->event_sender_.get()) return;
-        if (self->running()) TSR_LOG_ERROR("Event send error: %@", error);
+        if (self->running()) TSR_LOG_ERROR("Event send error: %@", error.description);
       });
 }
 

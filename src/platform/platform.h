@@ -158,6 +158,7 @@ inline constexpr const char* kApplicationDidChangeStatusBarOrientationNotificati
     "UIApplicationDidChangeStatusBarOrientationNotification";
 
 class NotificationCenter;
+class HttpTransport;
 
 class Platform : public std::enable_shared_from_this<Platform> {
  public:
@@ -179,6 +180,8 @@ class Platform : public std::enable_shared_from_this<Platform> {
   virtual HostApplication& hostApplication() = 0;
   virtual Device& device() = 0;
   virtual FileSystem& fileSystem() = 0;
+  // The URL-loading system. Null on a host that has none.
+  virtual HttpTransport* httpTransport() { return nullptr; }
 
   // A source that reports the target's reachability flags to `callback` on
   // `queue` once started; nothing where the host cannot tell.

@@ -4,6 +4,7 @@
 #define TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,8 +40,24 @@ class FakeEventQueue : public EventQueue {
 
 class FakeSender : public HttpSender {
  public:
+  struct ConfigRequest {
+    std::string uuid;
+    Json params;
+    std::optional<double> lastModified;
+    JsonSuccessBlock success;
+    FailureBlock failure;
+  };
+
   explicit FakeSender(Journal journal) : journal_(std::move(journal)) {}
   void updateWithConfig(const TSRConfig&) override { journal_->push_back("sender.update"); }
+  std::string requestConfigWithParams(const Json& params, std::optional<double> lastModified,
+                                      JsonSuccessBlock success, FailureBlock failure) override {
+    journal_->push_back("sender.config");
+    std::string uuid = "request-" + std::to_string(configRequests.size() + 1);
+    configRequests.push_back({uuid, params, lastModified, std::move(success), std::move(failure)});
+    return uuid;
+  }
+  std::vector<ConfigRequest> configRequests;
 
  private:
   Journal journal_;
