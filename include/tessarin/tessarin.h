@@ -48,9 +48,11 @@ class ReachabilityMonitor;
 class CampaignRouter;
 class PushTokenReporter;
 class MessagePresenter;
+struct TSRError;
 namespace platform {
 class Platform;
 class Timer;
+struct HttpResponse;
 }  // namespace platform
 
 class Tessarin : public std::enable_shared_from_this<Tessarin> {
@@ -121,6 +123,11 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   // The parameters of the server-configuration request, or nothing when one
   // is missing (logged).
   std::optional<std::vector<std::string>> buildConfigRequestParams();
+  // The answer to the server-configuration request: a response (null when
+  // none came), the parsed body on success, the error on failure.
+  void processConfigResponse(const platform::HttpResponse* response, const Json* json, const TSRError* error,
+                             double requestDate);
+  const std::optional<std::string>& configRequestUUID() const { return config_request_uuid_; }
   bool hasReachedActiveAfterLaunchOrBackground() const { return has_reached_active_; }
   bool processedLaunch() const { return processed_launch_; }
   const std::optional<std::string>& testExperienceId() const { return test_experience_id_; }
