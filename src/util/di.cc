@@ -1,6 +1,7 @@
 #include "util/di.h"
 
 #include "transport/reachability_manager.h"
+#include "transport/sender.h"
 #include "util/host_app.h"  // complete type for the member's destructor
 #include "util/persistence.h"
 #include "util/safety.h"
@@ -18,7 +19,9 @@ bool TSRUtilityDI::runningUnitTests() {
   return running;
 }
 
-std::shared_ptr<HttpSender> TSRUtilityDI::senderWithConfig(const TSRConfig&) { return nullptr; }
+std::shared_ptr<HttpSender> TSRUtilityDI::senderWithConfig(const TSRConfig& config) {
+  return TSRSender::initWithConfig(shared_from_this(), config);
+}
 
 std::shared_ptr<EventQueue> TSRUtilityDI::queuedEventSenderWithSender(const std::shared_ptr<HttpSender>&,
                                                                       const TSRConfig&, EventQueueSuccessBlock,

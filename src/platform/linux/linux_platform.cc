@@ -71,6 +71,12 @@ std::shared_ptr<NetworkReachability> LinuxPlatform::createNetworkReachability(
   return std::make_shared<RtnetlinkReachability>(std::move(queue), std::move(callback));
 }
 
+HttpTransport* LinuxPlatform::httpTransport() {
+  std::lock_guard<std::mutex> lock(transport_mutex_);
+  if (!transport_) transport_ = std::make_unique<curl::CurlTransport>();
+  return transport_.get();
+}
+
 std::shared_ptr<DispatchQueue> LinuxPlatform::createSerialQueue(const std::string& label) {
   auto queue = std::make_shared<ThreadQueue>(label);
   bool shut_down;

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/curl/curl_transport.h"
 #include "platform/linux/linux_device.h"
 #include "platform/linux/linux_host_application.h"
 #include "platform/linux/linux_host_options.h"
@@ -60,6 +61,8 @@ class LinuxPlatform : public Platform {
   std::shared_ptr<NetworkReachability> createNetworkReachability(const ReachabilityTarget& target,
                                                                  std::shared_ptr<DispatchQueue> queue,
                                                                  NetworkReachability::Callback callback) override;
+  // libcurl on a network thread of its own, made on first use.
+  HttpTransport* httpTransport() override;
 
   // Application lifecycle, as the host reports it: set the state, then post
   // the matching notification (the names are in platform.h).
@@ -87,6 +90,8 @@ class LinuxPlatform : public Platform {
   std::mutex queues_mutex_;
   bool shut_down_ = false;
   std::vector<std::weak_ptr<ThreadQueue>> queues_;
+  std::mutex transport_mutex_;
+  std::unique_ptr<curl::CurlTransport> transport_;
 };
 
 }  // namespace tessarin::platform::linux_host

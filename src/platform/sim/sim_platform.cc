@@ -142,6 +142,13 @@ void SimPlatform::Init() {
 }
 
 SimPlatform::~SimPlatform() {
+  // Pending requests are cancelled while the queues they report to exist.
+  std::shared_ptr<HttpTransport> transport;
+  {
+    std::lock_guard<std::mutex> lock(transport_mutex_);
+    transport.swap(transport_);
+  }
+  transport.reset();
   {
     std::lock_guard<std::mutex> lock(mutex_);
     for (auto& timer : timers_) timer->cancel();
@@ -376,6 +383,41 @@ std::shared_ptr<NetworkReachability> SimPlatform::createNetworkReachability(
   reachability_sources_.push_back(source);
   reachability_targets_.push_back(target);
   return source;
+}
+
+HttpTransport* SimPlatform::httpTransport() {
+  std::lock_guard<std::mutex> lock(transport_mutex_);
+  if (!transport_ && !transport_set_) {
+    curl::CurlTransportOptions options = transport_options_;
+    if (!options.networkOffline) {
+      options.networkOffline = [this] {
+        std::lock_guard<std::mutex> flags_lock(reachability_mutex_);
+        return (network_.flags & kReachabilityFlagReachable) == 0;
+      };
+    }
+    transport_ = std::make_shared<curl::CurlTransport>(std::move(options));
+  }
+  return transport_.get();
+}
+
+void SimPlatform::setHttpTransport(std::shared_ptr<HttpTransport> transport) {
+  std::shared_ptr<HttpTransport> previous;
+  {
+    std::lock_guard<std::mutex> lock(transport_mutex_);
+    previous = std::move(transport_);
+    transport_ = std::move(transport);
+    transport_set_ = true;
+  }
+}
+
+void SimPlatform::setTransportOptions(curl::CurlTransportOptions options) {
+  std::shared_ptr<HttpTransport> previous;
+  {
+    std::lock_guard<std::mutex> lock(transport_mutex_);
+    previous = std::move(transport_);
+    transport_options_ = std::move(options);
+    transport_set_ = false;
+  }
 }
 
 void SimPlatform::setReachabilityFlags(ReachabilityFlags flags) {

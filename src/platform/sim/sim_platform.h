@@ -20,6 +20,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/curl/curl_transport.h"
+#include "platform/http_transport.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
 
@@ -130,6 +132,9 @@ class SimPlatform : public Platform {
   std::shared_ptr<NetworkReachability> createNetworkReachability(const ReachabilityTarget& target,
                                                                  std::shared_ptr<DispatchQueue> queue,
                                                                  NetworkReachability::Callback callback) override;
+  // Only the network is real: requests go out over libcurl (made on first
+  // use) unless a test set a transport of its own.
+  HttpTransport* httpTransport() override;
 
   // Scripting.
   SimApplication& app() { return app_; }
@@ -168,6 +173,14 @@ class SimPlatform : public Platform {
   // started now.
   std::vector<ReachabilityTarget> reachabilityTargets() const;
   std::size_t startedReachabilitySources() const;
+
+  // The transport requests go through (a fake, say); null: none at all.
+  void setHttpTransport(std::shared_ptr<HttpTransport> transport);
+  // Options of the libcurl transport made on next use (the local service's
+  // certificate to trust, short timeouts); drops the one made before. When
+  // the options say nothing of it, a failed name lookup counts as offline
+  // while the scripted network is not reachable.
+  void setTransportOptions(curl::CurlTransportOptions options);
 
   std::vector<SimTimerInfo> activeTimers() const;
   std::size_t pendingTaskCount() const;
@@ -210,6 +223,10 @@ class SimPlatform : public Platform {
   mutable std::mutex reachability_mutex_;
   std::vector<std::weak_ptr<SimReachability>> reachability_sources_;
   std::vector<ReachabilityTarget> reachability_targets_;
+  std::mutex transport_mutex_;
+  bool transport_set_ = false;  // a test chose the transport
+  curl::CurlTransportOptions transport_options_;
+  std::shared_ptr<HttpTransport> transport_;
 };
 
 }  // namespace tessarin::platform::sim
