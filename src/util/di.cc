@@ -1,5 +1,7 @@
 #include "util/di.h"
 
+#include "transport/event_sender.h"
+#include "transport/queued_event_sender.h"
 #include "transport/reachability_manager.h"
 #include "transport/sender.h"
 #include "util/host_app.h"  // complete type for the member's destructor
@@ -23,10 +25,17 @@ std::shared_ptr<HttpSender> TSRUtilityDI::senderWithConfig(const TSRConfig& conf
   return TSRSender::initWithConfig(shared_from_this(), config);
 }
 
-std::shared_ptr<EventQueue> TSRUtilityDI::queuedEventSenderWithSender(const std::shared_ptr<HttpSender>&,
-                                                                      const TSRConfig&, EventQueueSuccessBlock,
-                                                                      EventQueueFailureBlock) {
-  return nullptr;
+std::shared_ptr<EventQueue> TSRUtilityDI::queuedEventSenderWithSender(const std::shared_ptr<HttpSender>& sender,
+                                                                      const TSRConfig& config,
+                                                                      EventQueueSuccessBlock successBlock,
+                                                                      EventQueueFailureBlock failureBlock) {
+  // The queue sends through the sender's events operations; a sender that
+  // has none (or no sender at all) leaves the façade without a queue.
+  auto eventSender = std::dynamic_pointer_cast<TSREventSender>(sender);
+  auto environment = weak_from_this().lock();
+  if (!eventSender || !environment) return nullptr;
+  return TSRQueuedEventSender::initWithEventSender(std::move(environment), std::move(eventSender), config,
+                                                   std::move(successBlock), std::move(failureBlock));
 }
 
 std::shared_ptr<ReachabilityMonitor> TSRUtilityDI::reachabilityManagerWithStatusChangeBlock(

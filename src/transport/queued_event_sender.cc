@@ -1,0 +1,492 @@
+#include "transport/queued_event_sender.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "core/config.h"
+#include "core/log.h"
+#include "tessarin/tessarin.h"
+#include "util/date_time_util.h"
+#include "util/di.h"
+#include "util/networking.h"
+#include "util/persistence.h"
+#include "util/safety.h"
+#include "util/timing_util.h"
+#include "util/unicode_trim.h"
+
+namespace tessarin {
+namespace {
+
+// The length of a number's string value as the platform prints it:
+// integers in decimal, floating-point values with up to 17 significant
+// digits, booleans as "1" or "0".
+std::size_t NumberStringLength(const Json& number) {
+  if (number.is_boolean()) return 1;
+  char text[48];
+  int length;
+  if (number.is_number_unsigned()) {
+    length = std::snprintf(text, sizeof text, "%" PRIu64, number.get<std::uint64_t>());
+  } else if (number.is_number_integer()) {
+    length = std::snprintf(text, sizeof text, "%" PRId64, number.get<std::int64_t>());
+  } else {
+    length = std::snprintf(text, sizeof text, "%.17g", number.get<double>());
+  }
+  return length > 0 ? static_cast<std::size_t>(length) : 0;
+}
+
+double NumberValue(const Json& number) {
+  if (number.is_boolean()) return number.get<bool>() ? 1 : 0;
+  return number.get<double>();
+}
+
+// A configured count as an unsigned integer. The conversion saturates, as
+// the reference hardware's does: a negative or NaN value is 0, a value past
+// the largest unsigned long is that largest value.
+unsigned long UnsignedFromDouble(double value) {
+  constexpr unsigned long kMax = std::numeric_limits<unsigned long>::max();
+  if (!(value > 0)) return 0;
+  if (value >= static_cast<double>(kMax)) return kMax;
+  return static_cast<unsigned long>(value);
+}
+
+std::optional<double> ConfigNumber(const TSRConfig& config, const char* key) {
+  const Json* value = config.type(JsonKind::kNumber, key, false);
+  if (!value) return std::nullopt;
+  return NumberValue(*value);
+}
+
+}  // namespace
+
+std::shared_ptr<TSRQueuedEventSender> TSRQueuedEventSender::initWithEventSender(
+    std::shared_ptr<TSRUtilityDI> environment, std::shared_ptr<TSREventSender> sender, const TSRConfig& config,
+    EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock) {
+  if (!environment) return nullptr;
+  auto queue = std::make_shared<TSRQueuedEventSender>(Passkey{}, std::move(environment), std::move(sender),
+                                                      std::move(successBlock), std::move(failureBlock));
+  // The persisted events are the queue's first task: a full file takes
+  // milliseconds to read and parse, and the caller is usually the host
+  // app's UI thread. Everything queued later (the configuration below, the
+  // first events) runs after it, in the order it would have run had the
+  // file been read here.
+  TSRUtilitySafety::runAsyncOnQueue(queue->dispatch_queue_,
+                                    "-[TSRQueuedEventSender initWithEventSender:andConfig:successBlock:failureBlock:]",
+                                    [queue] { queue->loadPersistedEvents(); });
+  queue->updateWithConfig(config);
+  return queue;
+}
+
+TSRQueuedEventSender::TSRQueuedEventSender(Passkey, std::shared_ptr<TSRUtilityDI> environment,
+                                           std::shared_ptr<TSREventSender> sender,
+                                           EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock)
+    : environment_(std::move(environment)),
+      event_sender_delegate_(std::move(sender)),
+      success_block_(std::move(successBlock)),
+      failure_block_(std::move(failureBlock)),
+      dispatch_queue_(environment_->platform().createSerialQueue(std::string(kTessarinSDKIdentifier) +
+                                                                 ".TSRQueuedEventSender")) {}
+
+TSRQueuedEventSender::~TSRQueuedEventSender() {
+  // The timer's block would find the queue gone and do nothing; cancelling
+  // lets the platform forget it now.
+  TSRUtilityTiming::invalidateTimer(next_queue_send_timer_);
+}
+
+void TSRQueuedEventSender::loadPersistedEvents() {
+  auto persisted = environment_->persistence().loadJSONArrayFromFilename(kTSRQueuedEventsFileName);
+  if (!persisted) return;
+  // Only dictionaries are events; anything else in the file (written by
+  // hand, or damaged) would be sent to the service as it is.
+  Json events = Json::array();
+  for (auto& event : *persisted) {
+    if (event.is_object()) {
+      events.push_back(std::move(event));
+    } else {
+      TSR_LOG_ERROR("Events: Ignoring persisted event of unexpected class %@", JsonClassName(event));
+    }
+  }
+  // At the head, so that every persisted event passes the size checks again.
+  addEventsToQueue(events, 0);
+}
+
+// --- Configuration ---
+
+void TSRQueuedEventSender::updateWithConfig(const TSRConfig& config) {
+  // Read here, on the caller's thread, which owns the configuration; set on
+  // the private queue, which owns the fields.
+  auto delayOnResume = ConfigNumber(config, "delayOnResume");
+  auto throttleLimit = ConfigNumber(config, "eventThrottleLimit");
+  auto throttleInterval = ConfigNumber(config, "eventThrottleInterval");
+  auto maxEventsInQueue = ConfigNumber(config, "maxEventsInQueue");
+  auto self = shared_from_this();
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender updateWithConfig:]", [=] {
+    self->setConfigValues(delayOnResume, throttleLimit, throttleInterval, maxEventsInQueue);
+  });
+}
+
+void TSRQueuedEventSender::setConfigValues(std::optional<double> delayOnResume, std::optional<double> throttleLimit,
+                                           std::optional<double> throttleInterval,
+                                           std::optional<double> maxEventsInQueue) {
+  if (delayOnResume) delay_on_resume_ = *delayOnResume;
+  if (throttleLimit) throttle_limit_ = UnsignedFromDouble(*throttleLimit);
+  if (throttleInterval) throttle_interval_ = *throttleInterval;
+  if (maxEventsInQueue) max_events_in_queue_ = UnsignedFromDouble(*maxEventsInQueue);
+}
+
+// --- Adding events ---
+
+void TSRQueuedEventSender::addEvent(const Json& event) {
+  if (!event.is_object()) {
+    TSRError error{kTessarinSDKIdentifier, 0, "No event to send.", "There must be at least one event to send.",
+                   std::nullopt};
+    handleFailureBlockWithTag("-[TSRQueuedEventSender addEvent:]", std::nullopt, std::nullopt, error);
+    return;
+  }
+  auto self = shared_from_this();
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender addEvent:]",
+                                    [self, event] { self->addEventOnQueue(event); });
+}
+
+void TSRQueuedEventSender::addEventOnQueue(Json event) {
+  double time;
+  auto timestamp = event.find("timestamp");
+  if (timestamp != event.end() && (timestamp->is_number() || timestamp->is_boolean())) {
+    time = NumberValue(*timestamp) / 1000.0;
+  } else {
+    TSR_LOG_DEBUG("Events: Timestamp missing from event");
+    time = static_cast<double>(TSRUtilityDateTime::currentTimeEpochMillis(environment_->platform())) / 1000.0;
+  }
+
+  // A fixed period anchored at its first event's own timestamp: events
+  // carrying older timestamps fall into the current period. A dropped
+  // event still counts, so a burst that goes on stays throttled.
+  if (count_added_interval_start_ == 0 || time - count_added_interval_start_ > throttle_interval_) {
+    count_added_interval_start_ = time;
+    count_added_this_interval_ = 1;
+  } else {
+    ++count_added_this_interval_;
+    if (count_added_this_interval_ > throttle_limit_) {
+      TSR_LOG_ERROR("Events: Dropping event, exceeded %lu events / %.1f seconds", throttle_limit_,
+                    throttle_interval_);
+      return;
+    }
+  }
+
+  Json events = Json::array();
+  events.push_back(std::move(event));
+  enqueueEventsWithoutTriggeringSend(events);
+  sendQueuedEventsUnlessAlreadyDelayed();
+}
+
+void TSRQueuedEventSender::enqueueEventsWithoutTriggeringSend(const Json& events) {
+  addEventsToQueue(events, event_queue_.size());
+}
+
+void TSRQueuedEventSender::addEventsToQueue(const Json& events, std::size_t startIndex) {
+  std::vector<Json> kept;
+  kept.reserve(events.size());
+  unsigned long keptBytes = 0;
+  for (const auto& event : events) {
+    unsigned long size = estimateSizeOfEvent(event);
+    if (size > kMaxEventBytes) {
+      TSR_LOG_ERROR("Events: Dropping an event that is too large to fit in a single request");
+      continue;
+    }
+    keptBytes += size;
+    kept.push_back(event);
+  }
+  estimated_bytes_in_event_queue_ += keptBytes;
+  if (kept.empty()) return;
+  // The number offered, not the number kept.
+  TSR_LOG_INFO("Events: Enqueueing %i events.", events.size());
+  startIndex = std::min(startIndex, event_queue_.size());
+  event_queue_.insert(event_queue_.begin() + static_cast<std::ptrdiff_t>(startIndex),
+                      std::make_move_iterator(kept.begin()), std::make_move_iterator(kept.end()));
+  trimExcessEvents();
+}
+
+void TSRQueuedEventSender::trimExcessEvents() {
+  if (event_queue_.size() > max_events_in_queue_) {
+    TSR_LOG_ERROR("Events: The number of queued events %i exceeded the limit %i, dropping the excess.",
+                  event_queue_.size(), max_events_in_queue_);
+    // The oldest go; the byte estimate keeps counting them.
+    event_queue_.erase(event_queue_.begin(),
+                       event_queue_.begin() + static_cast<std::ptrdiff_t>(event_queue_.size() - max_events_in_queue_));
+  }
+  if (estimated_bytes_in_event_queue_ <= kMaxQueueBytes) return;
+  unsigned long estimate = estimated_bytes_in_event_queue_;
+  std::size_t dropped = 0;
+  while (estimate > kMaxQueueBytes && dropped < event_queue_.size()) {
+    estimate -= std::min(estimate, estimateSizeOfEvent(event_queue_[dropped]));
+    ++dropped;
+  }
+  if (dropped > 0) {
+    event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(dropped));
+    TSR_LOG_ERROR("Events: The number of estimated bytes in the queue exceeded the limit of %i, dropping %i events.",
+                  kMaxQueueBytes, dropped);
+  }
+  estimated_bytes_in_event_queue_ = estimate;
+}
+
+unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
+  if (!event.is_object()) return 0;
+  unsigned long size = 0;
+  for (const auto& [key, value] : event.items()) {
+    size += Utf16Length(key);
+    if (value.is_number() || value.is_boolean()) {
+      size += NumberStringLength(value);
+    } else if (value.is_string()) {
+      size += Utf16Length(value.get_ref<const std::string&>());
+    } else if (value.is_null()) {
+      size += 4;
+    } else {
+      TSR_LOG_DEBUG("Events: Ignoring estimating size of unexpected value, %@ %@", JsonClassName(value), value);
+    }
+  }
+  return size;
+}
+
+Json TSRQueuedEventSender::takeEvents() {
+  std::size_t count = 0;
+  unsigned long bytes = 0;
+  while (count < event_queue_.size() && count < kMaxBatchEvents) {
+    unsigned long size = estimateSizeOfEvent(event_queue_[count]);
+    if (bytes + size > kMaxBatchBytes) break;
+    bytes += size;
+    ++count;
+  }
+  Json batch = Json::array();
+  auto end = event_queue_.begin() + static_cast<std::ptrdiff_t>(count);
+  for (auto it = event_queue_.begin(); it != end; ++it) batch.push_back(std::move(*it));
+  event_queue_.erase(event_queue_.begin(), end);
+  return batch;
+}
+
+// --- Sending ---
+
+void TSRQueuedEventSender::startSendingQueuedEvents() {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender startSendingQueuedEvents]", [self] {
+    self->queue_send_delay_ = self->delay_on_resume_;
+    if (!self->started_) TSR_LOG_DEBUG("Events: Allowing sending/attempting");
+    self->started_ = true;
+    self->sendQueuedEventsAfterDelay();
+  });
+}
+
+void TSRQueuedEventSender::stopSendingQueuedEvents() {
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender stopSendingQueuedEvents]", [this] {
+    setNextQueueSendTimer(nullptr);
+    if (started_) TSR_LOG_DEBUG("Events: Disallowing sending/attempting");
+    started_ = false;
+  });
+}
+
+bool TSRQueuedEventSender::sendingQueuedEvents() {
+  bool started = false;
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender sendingQueuedEvents]",
+                                   [&] { started = started_; });
+  return started;
+}
+
+void TSRQueuedEventSender::setNextQueueSendCompleteBlock(std::function<void()> block) {
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender setNextQueueSendCompleteBlock:]",
+                                   [&] { next_queue_send_complete_block_ = std::move(block); });
+}
+
+void TSRQueuedEventSender::setNextQueueSendTimer(std::shared_ptr<platform::Timer> timer) {
+  TSRUtilityTiming::invalidateTimer(next_queue_send_timer_);
+  next_queue_send_timer_ = std::move(timer);
+}
+
+void TSRQueuedEventSender::sendQueuedEventsAfterDelay() {
+  if (request_in_flight_ || !started_) return;
+  std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
+  // Monotonic: a user changing the clock must not hold back or hurry a
+  // retry.
+  setNextQueueSendTimer(TSRUtilityTiming::createAndScheduleTimer(
+      environment_->platform(), "-[TSRQueuedEventSender sendQueuedEventsAfterDelay]", dispatch_queue_, false,
+      queue_send_delay_, 0, std::min(queue_send_delay_ * 0.1, 2.0), [weak] {
+        auto self = weak.lock();
+        if (!self || !self->next_queue_send_timer_) return;
+        self->setNextQueueSendTimer(nullptr);
+        self->sendQueuedEvents();
+      }));
+}
+
+void TSRQueuedEventSender::sendQueuedEventsUnlessAlreadyDelayed() {
+  if (request_in_flight_ || next_queue_send_timer_ || !started_) return;
+  sendQueuedEvents();
+}
+
+void TSRQueuedEventSender::queueSendComplete() {
+  if (!next_queue_send_complete_block_) return;
+  auto block = next_queue_send_complete_block_;
+  block();
+  next_queue_send_complete_block_ = nullptr;
+}
+
+void TSRQueuedEventSender::sendQueuedEvents() {
+  if (request_in_flight_) return;
+  if (event_queue_.empty()) {
+    queueSendComplete();
+    return;
+  }
+  // No endpoint (no account or dataset yet): keep everything for later.
+  if (!event_sender_delegate_ || event_sender_delegate_->urlEvents().empty()) return;
+  Json batch = takeEvents();
+  if (batch.empty()) {
+    queueSendComplete();
+    return;
+  }
+  const std::size_t count = batch.size();
+  TSR_LOG_INFO("Events: Attempting to send %lu events", count);
+  request_in_flight_ = true;
+
+  static constexpr const char* kTag = "-[TSRQueuedEventSender sendQueuedEvents]";
+  std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
+  // The batch is kept by the failure callback alone: only it may need the
+  // events again.
+  auto onSuccess = [weak, count](TSREventSender* sender, const std::string& requestUUID,
+                                 const std::optional<platform::HttpResponse>& response,
+                                 const std::optional<Json>& eventResponses) {
+    TSRUtilitySafety::runWithTag(kTag, [&] {
+      auto self = weak.lock();
+      // An answer to a sender this queue no longer uses changes nothing.
+      if (!self || sender != self->event_sender_delegate_.get()) return;
+      TSR_LOG_INFO("Events: Successfully sent %lu events.", count);
+      self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses.value_or(Json()));
+      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self] { self->requestSucceeded(); });
+    });
+  };
+  auto onFailure = [weak, batch](TSREventSender* sender, const std::string& requestUUID,
+                                 const std::optional<platform::HttpResponse>& response, const TSRError& error) {
+    TSRUtilitySafety::runWithTag(kTag, [&] {
+      auto self = weak.lock();
+      if (!self || sender != self->event_sender_delegate_.get()) return;
+      TSR_LOG_ERROR("Events: Failed to send %lu events. %@ %@ %@", batch.size(), error.description,
+                    error.failureReason, error.recoverySuggestion);
+      self->handleFailureBlockWithTag(kTag, requestUUID, response, error);
+      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag,
+                                        [self, batch, error] { self->requestFailed(batch, error); });
+    });
+  };
+  event_sender_delegate_->sendEvents(batch, TSRUtilityDateTime::timeZoneString(environment_->platform()),
+                                     std::move(onSuccess), std::move(onFailure));
+}
+
+void TSRQueuedEventSender::requestSucceeded() {
+  queue_send_delay_ = 0;
+  setNextQueueSendTimer(nullptr);
+  request_in_flight_ = false;
+  // A backlog drains batch after batch without waiting.
+  sendQueuedEventsUnlessAlreadyDelayed();
+}
+
+void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& error) {
+  if (TSRUtilityNetworking::connectivityProblemForError(&error, "Events:") == TSRConnectivityProblemNone) {
+    // The service answered (or the request could not be made): sending the
+    // same batch again would fail the same way.
+    TSR_LOG_WARN("Events: Dropping %lu events that failed to send", events.size());
+    queue_send_delay_ = 0;
+    setNextQueueSendTimer(nullptr);
+    request_in_flight_ = false;
+    sendQueuedEventsUnlessAlreadyDelayed();
+    return;
+  }
+  TSR_LOG_INFO("Events: Re-enqueueing events to send later.");
+  // At the head, through the size checks and trimming again.
+  addEventsToQueue(events, 0);
+  if (queue_send_delay_ < min_delay_on_failure_) {
+    queue_send_delay_ = min_delay_on_failure_;
+  } else {
+    queue_send_delay_ = std::min(queue_send_delay_ * 2, max_delay_on_failure_);
+  }
+  setNextQueueSendTimer(nullptr);
+  request_in_flight_ = false;
+  sendQueuedEventsAfterDelay();
+}
+
+void TSRQueuedEventSender::handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
+                                                     const std::optional<platform::HttpResponse>& response,
+                                                     const Json& eventResponses) {
+  if (!success_block_) return;
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(environment_->platform(), tag, [self, requestUUID, response, eventResponses] {
+    self->success_block_(self.get(), requestUUID, response, eventResponses);
+  });
+}
+
+void TSRQueuedEventSender::handleFailureBlockWithTag(const char* tag, const std::optional<std::string>& requestUUID,
+                                                     const std::optional<platform::HttpResponse>& response,
+                                                     const TSRError& error) {
+  if (!failure_block_) return;
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(environment_->platform(), tag, [self, requestUUID, response, error] {
+    self->failure_block_(self.get(), requestUUID, response, error);
+  });
+}
+
+// --- Persistence ---
+
+void TSRQueuedEventSender::saveToFile() {
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender saveToFile]", [this] {
+    Json events = Json::array();
+    for (const auto& event : event_queue_) events.push_back(event);
+    environment_->persistence().saveRawJSON(events, kTSRQueuedEventsFileName, true);
+  });
+}
+
+void TSRQueuedEventSender::deleteFile() {
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender deleteFile]",
+                                   [this] { environment_->persistence().deleteFilename(kTSRQueuedEventsFileName); });
+}
+
+// --- Inspection ---
+
+void TSRQueuedEventSender::enqueueEventsForTest(const Json& events) {
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender enqueueEventsForTest:]", [&] {
+    if (events.is_array()) enqueueEventsWithoutTriggeringSend(events);
+  });
+}
+
+std::size_t TSRQueuedEventSender::eventQueueCount() {
+  std::size_t count = 0;
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender eventQueueCount]",
+                                   [&] { count = event_queue_.size(); });
+  return count;
+}
+
+std::optional<Json> TSRQueuedEventSender::getEventAtIndex(std::size_t index) {
+  std::optional<Json> event;
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender getEventAtIndex:]", [&] {
+    if (index < event_queue_.size()) event = event_queue_[index];
+  });
+  return event;
+}
+
+Json TSRQueuedEventSender::eventQueueCopy() {
+  Json copy = Json::array();
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender eventQueueCopy]", [&] {
+    for (const auto& event : event_queue_) copy.push_back(event);
+  });
+  return copy;
+}
+
+double TSRQueuedEventSender::queueSendDelay() {
+  double delay = 0;
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender queueSendDelay]",
+                                   [&] { delay = queue_send_delay_; });
+  return delay;
+}
+
+unsigned long TSRQueuedEventSender::estimatedBytesInEventQueue() {
+  unsigned long bytes = 0;
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender estimatedBytesInEventQueue]",
+                                   [&] { bytes = estimated_bytes_in_event_queue_; });
+  return bytes;
+}
+
+}  // namespace tessarin

@@ -1,0 +1,148 @@
+// TSRQueuedEventSender: holds every event record until the events endpoint
+// has it.
+//
+// The queue throttles bursts, bounds itself by count and by an estimate of
+// its size in bytes, persists itself to "Tessarin-events" when asked, cuts
+// itself into batches of at most 50 events and 102400 estimated bytes, and
+// keeps exactly one batch request in flight. A batch that could not reach
+// the service goes back to the head of the queue and the next attempt waits
+// 1, 2, 4 ... up to 600 seconds; a batch the service refused is dropped.
+//
+// All state lives on one private serial queue. Public operations hop onto
+// it: asynchronously for addEvent, updateWithConfig and
+// startSendingQueuedEvents, synchronously for the others. The persisted
+// file is read by the first task of that queue, so constructing the queue
+// on the host app's UI thread never waits for the disk. The sender's
+// callbacks and the send timer hold the queue weakly.
+#ifndef TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_
+#define TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/collaborators.h"
+#include "platform/platform.h"
+#include "tessarin/json.h"
+#include "transport/event_sender.h"
+#include "transport/error.h"
+
+namespace tessarin {
+
+class TSRUtilityDI;
+
+// The file the queue persists itself to, in the SDK's private directory.
+inline constexpr const char* kTSRQueuedEventsFileName = "Tessarin-events";
+
+class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_this<TSRQueuedEventSender> {
+  struct Passkey {};
+
+ public:
+  // Fixed limits, in estimated bytes (see estimateSizeOfEvent) and events.
+  static constexpr unsigned long kMaxEventBytes = 102400;
+  static constexpr unsigned long kMaxBatchBytes = 102400;
+  static constexpr std::size_t kMaxBatchEvents = 50;
+  static constexpr unsigned long kMaxQueueBytes = 1048576;
+
+  // The queue, empty until its first task has loaded the persisted events;
+  // nothing without an environment. Without a sender nothing is ever sent.
+  static std::shared_ptr<TSRQueuedEventSender> initWithEventSender(std::shared_ptr<TSRUtilityDI> environment,
+                                                                   std::shared_ptr<TSREventSender> sender,
+                                                                   const TSRConfig& config,
+                                                                   EventQueueSuccessBlock successBlock,
+                                                                   EventQueueFailureBlock failureBlock);
+
+  TSRQueuedEventSender(Passkey, std::shared_ptr<TSRUtilityDI> environment, std::shared_ptr<TSREventSender> sender,
+                       EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock);
+  ~TSRQueuedEventSender() override;
+
+  // EventQueue. A null event (or anything but a dictionary) is reported
+  // through the failure block and nothing is queued.
+  void addEvent(const Json& event) override;
+  void startSendingQueuedEvents() override;
+  void stopSendingQueuedEvents() override;
+  void saveToFile() override;
+  void deleteFile() override;
+  void updateWithConfig(const TSRConfig& config) override;
+
+  bool sendingQueuedEvents();
+  // Run once, on the private queue, the next time a send pass finds
+  // nothing to send; then forgotten.
+  void setNextQueueSendCompleteBlock(std::function<void()> block);
+
+  // Inspection, each synchronous on the private queue.
+  void enqueueEventsForTest(const Json& events);  // appends without triggering a send
+  std::size_t eventQueueCount();
+  std::optional<Json> getEventAtIndex(std::size_t index);
+  Json eventQueueCopy();
+  double queueSendDelay();
+  unsigned long estimatedBytesInEventQueue();
+
+  // The sum of the UTF-16 lengths of the top-level keys and of the values'
+  // texts (a number's string value, a string itself, 4 for null). Nested
+  // containers count nothing: this is a cheap bound, not a serialised size.
+  static unsigned long estimateSizeOfEvent(const Json& event);
+
+  // Removes and returns the longest prefix of the queue that fits one
+  // request (possibly empty). Call it on dispatchQueue().
+  Json takeEvents();
+
+  const std::shared_ptr<platform::DispatchQueue>& dispatchQueue() const { return dispatch_queue_; }
+
+ private:
+  // Runs on the private queue.
+  void loadPersistedEvents();
+  void setConfigValues(std::optional<double> delayOnResume, std::optional<double> throttleLimit,
+                       std::optional<double> throttleInterval, std::optional<double> maxEventsInQueue);
+  void addEventOnQueue(Json event);
+  void enqueueEventsWithoutTriggeringSend(const Json& events);
+  void addEventsToQueue(const Json& events, std::size_t startIndex);
+  void trimExcessEvents();
+  void setNextQueueSendTimer(std::shared_ptr<platform::Timer> timer);
+  void sendQueuedEventsAfterDelay();
+  void sendQueuedEventsUnlessAlreadyDelayed();
+  void sendQueuedEvents();
+  void queueSendComplete();
+  void requestSucceeded();
+  void requestFailed(const Json& events, const TSRError& error);
+
+  // Run on the main thread.
+  void handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
+                                 const std::optional<platform::HttpResponse>& response, const Json& eventResponses);
+  void handleFailureBlockWithTag(const char* tag, const std::optional<std::string>& requestUUID,
+                                 const std::optional<platform::HttpResponse>& response, const TSRError& error);
+
+  // Fixed at creation; read from any thread.
+  const std::shared_ptr<TSRUtilityDI> environment_;
+  const std::shared_ptr<TSREventSender> event_sender_delegate_;
+  const EventQueueSuccessBlock success_block_;
+  const EventQueueFailureBlock failure_block_;
+  const std::shared_ptr<platform::DispatchQueue> dispatch_queue_;
+
+  // Owned by the private queue.
+  bool request_in_flight_ = false;
+  bool started_ = false;
+  std::deque<Json> event_queue_;  // oldest first
+  double min_delay_on_failure_ = 1.0;
+  double max_delay_on_failure_ = 600.0;
+  double delay_on_resume_ = 0.0;
+  std::function<void()> next_queue_send_complete_block_;
+  // Rises with every insertion and falls only when the byte trim drops
+  // events: sending does not lower it, so the byte limit bounds what the
+  // queue has taken in since it last trimmed, not what it holds now.
+  unsigned long estimated_bytes_in_event_queue_ = 0;
+  std::shared_ptr<platform::Timer> next_queue_send_timer_;
+  double queue_send_delay_ = 0.0;
+  unsigned long max_events_in_queue_ = 1000;
+  double throttle_interval_ = 10.0;
+  unsigned long throttle_limit_ = 50;
+  double count_added_interval_start_ = 0.0;  // seconds since 1970; 0 = no period yet
+  unsigned long count_added_this_interval_ = 0;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_

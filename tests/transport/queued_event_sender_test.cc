@@ -1,0 +1,666 @@
+#include "transport/queued_event_sender.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/config.h"
+#include "platform/posix_file_system.h"
+#include "platform/sim/sim_platform.h"
+#include "support/log_capture.h"
+#include "tessarin/tessarin.h"
+#include "util/di.h"
+
+namespace tessarin {
+namespace {
+
+using platform::sim::SimPlatform;
+using testing::LogCapture;
+
+// Records each batch and lets the test answer it, as the sender would, on
+// the main queue.
+class FakeEventSender : public TSREventSender {
+ public:
+  struct Batch {
+    Json events;
+    std::optional<std::string> timeZone;
+    std::string uuid;
+    ArraySuccessBlock success;
+    FailureBlock failure;
+  };
+
+  std::string urlEvents() const override { return url; }
+  std::string sendEvents(const Json& events, const std::optional<std::string>& timeZone, ArraySuccessBlock success,
+                         FailureBlock failure) override {
+    std::string uuid = "request-" + std::to_string(batches.size() + 1);
+    batches.push_back({events, timeZone, uuid, std::move(success), std::move(failure)});
+    return uuid;
+  }
+
+  // `as` stands in for the sender the answer claims to come from.
+  void succeed(std::size_t i, std::optional<Json> responses = Json::array(), TSREventSender* as = nullptr) {
+    batches.at(i).success(as ? as : this, batches[i].uuid, platform::HttpResponse{200, url, {}}, responses);
+  }
+  void fail(std::size_t i, const TSRError& error, TSREventSender* as = nullptr) {
+    batches.at(i).failure(as ? as : this, batches[i].uuid, std::nullopt, error);
+  }
+  std::vector<std::size_t> batchSizes() const {
+    std::vector<std::size_t> sizes;
+    for (const auto& b : batches) sizes.push_back(b.events.size());
+    return sizes;
+  }
+
+  std::string url = "https://acme.api.tessarin.io/events/";
+  std::vector<Batch> batches;
+};
+
+TSRError ConnectivityError() { return {kTSRURLErrorDomain, -1004, "Could not connect to the server.", {}, {}}; }
+TSRError RejectedError() {
+  return {kTessarinSDKIdentifier, 0, "Send request failed, status code 400", "Bad dataset.",
+          "Check that the account exists and that the request is formatted properly."};
+}
+
+Json Event(int id) { return Json{{"id", id}}; }
+Json Events(int from, int count) {
+  Json events = Json::array();
+  for (int i = from; i < from + count; ++i) events.push_back(Event(i));
+  return events;
+}
+// An event whose estimate is exactly `bytes`: "id" + its digits + "x" + padding.
+Json EventOfSize(unsigned long bytes, int id) {
+  unsigned long fixed = 2 + std::to_string(id).size() + 1;
+  return Json{{"id", id}, {"x", std::string(bytes - fixed, 'a')}};
+}
+std::vector<int> Ids(const Json& events) {
+  std::vector<int> ids;
+  for (const auto& e : events) ids.push_back(e.value("id", -1));
+  return ids;
+}
+std::vector<int> Range(int from, int count) {
+  std::vector<int> ids;
+  for (int i = from; i < from + count; ++i) ids.push_back(i);
+  return ids;
+}
+
+class QueuedEventSenderTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<TSRQueuedEventSender> Make(bool runFirstTask = true) {
+    auto queue = TSRQueuedEventSender::initWithEventSender(
+        env, sender, config,
+        [this](EventQueue* q, const std::string& uuid, const std::optional<platform::HttpResponse>& response,
+               const Json& responses) {
+          successes.push_back({q, uuid, responses, response.has_value(), sim->isMainThread()});
+        },
+        [this](EventQueue* q, const std::optional<std::string>& uuid,
+               const std::optional<platform::HttpResponse>&, const TSRError& error) {
+          failures.push_back({q, uuid, error, sim->isMainThread()});
+        });
+    if (runFirstTask) sim->runUntilIdle();
+    return queue;
+  }
+
+  // Starts sending and lets the resume timer (no delay by default) fire.
+  void Start(TSRQueuedEventSender& queue) {
+    queue.startSendingQueuedEvents();
+    sim->advance(0);
+  }
+
+  std::string EventsFilePath() const { return sim->applicationSupportPath() + "/com.tessarin.simhost/Tessarin-events"; }
+  void WriteEventsFile(const std::string& text) {
+    std::filesystem::create_directories(std::filesystem::path(EventsFilePath()).parent_path());
+    std::ofstream(EventsFilePath(), std::ios::binary) << text;
+  }
+
+  std::vector<platform::sim::SimTimerInfo> QueueTimers() const {
+    std::vector<platform::sim::SimTimerInfo> timers;
+    for (const auto& t : sim->activeTimers()) {
+      if (t.queue == "com.tessarin.sdk.TSRQueuedEventSender") timers.push_back(t);
+    }
+    return timers;
+  }
+
+  struct Success {
+    EventQueue* queue;
+    std::string uuid;
+    Json responses;
+    bool hasResponse;
+    bool onMain;
+  };
+  struct Failure {
+    EventQueue* queue;
+    std::optional<std::string> uuid;
+    TSRError error;
+    bool onMain;
+  };
+
+  LogCapture log{TSRLogLevelDebug};
+  std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
+  std::shared_ptr<TSRUtilityDI> env = std::make_shared<TSRUtilityDI>(sim);
+  TSRConfig config{env};
+  std::shared_ptr<FakeEventSender> sender = std::make_shared<FakeEventSender>();
+  std::vector<Success> successes;
+  std::vector<Failure> failures;
+  std::vector<std::size_t> completions;  // batches sent when the completion block ran
+};
+
+TEST(QueuedEventSenderEstimateTest, CountsTopLevelKeysAndValueTextsInUtf16Units) {
+  LogCapture log{TSRLogLevelDebug};
+  struct Case {
+    Json event;
+    unsigned long size;
+  } cases[] = {
+      {Json{{"ab", "h\u00e9llo"}}, 2 + 5},
+      {Json{{"\u00fc", "\U0001F600"}}, 1 + 2},  // a character outside the BMP is two units
+      {Json{{"n", 12345}}, 1 + 5},
+      {Json{{"n", -7}}, 1 + 2},
+      {Json{{"n", 18446744073709551615ull}}, 1 + 20},
+      {Json{{"d", 1.5}}, 1 + 3},
+      {Json{{"d", 2.0}}, 1 + 1},
+      {Json{{"d", 0.1}}, 1 + 19},  // "0.10000000000000001"
+      {Json{{"b", true}}, 1 + 1},
+      {Json{{"z", nullptr}}, 1 + 4},
+      {Json{{"o", {{"nested", "not counted"}}}, {"a", Json::array({"nor this"})}}, 1 + 1},
+      {Json::object(), 0},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(TSRQueuedEventSender::estimateSizeOfEvent(c.event), c.size) << c.event.dump();
+  }
+  EXPECT_EQ(log.countContaining("Events: Ignoring estimating size of unexpected value, NSDictionary "), 1);
+  EXPECT_EQ(log.countContaining("Events: Ignoring estimating size of unexpected value, NSArray "), 1);
+}
+
+TEST_F(QueuedEventSenderTest, ThrottlesByAFixedPeriodAnchoredAtItsFirstEvent) {
+  auto queue = Make();
+  const double t0 = 1767225600000.0;
+  auto at = [](double ms, int id) { return Json{{"timestamp", ms}, {"id", id}}; };
+  for (int i = 0; i < 50; ++i) queue->addEvent(at(t0 + i * 100, i));
+  queue->addEvent(at(t0 + 10000, 50));    // the 51st, exactly 10 s after the first: same period
+  queue->addEvent(at(t0 - 600000, 51));   // an older timestamp still falls into this period
+  queue->addEvent(at(t0 + 10001, 52));    // past the period: a new one, counting 1
+  for (int i = 0; i < 49; ++i) queue->addEvent(at(t0 + 10001, 53 + i));
+  queue->addEvent(at(t0 + 10002, 102));   // the 51st of the new period
+  sim->runUntilIdle();
+
+  std::vector<int> expected = Range(0, 50);
+  for (int id : Range(52, 50)) expected.push_back(id);
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), expected);
+  EXPECT_EQ(log.count("Events: Dropping event, exceeded 50 events / 10.0 seconds", TSRLogLevelError), 3);
+}
+
+TEST_F(QueuedEventSenderTest, ThrottleFollowsTheConfigurationAndTheClockForUntimedEvents) {
+  config.setConfiguration({{"eventThrottleLimit", 1.9}, {"eventThrottleInterval", 5}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  const double now_ms = sim->now(platform::Clock::kWall) * 1000;
+  queue->addEvent(Event(1));                                      // no timestamp: the clock's time opens the period
+  queue->addEvent(Json{{"timestamp", now_ms + 5000}, {"id", 2}});  // limit 1 (1.9 truncated): dropped
+  queue->addEvent(Json{{"timestamp", now_ms + 5001}, {"id", 3}});  // a new period
+  sim->runUntilIdle();
+
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), (std::vector<int>{1, 3}));
+  EXPECT_EQ(log.count("Events: Timestamp missing from event", TSRLogLevelDebug), 1);
+  EXPECT_EQ(log.count("Events: Dropping event, exceeded 1 events / 5.0 seconds", TSRLogLevelError), 1);
+}
+
+TEST_F(QueuedEventSenderTest, ANullEventIsReportedOnMainAndNothingIsQueued) {
+  auto queue = Make();
+  queue->addEvent(nullptr);
+  sim->runUntilIdle();
+
+  ASSERT_EQ(failures.size(), 1u);
+  EXPECT_EQ(failures[0].queue, queue.get());
+  EXPECT_FALSE(failures[0].uuid.has_value());
+  EXPECT_EQ(failures[0].error.domain, "com.tessarin.sdk");
+  EXPECT_EQ(failures[0].error.code, 0);
+  EXPECT_EQ(failures[0].error.description, "No event to send.");
+  EXPECT_EQ(failures[0].error.failureReason, "There must be at least one event to send.");
+  EXPECT_TRUE(failures[0].onMain);
+  EXPECT_EQ(queue->eventQueueCount(), 0u);
+}
+
+TEST_F(QueuedEventSenderTest, SingleEventLimitAndTheOfferedCount) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Json::array({EventOfSize(102401, 1)}));
+  EXPECT_EQ(log.countContaining("Events: Enqueueing"), 0) << "nothing kept, nothing enqueued";
+
+  queue->enqueueEventsForTest(Json::array({EventOfSize(102400, 2), EventOfSize(102401, 3), Event(4)}));
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), (std::vector<int>{2, 4}));
+  EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request", TSRLogLevelError), 2);
+  // The line counts the events offered, not the two kept.
+  EXPECT_EQ(log.count("Events: Enqueueing 3 events.", TSRLogLevelInfo), 1);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 102400u + 3u);
+}
+
+TEST_F(QueuedEventSenderTest, CountLimitDropsTheOldestButKeepsTheirBytesInTheEstimate) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 1001));
+
+  EXPECT_EQ(queue->eventQueueCount(), 1000u);
+  EXPECT_EQ(queue->getEventAtIndex(0), Event(1));
+  EXPECT_EQ(queue->getEventAtIndex(999), Event(1000));
+  EXPECT_EQ(queue->getEventAtIndex(1000), std::nullopt);
+  EXPECT_EQ(log.count("Events: The number of queued events 1001 exceeded the limit 1000, dropping the excess.",
+                      TSRLogLevelError),
+            1);
+  unsigned long all = 0;
+  for (const auto& e : Events(0, 1001)) all += TSRQueuedEventSender::estimateSizeOfEvent(e);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), all);
+}
+
+TEST_F(QueuedEventSenderTest, ByteLimitActsOnTheEstimateNotOnWhatIsLeft) {
+  auto queue = Make();
+  Json big = Json::array();
+  for (int i = 0; i < 11; ++i) big.push_back(EventOfSize(100000, i));
+  queue->enqueueEventsForTest(big);
+
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(1, 10));
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
+  EXPECT_EQ(log.count("Events: The number of estimated bytes in the queue exceeded the limit of 1048576, dropping 1 "
+                      "events.",
+                      TSRLogLevelError),
+            1);
+
+  // Sending does not lower the estimate: once ten batches are gone, one
+  // more large event tips it over the limit and is itself walked off.
+  Start(*queue);
+  for (std::size_t i = 0; i < 10; ++i) {
+    ASSERT_EQ(sender->batches.size(), i + 1);
+    sender->succeed(i);
+    sim->runUntilIdle();
+  }
+  EXPECT_EQ(queue->eventQueueCount(), 0u);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
+  queue->enqueueEventsForTest(Json::array({EventOfSize(100000, 11)}));
+  EXPECT_EQ(queue->eventQueueCount(), 0u);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
+}
+
+TEST_F(QueuedEventSenderTest, BatchesCutAtFiftyEventsOrTheByteLimitAndDrainOneAfterAnother) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 50));
+  queue->enqueueEventsForTest(Json::array({EventOfSize(51200, 50), EventOfSize(51200, 51), Event(52)}));
+  Start(*queue);
+  queue->setNextQueueSendCompleteBlock([this] { completions.push_back(sender->batches.size()); });
+
+  // Fifty tiny events fill a batch by count.
+  ASSERT_EQ(sender->batchSizes(), std::vector<std::size_t>{50});
+  EXPECT_EQ(Ids(sender->batches[0].events), Range(0, 50));
+  EXPECT_EQ(sender->batches[0].timeZone, "Europe/Berlin");
+  EXPECT_EQ(log.count("Events: Attempting to send 50 events", TSRLogLevelInfo), 1);
+
+  // One request at a time: a new event only joins the queue.
+  queue->addEvent(Event(53));
+  sim->runUntilIdle();
+  EXPECT_EQ(sender->batches.size(), 1u);
+
+  sender->succeed(0, Json::array({{{"errorCode", 3}}}));
+  sim->runUntilIdle();
+  ASSERT_EQ(successes.size(), 1u);
+  EXPECT_EQ(successes[0].queue, queue.get());
+  EXPECT_EQ(successes[0].uuid, "request-1");
+  EXPECT_EQ(successes[0].responses, Json::array({{{"errorCode", 3}}}));
+  EXPECT_TRUE(successes[0].hasResponse);
+  EXPECT_TRUE(successes[0].onMain);
+  EXPECT_EQ(log.count("Events: Successfully sent 50 events.", TSRLogLevelInfo), 1);
+
+  // Two events of 51200 fill a batch exactly; one more byte would not fit,
+  // so the next event opens the following batch.
+  ASSERT_EQ(sender->batches.size(), 2u);
+  EXPECT_EQ(Ids(sender->batches[1].events), (std::vector<int>{50, 51}));
+  sender->succeed(1, std::nullopt);
+  sim->runUntilIdle();
+  ASSERT_EQ(successes.size(), 2u);
+  EXPECT_TRUE(successes[1].responses.is_null()) << "an empty body gives no responses";
+  ASSERT_EQ(sender->batches.size(), 3u);
+  EXPECT_EQ(Ids(sender->batches[2].events), (std::vector<int>{52, 53}));
+  EXPECT_TRUE(completions.empty());
+  sender->succeed(2);
+  sim->runUntilIdle();
+
+  // The pass that found nothing ran the completion block, once.
+  EXPECT_EQ(completions, std::vector<std::size_t>{3});
+  queue->addEvent(Event(54));
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 4u);
+  sender->succeed(3);
+  sim->runUntilIdle();
+  EXPECT_EQ(completions, std::vector<std::size_t>{3});
+  EXPECT_TRUE(QueueTimers().empty());
+}
+
+TEST_F(QueuedEventSenderTest, TakeEventsTakesAnEventExactlyAtTheBatchLimitAlone) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Json::array({EventOfSize(102400, 1), Event(2)}));
+  Json first, second;
+  queue->dispatchQueue()->sync([&] {
+    first = queue->takeEvents();
+    second = queue->takeEvents();
+  });
+  EXPECT_EQ(Ids(first), std::vector<int>{1});
+  EXPECT_EQ(Ids(second), std::vector<int>{2});
+  EXPECT_EQ(queue->eventQueueCount(), 0u);
+}
+
+TEST_F(QueuedEventSenderTest, ConnectivityFailuresBackOffOnTheMonotonicClockUpTo600Seconds) {
+  auto queue = Make();
+  Start(*queue);
+  queue->addEvent(Event(1));
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_TRUE(QueueTimers().empty()) << "an idle queue sends a new event at once";
+
+  const std::vector<double> delays = {1, 2, 4, 8, 16, 32, 64, 128, 256, 512, 600, 600};
+  for (std::size_t i = 0; i < delays.size(); ++i) {
+    const double delay = delays[i];
+    sender->fail(i, ConnectivityError());
+    sim->runUntilIdle();
+    EXPECT_EQ(queue->queueSendDelay(), delay);
+    auto timers = QueueTimers();
+    ASSERT_EQ(timers.size(), 1u) << "after failure " << i;
+    EXPECT_EQ(timers[0].clock, platform::Clock::kMonotonic);
+    EXPECT_DOUBLE_EQ(timers[0].deadline - sim->now(platform::Clock::kMonotonic), delay);
+    EXPECT_DOUBLE_EQ(timers[0].leeway, std::min(delay * 0.1, 2.0));
+    EXPECT_EQ(timers[0].interval, 0);
+    EXPECT_EQ(queue->eventQueueCount(), 1u) << "the batch is back in the queue";
+
+    sim->advance(delay - 0.001);
+    EXPECT_EQ(sender->batches.size(), i + 1) << "not before " << delay << " s";
+    sim->advance(0.002);
+    ASSERT_EQ(sender->batches.size(), i + 2) << "at " << delay << " s";
+    EXPECT_EQ(Ids(sender->batches.back().events), std::vector<int>{1});
+  }
+  EXPECT_EQ(log.count("Events: Failed to send 1 events. Could not connect to the server. (null) (null)",
+                      TSRLogLevelError),
+            12);
+  EXPECT_EQ(log.count("Network: Events: Could not send. Could not contact Tessarin. Could not connect to the "
+                      "server. (null)",
+                      TSRLogLevelError),
+            12);
+  EXPECT_EQ(log.count("Events: Re-enqueueing events to send later.", TSRLogLevelInfo), 12);
+  ASSERT_EQ(failures.size(), 12u);
+  EXPECT_EQ(failures[0].uuid, "request-1");
+  EXPECT_EQ(failures[0].error.code, -1004);
+  EXPECT_TRUE(failures[0].onMain);
+
+  // Success resets the delay: the next event goes out at once.
+  sender->succeed(12);
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->queueSendDelay(), 0);
+  queue->addEvent(Event(2));
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 14u);
+  EXPECT_EQ(Ids(sender->batches[13].events), std::vector<int>{2});
+}
+
+TEST_F(QueuedEventSenderTest, EventsAddedDuringBackOffWaitForTheTimerBehindTheRetriedBatch) {
+  auto queue = Make();
+  Start(*queue);
+  queue->addEvent(Event(1));
+  sim->runUntilIdle();
+  sender->fail(0, ConnectivityError());
+  sim->runUntilIdle();
+  queue->addEvent(Event(2));
+  sim->runUntilIdle();
+  EXPECT_EQ(sender->batches.size(), 1u) << "a pending timer holds new events back";
+  sim->advance(1);
+  ASSERT_EQ(sender->batches.size(), 2u);
+  EXPECT_EQ(Ids(sender->batches[1].events), (std::vector<int>{1, 2}));
+}
+
+TEST_F(QueuedEventSenderTest, ARejectedBatchIsDroppedAndTheBacklogContinuesAtOnce) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 51));
+  Start(*queue);
+  sender->fail(0, RejectedError());
+  sim->runUntilIdle();
+
+  EXPECT_EQ(log.count("Events: Failed to send 50 events. Send request failed, status code 400 Bad dataset. Check "
+                      "that the account exists and that the request is formatted properly.",
+                      TSRLogLevelError),
+            1);
+  EXPECT_EQ(log.count("Events: Dropping 50 events that failed to send", TSRLogLevelWarn), 1);
+  EXPECT_EQ(log.countContaining("Network:"), 0);
+  ASSERT_EQ(failures.size(), 1u);
+  EXPECT_EQ(failures[0].error.description, "Send request failed, status code 400");
+  ASSERT_EQ(sender->batches.size(), 2u);
+  EXPECT_EQ(Ids(sender->batches[1].events), std::vector<int>{50});
+  EXPECT_EQ(queue->queueSendDelay(), 0);
+  EXPECT_TRUE(QueueTimers().empty());
+}
+
+TEST_F(QueuedEventSenderTest, AnswersFromAnotherSenderOrForAGoneQueueChangeNothing) {
+  auto queue = Make();
+  Start(*queue);
+  queue->addEvent(Event(1));
+  sim->runUntilIdle();
+  FakeEventSender other;
+  sender->succeed(0, Json::array(), &other);
+  sender->fail(0, ConnectivityError(), &other);
+  sim->runUntilIdle();
+  EXPECT_TRUE(successes.empty());
+  EXPECT_TRUE(failures.empty());
+  EXPECT_EQ(log.countContaining("Events: Successfully sent"), 0);
+  EXPECT_EQ(log.countContaining("Events: Failed to send"), 0);
+
+  // Still in flight: a new event waits.
+  queue->addEvent(Event(2));
+  sim->runUntilIdle();
+  EXPECT_EQ(sender->batches.size(), 1u);
+  sender->succeed(0);
+  sim->runUntilIdle();
+  EXPECT_EQ(successes.size(), 1u);
+  ASSERT_EQ(sender->batches.size(), 2u);
+
+  // The callbacks do not keep the queue alive.
+  std::weak_ptr<TSRQueuedEventSender> weak = queue;
+  queue.reset();
+  sim->runUntilIdle();
+  EXPECT_TRUE(weak.expired());
+  sender->fail(1, ConnectivityError());
+  sim->runUntilIdle();
+  EXPECT_TRUE(failures.empty());
+}
+
+TEST_F(QueuedEventSenderTest, WithoutAnEventsURLNothingIsSentAndTheCompletionWaits) {
+  sender->url = "";
+  auto queue = Make();
+  int completed = 0;
+  Start(*queue);
+  queue->setNextQueueSendCompleteBlock([&] { ++completed; });
+  queue->addEvent(Event(1));
+  sim->advance(60);
+  EXPECT_TRUE(sender->batches.empty());
+  EXPECT_EQ(queue->eventQueueCount(), 1u);
+  EXPECT_EQ(completed, 0);
+
+  sender->url = "https://acme.api.tessarin.io/events/";
+  queue->addEvent(Event(2));
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_EQ(Ids(sender->batches[0].events), (std::vector<int>{1, 2}));
+  sender->succeed(0);
+  sim->runUntilIdle();
+  EXPECT_EQ(completed, 1);
+}
+
+TEST_F(QueuedEventSenderTest, StartWaitsForDelayOnResumeAndStopCancelsThePendingSend) {
+  config.setConfiguration({{"delayOnResume", 30}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  queue->addEvent(Event(1));
+  sim->advance(100);
+  EXPECT_TRUE(sender->batches.empty()) << "not started: queued only";
+  EXPECT_FALSE(queue->sendingQueuedEvents());
+
+  queue->startSendingQueuedEvents();
+  queue->startSendingQueuedEvents();
+  sim->runUntilIdle();
+  EXPECT_TRUE(queue->sendingQueuedEvents());
+  EXPECT_EQ(log.count("Events: Allowing sending/attempting", TSRLogLevelDebug), 1);
+  auto timers = QueueTimers();
+  ASSERT_EQ(timers.size(), 1u) << "a restart replaces the pending timer";
+  EXPECT_DOUBLE_EQ(timers[0].leeway, 2.0);
+
+  queue->stopSendingQueuedEvents();
+  queue->stopSendingQueuedEvents();
+  EXPECT_EQ(log.count("Events: Disallowing sending/attempting", TSRLogLevelDebug), 1);
+  EXPECT_TRUE(QueueTimers().empty());
+  sim->advance(100);
+  EXPECT_TRUE(sender->batches.empty());
+
+  queue->startSendingQueuedEvents();
+  sim->advance(29);
+  EXPECT_TRUE(sender->batches.empty());
+  sim->advance(1);
+  ASSERT_EQ(sender->batches.size(), 1u);
+
+  // Stopped with a request in flight: it completes, and a connectivity
+  // failure still puts the batch back, without a timer.
+  queue->stopSendingQueuedEvents();
+  sender->fail(0, ConnectivityError());
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->eventQueueCount(), 1u);
+  EXPECT_EQ(failures.size(), 1u);
+  EXPECT_TRUE(QueueTimers().empty());
+  sim->advance(1000);
+  EXPECT_EQ(sender->batches.size(), 1u);
+}
+
+TEST_F(QueuedEventSenderTest, SavesAndReloadsItsEventsExcludedFromBackups) {
+  struct RecordingFiles : platform::ForwardingFileSystem {
+    using ForwardingFileSystem::ForwardingFileSystem;
+    platform::IoResult excludeFromBackup(const std::string& path) override {
+      excluded.push_back(path);
+      return ForwardingFileSystem::excludeFromBackup(path);
+    }
+    std::vector<std::string> excluded;
+  };
+  auto files = std::make_shared<RecordingFiles>(sim->posixFileSystem());
+  sim->setFileSystem(files);
+  auto first = Make();
+  first->enqueueEventsForTest(Json::array({Event(1), Json{{"id", 2}, {"s", "\u00e9"}, {"o", {{"k", nullptr}}}}}));
+  first->saveToFile();
+
+  std::ifstream in(EventsFilePath(), std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(text, "[{\"id\":1},{\"id\":2,\"s\":\"\u00e9\",\"o\":{\"k\":null}}]");
+  EXPECT_EQ(files->excluded, std::vector<std::string>{EventsFilePath()});
+
+  auto second = Make();
+  EXPECT_EQ(second->eventQueueCopy(), first->eventQueueCopy());
+  EXPECT_TRUE(std::filesystem::exists(EventsFilePath())) << "loading keeps the file";
+  second->deleteFile();
+  EXPECT_FALSE(std::filesystem::exists(EventsFilePath()));
+  EXPECT_EQ(Make()->eventQueueCount(), 0u);
+}
+
+TEST_F(QueuedEventSenderTest, PersistedEventsPassTheLimitsAgainAtStartUp) {
+  Json persisted = Events(0, 1005);
+  persisted.push_back(EventOfSize(102401, 1005));
+  WriteEventsFile(persisted.dump());
+  auto queue = Make();
+  EXPECT_EQ(queue->eventQueueCount(), 1000u);
+  EXPECT_EQ(queue->getEventAtIndex(0), Event(5));
+  EXPECT_EQ(log.count("Events: Enqueueing 1006 events.", TSRLogLevelInfo), 1);
+  EXPECT_EQ(log.count("Events: The number of queued events 1005 exceeded the limit 1000, dropping the excess."), 1);
+  EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request"), 1);
+}
+
+TEST_F(QueuedEventSenderTest, ALoweredMaximumTakesEffectAfterTheLoadWithTheNextInsertion) {
+  // The configuration is applied after the persisted events are in: they
+  // are checked against the default maximum, and the lowered one trims the
+  // queue from the head as soon as the next event arrives.
+  WriteEventsFile(Events(0, 10).dump());
+  config.setConfiguration({{"maxEventsInQueue", 5}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  EXPECT_EQ(queue->eventQueueCount(), 10u);
+  queue->addEvent(Event(10));
+  sim->runUntilIdle();
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(6, 5));
+  EXPECT_EQ(log.count("Events: The number of queued events 11 exceeded the limit 5, dropping the excess."), 1);
+}
+
+TEST_F(QueuedEventSenderTest, ADamagedEventsFileIsLoggedAndIgnored) {
+  WriteEventsFile("[{\"id\":1},");
+  auto queue = Make();
+  EXPECT_EQ(queue->eventQueueCount(), 0u);
+  EXPECT_EQ(log.count("JSON: Couldn't deserialize string into JSON Array: [{\"id\":1},", TSRLogLevelError), 1);
+
+  WriteEventsFile("[{\"id\":1},7,\"text\",{\"id\":2}]");
+  auto second = Make();
+  EXPECT_EQ(Ids(second->eventQueueCopy()), (std::vector<int>{1, 2}));
+  EXPECT_EQ(log.count("Events: Ignoring persisted event of unexpected class NSNumber", TSRLogLevelError), 1);
+  EXPECT_EQ(log.count("Events: Ignoring persisted event of unexpected class NSString", TSRLogLevelError), 1);
+
+  // Still a working queue.
+  second->addEvent(Event(3));
+  sim->runUntilIdle();
+  EXPECT_EQ(second->eventQueueCount(), 3u);
+}
+
+TEST_F(QueuedEventSenderTest, TheFileIsReadByTheQueuesFirstTaskNotByTheConstructor) {
+  struct CountingFiles : platform::ForwardingFileSystem {
+    using ForwardingFileSystem::ForwardingFileSystem;
+    platform::IoResult readFile(const std::string& path, std::string* contents) override {
+      reads.push_back(queue && queue->isCurrent());
+      return ForwardingFileSystem::readFile(path, contents);
+    }
+    std::shared_ptr<platform::DispatchQueue> queue;
+    std::vector<bool> reads;  // whether each read ran on the event queue
+  };
+  WriteEventsFile(Events(0, 3).dump());
+  auto files = std::make_shared<CountingFiles>(sim->posixFileSystem());
+  sim->setFileSystem(files);
+  auto queue = Make(/*runFirstTask=*/false);
+  files->queue = queue->dispatchQueue();
+  EXPECT_TRUE(files->reads.empty());
+  EXPECT_EQ(queue->dispatchQueue()->label(), "com.tessarin.sdk.TSRQueuedEventSender");
+
+  // An event added before the load ran lands behind the persisted ones.
+  queue->addEvent(Event(3));
+  sim->runUntilIdle();
+  EXPECT_EQ(files->reads, std::vector<bool>{true});
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(0, 4));
+}
+
+// Both a configuration sender and an event sender, as the HTTP sender is.
+class FullSender : public HttpSender, public FakeEventSender {
+ public:
+  void updateWithConfig(const TSRConfig&) override {}
+  std::string requestConfigWithParams(const Json&, std::optional<double>, JsonSuccessBlock,
+                                      HttpSender::FailureBlock) override {
+    return "";
+  }
+};
+
+class ConfigOnlySender : public HttpSender {
+ public:
+  void updateWithConfig(const TSRConfig&) override {}
+  std::string requestConfigWithParams(const Json&, std::optional<double>, JsonSuccessBlock,
+                                      HttpSender::FailureBlock) override {
+    return "";
+  }
+};
+
+TEST_F(QueuedEventSenderTest, TheEnvironmentBuildsAQueueOnlyOverAnEventSender) {
+  EXPECT_EQ(env->queuedEventSenderWithSender(nullptr, config, nullptr, nullptr), nullptr);
+  EXPECT_EQ(env->queuedEventSenderWithSender(std::make_shared<ConfigOnlySender>(), config, nullptr, nullptr), nullptr);
+
+  auto full = std::make_shared<FullSender>();
+  auto queue = env->queuedEventSenderWithSender(full, config, nullptr, nullptr);
+  ASSERT_NE(queue, nullptr);
+  queue->startSendingQueuedEvents();
+  sim->advance(0);
+  queue->addEvent(Event(1));
+  sim->runUntilIdle();
+  ASSERT_EQ(full->batches.size(), 1u);
+  full->succeed(0);  // no blocks to call: nothing breaks
+  sim->runUntilIdle();
+}
+
+}  // namespace
+}  // namespace tessarin
