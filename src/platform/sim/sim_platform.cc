@@ -239,7 +239,19 @@ void SimPlatform::RunQueueBacklog(SimQueue* queue) {
 
 std::size_t SimPlatform::runUntilIdle() {
   std::size_t ran = 0;
-  while (RunOne()) ++ran;
+  for (;;) {
+    while (RunOne()) ++ran;
+    // Timers already due (a zero delay, say) fire without time moving.
+    double now;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      now = mono_;
+    }
+    double due = 0;
+    auto timer = NextDueTimer(now, &due);
+    if (!timer) break;
+    FireTimer(timer);
+  }
   return ran;
 }
 

@@ -146,7 +146,8 @@ class SimPlatform : public Platform {
   void setFileSystem(std::shared_ptr<FileSystem> files) { files_ = std::move(files); }
   std::shared_ptr<FileSystem> posixFileSystem() const { return posix_files_; }
 
-  // Runs queued tasks until none is left. Returns how many ran.
+  // Runs queued tasks, and timers already due, until none is left. Returns
+  // how many tasks ran.
   std::size_t runUntilIdle();
   // Advances both clocks by `seconds`, firing due timers in deadline order
   // and running the tasks they queue.

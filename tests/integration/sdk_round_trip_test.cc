@@ -1,0 +1,159 @@
+// The SDK against the local Tessarin service over loopback: real HTTP and
+// HTTPS traffic, the simulated host's virtual time for everything else.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "core/config.h"
+#include "platform/sim/sim_platform.h"
+#include "service/local_service.h"
+#include "support/log_capture.h"
+#include "tessarin/tessarin.h"
+#include "transport/queued_event_sender.h"
+#include "util/di.h"
+
+namespace tessarin {
+namespace {
+
+using platform::sim::SimPlatform;
+using service::Endpoint;
+using service::LocalService;
+using testing::LogCapture;
+
+class SdkRoundTrip : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    LocalService::Options options;
+    options.https = GetParam();
+    service = std::make_unique<LocalService>(options);
+    ASSERT_TRUE(service->start());
+    service->setAppConfig("shop", Json{{"eventThrottleLimit", 500}});
+    if (options.https) {
+      platform::curl::CurlTransportOptions transport;
+      transport.caInfoPath = service->certificatePath();
+      sim->setTransportOptions(transport);
+    }
+  }
+  void TearDown() override { facade.reset(); }
+
+  void MakeFacade() {
+    facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  }
+  Json Client(const std::string& dataset = "shop") const {
+    return Json{{"account", "acme"},    {"dataset", dataset},
+                {"domain", "127.0.0.1"}, {"protocol", GetParam() ? "https" : "http"},
+                {"port", service->port()}, {"useCDN", false}};
+  }
+  std::shared_ptr<TSRQueuedEventSender> Queue() {
+    return std::dynamic_pointer_cast<TSRQueuedEventSender>(facade->eventSender());
+  }
+  bool RunUntil(const std::function<bool()>& done) { return sim->runUntil(done, 15.0); }
+
+  std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
+  std::unique_ptr<LocalService> service;
+  LogCapture log{TSRLogLevelDebug};
+  std::shared_ptr<Tessarin> facade;
+};
+
+TEST_P(SdkRoundTrip, ConfigurationThenEventsThenResponses) {
+  service->setAnonAffinityId("aff-9");
+  MakeFacade();
+  sim->launchApp();
+  facade->startWithConfiguration(Client());
+  ASSERT_TRUE(RunUntil([&] { return facade->isServerConfigLoaded(); }));
+  EXPECT_EQ(facade->config().longForKey("eventThrottleLimit"), 500);
+  auto config_requests = service->requests(Endpoint::kAppConfig);
+  ASSERT_EQ(config_requests.size(), 1u);
+  EXPECT_EQ(config_requests[0].configParams,
+            (std::vector<std::string>{"iOS", "com.tessarin.simhost", "1.0", "1.5.0"}));
+
+  facade->setUserId("user-1");
+  facade->setUserAttribute("gold", "tier");
+  facade->sendAction("Demo Action", "Global", Json::object());
+  ASSERT_TRUE(RunUntil([&] {
+    return !service->requests(Endpoint::kEvents).empty() && Queue()->eventQueueCount() == 0 &&
+           facade->config().stringForKey("__visitorAffinityId");
+  }));
+  auto batches = service->requests(Endpoint::kEvents);
+  const Json& events = batches.back().body;
+  ASSERT_TRUE(events.is_array());
+  const Json& action = events.back();
+  EXPECT_EQ(action["action"], "Demo Action");
+  EXPECT_EQ(action["userId"], "user-1");
+  EXPECT_EQ(action["tier"], "gold");
+  EXPECT_EQ(batches.back().header("Content-Encoding"), "gzip");
+  EXPECT_TRUE(batches.back().query.count("clientSendTimestamp"));
+  EXPECT_EQ(facade->config().stringForKey("__visitorAffinityId"), "aff-9");
+
+  // The next configuration check is conditional once the age has passed.
+  sim->advance(121);
+  sim->postLifecycle(platform::kApplicationDidBecomeActiveNotification);
+  ASSERT_TRUE(RunUntil([&] { return service->requests(Endpoint::kAppConfig).size() == 2 && !facade->configRequestUUID(); }));
+  auto second = service->requests(Endpoint::kAppConfig).back();
+  EXPECT_FALSE(second.header("If-Modified-Since").empty());
+  EXPECT_EQ(second.status, 304);
+  EXPECT_TRUE(log.contains("Config: not modified, setting updated timestamp only"));
+
+  // After a foreground the request is unconditional again.
+  sim->enterBackground();
+  sim->enterForeground();
+  ASSERT_TRUE(RunUntil([&] { return service->requests(Endpoint::kAppConfig).size() == 3 && !facade->configRequestUUID(); }));
+  EXPECT_TRUE(service->requests(Endpoint::kAppConfig).back().header("If-Modified-Since").empty());
+}
+
+TEST_P(SdkRoundTrip, UnknownDatasetDisablesForGood) {
+  MakeFacade();
+  sim->launchApp();
+  facade->startWithConfiguration(Client("unknown"));
+  ASSERT_TRUE(RunUntil([&] { return facade->disabled(); }));
+  EXPECT_EQ(log.countContaining("Config: not found, disabling. Send request failed, status code 404"), 1);
+
+  facade.reset();
+  MakeFacade();
+  EXPECT_TRUE(facade->disabled());
+  EXPECT_EQ(facade->eventSender(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Loopback, SdkRoundTrip, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Https" : "Http"; });
+
+TEST(SdkBackOff, RefusedConnectionKeepsTheBatchAndBacksOffOnVirtualTime) {
+  LogCapture log{TSRLogLevelInfo};
+  auto sim = std::make_shared<SimPlatform>();
+  int port;
+  {
+    LocalService closed;
+    ASSERT_TRUE(closed.start());
+    port = closed.port();
+  }
+  {
+    // A server configuration is already present, so events flow at once.
+    TSRConfig config(std::make_shared<TSRUtilityDI>(sim));
+    config.replaceConfiguration(Json{{"eventThrottleLimit", 500}}, TSRConfig::kLayerServer);
+  }
+  auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  sim->launchApp();
+  facade->startWithConfiguration(Json{{"account", "acme"}, {"dataset", "shop"}, {"domain", "127.0.0.1"},
+                                      {"protocol", "http"}, {"port", port}, {"useCDN", false}});
+  facade->sendAction("Kept", "Global", Json::object());
+  auto queue = std::dynamic_pointer_cast<TSRQueuedEventSender>(facade->eventSender());
+  ASSERT_TRUE(queue);
+
+  const double expected[] = {1, 2, 4, 8, 16, 32, 64, 128, 256, 512, 600, 600};
+  int failures = 0;
+  for (double delay : expected) {
+    ++failures;
+    ASSERT_TRUE(sim->runUntil(
+        [&] { return log.count("Events: Re-enqueueing events to send later.") == failures; }, 15.0))
+        << "waiting for failure " << failures;
+    EXPECT_EQ(queue->queueSendDelay(), delay);
+    EXPECT_EQ(queue->eventQueueCount(), 1u);  // the batch is back at the head
+    sim->advance(delay);
+  }
+  EXPECT_GE(log.countContaining("Network: Events: Could not send. Could not contact Tessarin."), 12);
+  EXPECT_EQ(log.countContaining("Dropping"), 0);
+  facade.reset();
+}
+
+}  // namespace
+}  // namespace tessarin
