@@ -583,6 +583,15 @@ std::optional<Json> Tessarin::buildFullEventParams() {
 }
 
 void Tessarin::sendAction(const std::string& action, const std::string& contextId, const Json& additionalFields) {
+  // The SDK's own parts call this on the main thread; any other caller is
+  // moved there, where the façade's state lives.
+  if (!platform_->isMainThread()) {
+    OnMain("-[Tessarin sendAction:contextId:additionalFields:]",
+           [action, contextId, additionalFields](Tessarin& self) {
+             self.sendAction(action, contextId, additionalFields);
+           });
+    return;
+  }
   if (disabled_) return;
   if (action.empty() || contextId.empty()) {
     TSR_LOG_ERROR("Action: Ignoring since incomplete: action [%@] contextId [%@]", action, contextId);

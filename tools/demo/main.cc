@@ -1,23 +1,37 @@
 // tessarin-demo: a small host application on Linux that takes part in the
-// service through the Tessarin SDK and prints the SDK's log.
+// service through the Tessarin SDK.
 //
-//   tessarin-demo [--account NAME --dataset NAME | --config FILE]
-//                 [--data-dir DIR] [--log-level N]
-//
-// --config FILE holds the client configuration as a JSON object (the keys
-// "account", "dataset" and any others such as "domain", "protocol", "port").
+// By default it starts the local Tessarin service on a free loopback port,
+// points the SDK at it, runs a short scripted session, waits until every
+// event has been delivered, prints what was sent and what came back, and
+// exits 0. With --config FILE it starts the SDK with that client
+// configuration (a JSON object: "account", "dataset", "domain", "protocol",
+// "port", "useCDN", ...) and talks to that service instead.
+#include <stdlib.h>
+
+#include <chrono>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 
+#include "core/config.h"
+#include "service/local_service.h"
 #include "tessarin/host.h"
 #include "tessarin/log.h"
 #include "tessarin/tessarin.h"
+#include "transport/queued_event_sender.h"
 
 namespace {
+
+using tessarin::Json;
+using tessarin::service::Endpoint;
+using tessarin::service::LocalService;
 
 struct Options {
   std::string account = "demo-account";
@@ -25,33 +39,56 @@ struct Options {
   std::string config_file;
   std::string data_dir;
   long log_level = tessarin::TSRLogLevelDebug;
+  double timeout = 10;
 };
 
 void Usage() {
-  std::cout << "usage: tessarin-demo [--account NAME --dataset NAME | --config FILE]\n"
-               "                     [--data-dir DIR] [--log-level N]\n";
+  std::cout << "usage: tessarin-demo [--account NAME] [--dataset NAME] [--config FILE]\n"
+               "                     [--data-dir DIR] [--log-level N] [--timeout SECONDS]\n"
+               "\n"
+               "Without --config the demo starts the local Tessarin service on a free loopback port\n"
+               "and points the SDK at it. --config FILE holds a client configuration (JSON object)\n"
+               "for a service of your own. --data-dir keeps the SDK's files there (default: a new\n"
+               "temporary directory). The SDK's log is printed at --log-level (default 4000, Debug).\n";
 }
 
 bool Parse(int argc, char** argv, Options* options) {
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
-    auto value = [&](std::string* out) {
+    std::string value;
+    auto take = [&]() {
       if (i + 1 >= argc) return false;
-      *out = argv[++i];
+      value = argv[++i];
       return true;
     };
-    std::string level;
-    if (arg == "--account" && value(&options->account)) continue;
-    if (arg == "--dataset" && value(&options->dataset)) continue;
-    if (arg == "--config" && value(&options->config_file)) continue;
-    if (arg == "--data-dir" && value(&options->data_dir)) continue;
-    if (arg == "--log-level" && value(&level)) {
-      options->log_level = std::strtol(level.c_str(), nullptr, 10);
-      continue;
-    }
-    return false;
+    if (arg == "--help" || arg == "-h") return false;
+    if (!take()) return false;
+    if (arg == "--account") options->account = value;
+    else if (arg == "--dataset") options->dataset = value;
+    else if (arg == "--config") options->config_file = value;
+    else if (arg == "--data-dir") options->data_dir = value;
+    else if (arg == "--log-level") options->log_level = std::strtol(value.c_str(), nullptr, 10);
+    else if (arg == "--timeout") options->timeout = std::strtod(value.c_str(), nullptr);
+    else return false;
   }
   return true;
+}
+
+// Waits, checking on the SDK's main queue, until `done` holds or time runs out.
+bool WaitFor(const std::function<bool()>& done, double seconds) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  for (;;) {
+    tessarin::TessarinHost::syncWithMain();
+    if (done()) return true;
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+std::string TemporaryDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "tessarin-demo-XXXXXX").string();
+  const char* made = mkdtemp(pattern.data());
+  return made ? made : "";
 }
 
 }  // namespace
@@ -63,22 +100,35 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  tessarin::Json client = {{"account", options.account}, {"dataset", options.dataset}};
+  // The client configuration and, unless one is given, the local service.
+  std::unique_ptr<LocalService> service;
+  Json client;
   if (!options.config_file.empty()) {
     std::ifstream in(options.config_file);
     std::stringstream text;
     text << in.rdbuf();
-    client = tessarin::Json::parse(text.str(), nullptr, false);
+    client = Json::parse(text.str(), nullptr, false);
     if (!in || client.is_discarded() || !client.is_object()) {
       std::cerr << "tessarin-demo: " << options.config_file << " does not hold a JSON object\n";
       return 2;
     }
+  } else {
+    service = std::make_unique<LocalService>();
+    if (!service->start()) {
+      std::cerr << "tessarin-demo: could not start the local Tessarin service\n";
+      return 1;
+    }
+    service->setAppConfig(options.dataset, Json{{"eventThrottleInterval", 10}, {"trackOrientation", true}});
+    service->setAnonAffinityId("demo-affinity-1");
+    std::cout << "demo: local Tessarin service at " << service->baseUrl() << "\n";
+    client = Json{{"account", options.account}, {"dataset", options.dataset}, {"domain", "127.0.0.1"},
+                  {"protocol", "http"}, {"port", service->port()}, {"useCDN", false}};
   }
 
   tessarin::TessarinHostOptions host;
   host.bundleIdentifier = "com.tessarin.demo";
   host.bundleVersion = "1.0.0";
-  if (!options.data_dir.empty()) host.dataDirectory = options.data_dir;
+  host.dataDirectory = options.data_dir.empty() ? TemporaryDirectory() : options.data_dir;
   tessarin::TessarinHost::configure(host);
 
   // The level goes first so the SDK's whole start is visible.
@@ -86,23 +136,41 @@ int main(int argc, char** argv) {
   auto sdk = tessarin::Tessarin::sharedInstance();
   sdk->setLogLevel(options.log_level);
 
+  // A short session: launch, consent and start, an identity, an attribute, a few actions.
   tessarin::TessarinHost::applicationDidFinishLaunching();
   tessarin::TessarinHost::applicationDidBecomeActive();
-  if (options.config_file.empty()) {
-    sdk->startWithTessarinAccountKey(options.account, options.dataset);
-  } else {
-    sdk->startWithConfiguration(client);
-  }
+  sdk->startWithConfiguration(client);
   sdk->setUserId("demo-user");
   sdk->setUserAttribute("gold", "tier");
-  tessarin::TessarinHost::syncWithMain();
+  for (const char* action : {"Open Catalogue", "Search Shoes", "Open Basket"}) {
+    sdk->sendAction(action, "Global", Json::object());
+  }
 
-  std::cout << "demo: started=" << sdk->started() << " running=" << sdk->running()
-            << " disabled=" << sdk->disabled() << " userId=" << sdk->userId().value_or("(none)")
-            << " anonymousId=" << sdk->anonymousId().value_or("(none)") << std::endl;
+  auto queue = [&] { return std::dynamic_pointer_cast<tessarin::TSRQueuedEventSender>(sdk->eventSender()); };
+  bool loaded = WaitFor([&] { return sdk->isServerConfigLoaded() || sdk->disabled(); }, options.timeout);
+  // Delivered: the queue is empty and, with the local service, its answer
+  // (which carries an affinity id) has been read.
+  bool drained = loaded && WaitFor(
+                               [&] {
+                                 auto q = queue();
+                                 return q && q->eventQueueCount() == 0 &&
+                                        (!service || sdk->config().stringForKey("__visitorAffinityId"));
+                               },
+                               options.timeout);
+
+  std::cout << "demo: server configuration " << (sdk->isServerConfigLoaded() ? "loaded" : "not loaded")
+            << (sdk->disabled() ? " (SDK disabled by the service)" : "") << "\n";
+  if (service) {
+    for (const auto& request : service->requests()) {
+      std::cout << "sent: " << request.method << " " << request.path << " -> " << request.status << "\n";
+      if (!request.body.is_null()) std::cout << "      " << tessarin::JsonDump(request.body) << "\n";
+    }
+  }
+  std::cout << "came back: anonymous affinity id "
+            << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << "\n";
 
   sdk->stop();
   tessarin::TessarinHost::syncWithMain();
-  std::cout << "demo: stopped, started=" << sdk->started() << std::endl;
-  return sdk->started() ? 1 : 0;
+  std::cout << "demo: " << (drained ? "every event delivered" : "events still queued") << ", stopped\n";
+  return drained ? 0 : 1;
 }
