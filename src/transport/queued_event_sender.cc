@@ -347,8 +347,9 @@ void TSRQueuedEventSender::sendQueuedEvents() {
 
   static constexpr const char* kTag = "-[TSRQueuedEventSender sendQueuedEvents]";
   std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
-  // The batch is kept by the failure callback alone: only it may need the
-  // events again.
+  // Only a failure may need the events again; the callback shares the
+  // batch rather than copying a hundred kilobytes per request.
+  auto events = std::make_shared<const Json>(std::move(batch));
   auto onSuccess = [weak, count](TSREventSender* sender, const std::string& requestUUID,
                                  const std::optional<platform::HttpResponse>& response,
                                  const std::optional<Json>& eventResponses) {
@@ -361,19 +362,19 @@ void TSRQueuedEventSender::sendQueuedEvents() {
       TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self] { self->requestSucceeded(); });
     });
   };
-  auto onFailure = [weak, batch](TSREventSender* sender, const std::string& requestUUID,
-                                 const std::optional<platform::HttpResponse>& response, const TSRError& error) {
+  auto onFailure = [weak, events](TSREventSender* sender, const std::string& requestUUID,
+                                  const std::optional<platform::HttpResponse>& response, const TSRError& error) {
     TSRUtilitySafety::runWithTag(kTag, [&] {
       auto self = weak.lock();
       if (!self || sender != self->event_sender_delegate_.get()) return;
-      TSR_LOG_ERROR("Events: Failed to send %lu events. %@ %@ %@", batch.size(), error.description,
+      TSR_LOG_ERROR("Events: Failed to send %lu events. %@ %@ %@", events->size(), error.description,
                     error.failureReason, error.recoverySuggestion);
       self->handleFailureBlockWithTag(kTag, requestUUID, response, error);
       TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag,
-                                        [self, batch, error] { self->requestFailed(batch, error); });
+                                        [self, events, error] { self->requestFailed(*events, error); });
     });
   };
-  event_sender_delegate_->sendEvents(batch, TSRUtilityDateTime::timeZoneString(environment_->platform()),
+  event_sender_delegate_->sendEvents(*events, TSRUtilityDateTime::timeZoneString(environment_->platform()),
                                      std::move(onSuccess), std::move(onFailure));
 }
 
