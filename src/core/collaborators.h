@@ -23,7 +23,8 @@ class TSRConfig;
 class EventQueue {
  public:
   virtual ~EventQueue() = default;
-  virtual void addEvent(const Json& event) = 0;
+  // Takes the event over; the caller keeps nothing of it.
+  virtual void addEvent(Json event) = 0;
   virtual void startSendingQueuedEvents() = 0;
   virtual void stopSendingQueuedEvents() = 0;
   virtual void saveToFile() = 0;

@@ -613,7 +613,7 @@ void Tessarin::sendAction(const std::string& action, const std::string& contextI
   if (additionalFields.is_object()) {
     for (auto& [key, value] : additionalFields.items()) (*event)[key] = value;
   }
-  if (event_sender_) event_sender_->addEvent(*event);
+  if (event_sender_) event_sender_->addEvent(std::move(*event));
 }
 
 void Tessarin::sendPingForItem(const Json& item, double timeOnPage) {
@@ -633,7 +633,7 @@ void Tessarin::sendPingForItem(const Json& item, double timeOnPage) {
   (*event)[TSREvent_timeOnPage] = static_cast<std::uint64_t>(timeOnPage * 1000);
   (*event)[TSREvent_simulatedEndpoint] = "p";
   TSR_LOG_INFO("Ping: sending %.3f %@", timeOnPage, item);
-  if (event_sender_) event_sender_->addEvent(*event);
+  if (event_sender_) event_sender_->addEvent(std::move(*event));
 }
 
 void Tessarin::sendCampaignStats(const Json& stats, bool testing) {
@@ -647,7 +647,7 @@ void Tessarin::sendCampaignStats(const Json& stats, bool testing) {
   (*event)[TSREvent_campaignStats] = *serialised;
   (*event)[TSREvent_simulatedEndpoint] = "m";
   if (testing) (*event)[TSREvent_test] = "true";
-  if (event_sender_) event_sender_->addEvent(*event);
+  if (event_sender_) event_sender_->addEvent(std::move(*event));
 }
 
 namespace {

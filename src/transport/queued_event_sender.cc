@@ -137,7 +137,7 @@ void TSRQueuedEventSender::setConfigValues(std::optional<double> delayOnResume, 
 
 // --- Adding events ---
 
-void TSRQueuedEventSender::addEvent(const Json& event) {
+void TSRQueuedEventSender::addEvent(Json event) {
   if (!event.is_object()) {
     TSRError error{kTessarinSDKIdentifier, 0, "No event to send.", "There must be at least one event to send.",
                    std::nullopt};
@@ -146,7 +146,7 @@ void TSRQueuedEventSender::addEvent(const Json& event) {
   }
   auto self = shared_from_this();
   TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender addEvent:]",
-                                    [self, event] { self->addEventOnQueue(event); });
+                                    [self, event = std::move(event)]() mutable { self->addEventOnQueue(std::move(event)); });
 }
 
 void TSRQueuedEventSender::addEventOnQueue(Json event) {

@@ -61,7 +61,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // EventQueue. A null event (or anything but a dictionary) is reported
   // through the failure block and nothing is queued.
-  void addEvent(const Json& event) override;
+  void addEvent(Json event) override;
   void startSendingQueuedEvents() override;
   void stopSendingQueuedEvents() override;
   void saveToFile() override;

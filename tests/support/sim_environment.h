@@ -21,8 +21,8 @@ using Journal = std::shared_ptr<std::vector<std::string>>;
 class FakeEventQueue : public EventQueue {
  public:
   explicit FakeEventQueue(Journal journal) : journal_(std::move(journal)) {}
-  void addEvent(const Json& event) override {
-    events.push_back(event);
+  void addEvent(Json event) override {
+    events.push_back(std::move(event));
     journal_->push_back("queue.addEvent");
   }
   void startSendingQueuedEvents() override { journal_->push_back("queue.start"); }

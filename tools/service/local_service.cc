@@ -99,6 +99,9 @@ bool LocalService::start() {
       return false;
     }
   }
+  // Answers go out at once rather than waiting for the client's next
+  // acknowledgement: a busy SDK sends batch after batch on one connection.
+  server_->set_tcp_nodelay(true);
   installRoutes();
   port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host.c_str())
                              : (server_->bind_to_port(options_.host.c_str(), options_.port) ? options_.port : -1);
