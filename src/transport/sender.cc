@@ -15,6 +15,10 @@
 namespace tessarin {
 namespace {
 
+// The system's texts are kept as written, placeholders included, and
+// expanded by the log call's own formatter.
+std::string Format(const char* format, std::vector<LogArg> args) { return FormatLogMessage(format, args); }
+
 constexpr const char* kSendEventsTag = "-[TSRSender sendEvents:timeZone:success:failure:]";
 constexpr const char* kRequestConfigTag = "-[TSRSender requestConfigWithParams:lastModified:success:failure:]";
 constexpr const char* kConnectTag = "-[TSRSender connectWithInfo:success:failure:]";
@@ -132,22 +136,23 @@ std::optional<platform::HttpRequest> TSRSender::createRequest(const std::string&
   if (jsonData && data) {
     // The boundary is the request's UUID: it cannot occur in the JSON part
     // by chance, and it ties a received upload to the request that sent it.
-    request.headers.emplace_back("Content-Type", "multipart/form-data; boundary=" + uuid);
+    request.headers.emplace_back("Content-Type", Format("multipart/form-data; boundary=%@", {uuid}));
     std::string::size_type slash = dataMimeType->find('/');
     std::string dataName = slash == std::string::npos ? *dataMimeType : dataMimeType->substr(0, slash);
     if (dataName.empty()) dataName = "undefined";
     std::string& body = request.body;
-    body += "--" + uuid + "\r\n";
-    body += "Content-Disposition: form-data; name=\"meta\"\r\n";
+    body += Format("--%@\r\n", {uuid});
+    body += Format("Content-Disposition: form-data; name=\"%@\"\r\n", {"meta"});
     body += "Content-Type: application/json\r\n\r\n";
     body += *jsonData;
     body += "\r\n";
-    body += "--" + uuid + "\r\n";
-    body += "Content-Disposition: form-data; name=\"" + dataName + "\"; size=" + std::to_string(data->size()) + "\r\n";
-    body += "Content-Type: " + *dataMimeType + "\r\n\r\n";
+    body += Format("--%@\r\n", {uuid});
+    body += Format("Content-Disposition: form-data; name=\"%@\"; size=%lu\r\n",
+                   {dataName, static_cast<unsigned long>(data->size())});
+    body += Format("Content-Type: %@\r\n\r\n", {*dataMimeType});
     body += *data;
     body += "\r\n";
-    body += "--" + uuid + "--\r\n";
+    body += Format("--%@--\r\n", {uuid});
   } else if (jsonData) {
     request.headers.emplace_back("Content-Type", "application/json");
     request.body = std::move(*jsonData);
@@ -198,7 +203,7 @@ void TSRSender::sendRequest(platform::HttpRequest request, const std::string& uu
                                    Optional(transportFailure->failureReason), std::nullopt});
       } else if (!response) {
         failure(std::nullopt, errorWithDescription("Unable to process event response.",
-                                                   "Unexpected response class: (null)", "Retry at a later time."));
+                                                   Format("Unexpected response class: %@", {LogArg()}), "Retry at a later time."));
       } else if (Acceptable(response->statusCode)) {
         process(*response, body);
       } else {
@@ -219,9 +224,9 @@ TSRError TSRSender::errorForStatus(const platform::HttpResponse& response, const
     }
   }
   if (reason.empty()) {
-    reason = "HTTP status code " + std::to_string(status) + " (" + localizedStringForStatusCode(status) + ").";
+    reason = Format("HTTP status code %ld (%@).", {status, localizedStringForStatusCode(status)});
   }
-  return errorWithDescription("Send request failed, status code " + std::to_string(status), std::move(reason),
+  return errorWithDescription(Format("Send request failed, status code %ld", {status}), std::move(reason),
                               status == 400 ? "Check that the account exists and that the request is formatted properly."
                                             : "Check the format of the request and retry at a later time.");
 }
