@@ -17,27 +17,14 @@
 
 #include "util/persistence.h"
 
+#include "support/timing.h"
+
 namespace tessarin::platform::linux_host {
 namespace {
 
-// Real threads: every expectation about other threads waits for a condition
-// with a deadline.
-bool WaitUntil(const std::function<bool()>& done, double seconds = 10.0) {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return done();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
-TimerSpec Spec(Clock clock, double delay, double interval = 0) {
-  TimerSpec spec;
-  spec.clock = clock;
-  spec.startDelay = delay;
-  spec.interval = interval;
-  return spec;
-}
+using testing::Spec;
+using testing::WaitUntil;
 
 // Upper-case 8-4-4-4-12 hexadecimal with the random version and the
 // standard variant.

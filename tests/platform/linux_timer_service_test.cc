@@ -8,25 +8,14 @@
 
 #include "platform/linux/queues.h"
 
+#include "support/timing.h"
+
 namespace tessarin::platform::linux_host {
 namespace {
 
-bool WaitUntil(const std::function<bool()>& done, double seconds = 10.0) {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return done();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
-TimerSpec Spec(Clock clock, double delay, double interval = 0) {
-  TimerSpec spec;
-  spec.clock = clock;
-  spec.startDelay = delay;
-  spec.interval = interval;
-  return spec;
-}
+using testing::Spec;
+using testing::WaitUntil;
 
 // The system's clocks, except that the test can set the wall clock the way
 // a user (or time synchronisation) would.

@@ -4,17 +4,12 @@
 
 #include <thread>
 
+#include "support/timing.h"
+
 namespace tessarin::platform::sim {
 namespace {
 
-TimerSpec Spec(Clock clock, double delay, double interval = 0, double leeway = 0) {
-  TimerSpec spec;
-  spec.clock = clock;
-  spec.startDelay = delay;
-  spec.interval = interval;
-  spec.leeway = leeway;
-  return spec;
-}
+using testing::Spec;
 
 TEST(SimPlatformTimers, FireInDeadlineOrderAndOneShotsFireOnce) {
   SimPlatform sim;
