@@ -34,7 +34,13 @@ class SdkRoundTrip : public ::testing::TestWithParam<bool> {
       sim->setTransportOptions(transport);
     }
   }
-  void TearDown() override { facade.reset(); }
+  void TearDown() override {
+    // The client goes first: its transport closes the kept-alive connection,
+    // so the service does not wait for it to time out.
+    facade.reset();
+    sim.reset();
+    service.reset();
+  }
 
   void MakeFacade() {
     facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
@@ -114,6 +120,39 @@ TEST_P(SdkRoundTrip, UnknownDatasetDisablesForGood) {
   EXPECT_EQ(facade->eventSender(), nullptr);
 }
 
+TEST_P(SdkRoundTrip, ConnectionLostKeepsTheBatchAndRefusalDropsIt) {
+  MakeFacade();
+  sim->launchApp();
+  facade->startWithConfiguration(Client());
+  ASSERT_TRUE(RunUntil([&] { return facade->isServerConfigLoaded(); }));
+
+  // Closed mid-answer: a connectivity problem, so the batch goes back.
+  service::Fault dropped;
+  dropped.dropConnection = true;
+  service->queueFault(Endpoint::kEvents, dropped);
+  facade->sendAction("Kept", "Global", Json::object());
+  ASSERT_TRUE(RunUntil([&] { return log.count("Events: Re-enqueueing events to send later.") == 1; }));
+  EXPECT_EQ(log.countContaining("Network: Events: Could not send. General network connectivity problem. "
+                                "The network connection was lost."),
+            1);
+  EXPECT_EQ(Queue()->eventQueueCount(), 1u);
+  sim->advance(1);
+  ASSERT_TRUE(RunUntil([&] { return log.count("Events: Successfully sent 1 events.") == 1; }));
+  EXPECT_EQ(service->requests(Endpoint::kEvents).back().body.back()["action"], "Kept");
+
+  // Refused by the service: dropped, with the service's reason.
+  service::Fault refused;
+  refused.status = 400;
+  refused.body = Json{{"reason", "Unknown dataset shop"}};
+  service->queueFault(Endpoint::kEvents, refused);
+  facade->sendAction("Refused", "Global", Json::object());
+  ASSERT_TRUE(RunUntil([&] { return log.count("Events: Dropping 1 events that failed to send") == 1; }));
+  EXPECT_TRUE(log.contains(
+      "Events: Failed to send 1 events. Send request failed, status code 400 Unknown dataset shop Check that the "
+      "account exists and that the request is formatted properly."));
+  EXPECT_EQ(Queue()->eventQueueCount(), 0u);
+}
+
 INSTANTIATE_TEST_SUITE_P(Loopback, SdkRoundTrip, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Https" : "Http"; });
 
@@ -153,6 +192,7 @@ TEST(SdkBackOff, RefusedConnectionKeepsTheBatchAndBacksOffOnVirtualTime) {
   EXPECT_GE(log.countContaining("Network: Events: Could not send. Could not contact Tessarin."), 12);
   EXPECT_EQ(log.countContaining("Dropping"), 0);
   facade.reset();
+  sim.reset();
 }
 
 }  // namespace

@@ -172,5 +172,8 @@ int main(int argc, char** argv) {
   sdk->stop();
   tessarin::TessarinHost::syncWithMain();
   std::cout << "demo: " << (drained ? "every event delivered" : "events still queued") << ", stopped\n";
+  // The process ends here and the service's threads with it; stopping the
+  // service would first wait out the SDK's kept-alive connection.
+  service.release();
   return drained ? 0 : 1;
 }
