@@ -42,7 +42,7 @@ TEST_F(SafetyTest, NamedExceptionsReportTheirInfoAndCallStack) {
     throw TSRException("NSInvalidArgumentException", "bad argument", Json{{"key", "value"}});
   });
   ASSERT_EQ(log.records().size(), 1u);
-  const std::string& message = log.records()[0].message;
+  const std::string message = log.records()[0].message;
   EXPECT_NE(message.find("  Name: NSInvalidArgumentException\n  Reason: bad argument\n  Info: {\"key\":\"value\"}\n"
                          "  Symbols: "),
             std::string::npos);
