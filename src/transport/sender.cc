@@ -285,36 +285,33 @@ std::string TSRSender::localizedStringForStatusCode(long statusCode) {
 
 // --- Delivering results --------------------------------------------------------
 
-void TSRSender::handleSuccessJSONArrayBlock(ArraySuccessBlock block, const char* tag, const std::string& uuid,
-                                            const Response& response, std::optional<Json> jsonArray) {
+template <class Block, class Payload>
+void TSRSender::Deliver(Block block, const char* tag, const std::string& uuid, const Response& response,
+                        Payload payload) {
   if (!block) return;
   TSRUtilitySafety::runAsyncOnQueue(di_->platform().mainQueue(), tag,
                                     [self = shared_from_this(), block = std::move(block), uuid, response,
-                                     jsonArray = std::move(jsonArray)] { block(self.get(), uuid, response, jsonArray); });
+                                     payload = std::move(payload)] { block(self.get(), uuid, response, payload); });
+}
+
+void TSRSender::handleSuccessJSONArrayBlock(ArraySuccessBlock block, const char* tag, const std::string& uuid,
+                                            const Response& response, std::optional<Json> jsonArray) {
+  Deliver(std::move(block), tag, uuid, response, std::move(jsonArray));
 }
 
 void TSRSender::handleSuccessJSONBlock(JsonSuccessBlock block, const char* tag, const std::string& uuid,
                                        const Response& response, Json json) {
-  if (!block) return;
-  TSRUtilitySafety::runAsyncOnQueue(di_->platform().mainQueue(), tag,
-                                    [self = shared_from_this(), block = std::move(block), uuid, response,
-                                     json = std::move(json)] { block(self.get(), uuid, response, json); });
+  Deliver(std::move(block), tag, uuid, response, std::move(json));
 }
 
 void TSRSender::handleFailureBlock(FailureBlock block, const char* tag, const std::string& uuid,
                                    const Response& response, TSRError error) {
-  if (!block) return;
-  TSRUtilitySafety::runAsyncOnQueue(di_->platform().mainQueue(), tag,
-                                    [self = shared_from_this(), block = std::move(block), uuid, response,
-                                     error = std::move(error)] { block(self.get(), uuid, response, error); });
+  Deliver(std::move(block), tag, uuid, response, std::move(error));
 }
 
 void TSRSender::handleEventFailureBlock(EventFailureBlock block, const char* tag, const std::string& uuid,
                                         const Response& response, TSRError error) {
-  if (!block) return;
-  TSRUtilitySafety::runAsyncOnQueue(di_->platform().mainQueue(), tag,
-                                    [self = shared_from_this(), block = std::move(block), uuid, response,
-                                     error = std::move(error)] { block(self.get(), uuid, response, error); });
+  Deliver(std::move(block), tag, uuid, response, std::move(error));
 }
 
 TSRSender::FailureReporter TSRSender::failureReporter(FailureBlock block, const char* tag, const std::string& uuid) {

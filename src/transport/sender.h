@@ -99,6 +99,10 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
   static TSRError errorForStatus(const platform::HttpResponse& response, const std::string& body);
 
   // Run the block, when there is one, on the main queue under the tag.
+  // Runs `block` on the main queue, guarded with `tag`, passing this sender,
+  // the request's UUID, the response and the payload; a missing block is skipped.
+  template <class Block, class Payload>
+  void Deliver(Block block, const char* tag, const std::string& uuid, const Response& response, Payload payload);
   void handleSuccessJSONArrayBlock(ArraySuccessBlock block, const char* tag, const std::string& uuid,
                                    const Response& response, std::optional<Json> jsonArray);
   void handleSuccessJSONBlock(JsonSuccessBlock block, const char* tag, const std::string& uuid,
