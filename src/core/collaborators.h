@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/http_transport.h"
+#include "tessarin/campaign.h"
 #include "tessarin/json.h"
 #include "transport/error.h"
 
@@ -71,10 +72,18 @@ class ReachabilityMonitor {
 };
 using ReachabilityStatusBlock = std::function<void(int status)>;
 
-// Routes campaigns to the handlers registered per context and target.
+// Routes campaigns to the handlers registered per context and target. All
+// of it runs on the main thread. A contextId of nothing is refused (logged).
 class CampaignRouter {
  public:
   virtual ~CampaignRouter() = default;
+  virtual void handleCampaign(const std::shared_ptr<TSRCampaign>& campaign) = 0;
+  // A null handler clears the target's handler.
+  virtual void setHandler(TSRCampaignHandler handler, const std::optional<std::string>& contextId,
+                          const std::string& target) = 0;
+  virtual void registerContextIdIfNecessary(const std::optional<std::string>& contextId) = 0;
+  virtual void unregisterContextId(const std::optional<std::string>& contextId) = 0;
+  virtual void setDispatchingAllowed(bool allowed, const std::optional<std::string>& contextId) = 0;
   virtual void clearAllCampaignsHeld() = 0;
   virtual void unregisterAllAndDisable() = 0;
 };

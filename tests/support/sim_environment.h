@@ -77,8 +77,14 @@ class FakeReachability : public ReachabilityMonitor {
 class FakeDispatcher : public CampaignRouter {
  public:
   explicit FakeDispatcher(Journal journal) : journal_(std::move(journal)) {}
+  void handleCampaign(const std::shared_ptr<TSRCampaign>& campaign) override { campaigns.push_back(campaign); }
+  void setHandler(TSRCampaignHandler, const std::optional<std::string>&, const std::string&) override {}
+  void registerContextIdIfNecessary(const std::optional<std::string>&) override {}
+  void unregisterContextId(const std::optional<std::string>&) override {}
+  void setDispatchingAllowed(bool, const std::optional<std::string>&) override {}
   void clearAllCampaignsHeld() override { journal_->push_back("dispatcher.clear"); }
   void unregisterAllAndDisable() override { journal_->push_back("dispatcher.disable"); }
+  std::vector<std::shared_ptr<TSRCampaign>> campaigns;
 
  private:
   Journal journal_;
