@@ -1,0 +1,55 @@
+// TSRCategorizedItem: the categories shared by products, articles and blogs.
+#include "core/log.h"
+#include "items/json_fields.h"
+#include "items/log_names.h"
+#include "tessarin/items.h"
+
+namespace tessarin {
+
+std::shared_ptr<TSRCategorizedItem> TSRCategorizedItem::initWithTsrId(const std::string& tsrId) {
+  return withId<TSRCategorizedItem>(tsrId);
+}
+
+std::shared_ptr<TSRCategorizedItem> TSRCategorizedItem::initWithJSON(const Json* json) {
+  return build(std::make_shared<TSRCategorizedItem>(), json);
+}
+
+bool TSRCategorizedItem::readJSON(const Json& json) {
+  if (!TSRItem::readJSON(json)) return false;
+  mergeCategorizedItemFieldsFromJSONDictionary(json);
+  return true;
+}
+
+void TSRCategorizedItem::mergeCategorizedItemFieldsFromJSONDictionary(const Json& json) {
+  const Json* categoriesJson = items::FieldOfKind(json, TSRItem_categories, JsonKind::kArray);
+  if (!categoriesJson) return;
+  std::vector<std::shared_ptr<TSRItem>> built;
+  for (const Json& element : *categoriesJson) {
+    if (!element.is_object()) {
+      TSR_LOG_WARN("Items: from JSON, ignoring invalid category object (expected NSDictionary): %@ %@",
+                   JsonClassName(element), element);
+      continue;
+    }
+    // A category that cannot be built has logged why already.
+    if (auto category = TSRCategory::categoryFromJSONDictionary(&element)) built.push_back(std::move(category));
+  }
+  // Merging: categories the JSON could not supply keep what was there.
+  if (!built.empty()) categories = std::move(built);
+}
+
+void TSRCategorizedItem::writeJSON(Json& json) const {
+  TSRItem::writeJSON(json);
+  Json categoriesJson = Json::array();
+  for (const auto& element : categories) {
+    auto category = std::dynamic_pointer_cast<TSRCategory>(element);
+    if (!category) {
+      TSR_LOG_WARN("Items: to JSON, ignoring invalid object (expected TSRCategory) in categories array: %@ %@",
+                   items::ElementClassName(element.get()), items::ElementDescription(element.get()));
+      continue;
+    }
+    categoriesJson.push_back(category->toJSONDictionary());
+  }
+  if (!categoriesJson.empty()) json[TSRItem_categories] = std::move(categoriesJson);
+}
+
+}  // namespace tessarin
