@@ -110,11 +110,17 @@ class TSRCampaign {
 class TSRCampaignDataMessage : public TSRCampaign {
  public:
   static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
+
+ private:
+  TSRCampaignDataMessage() = default;  // made only from JSON
 };
 
 class TSRCampaignUiMessage : public TSRCampaign {
  public:
   static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
+
+ private:
+  TSRCampaignUiMessage() = default;  // made only from JSON
 };
 
 // What a host app registers on a context for one target. It runs on the

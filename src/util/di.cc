@@ -1,5 +1,6 @@
 #include "util/di.h"
 
+#include "tracking/campaign_dispatcher.h"
 #include "transport/event_sender.h"
 #include "transport/queued_event_sender.h"
 #include "transport/reachability_manager.h"
@@ -43,7 +44,9 @@ std::shared_ptr<ReachabilityMonitor> TSRUtilityDI::reachabilityManagerWithStatus
   return TSRReachabilityManager::initWithStatusChangeBlock(platform_, std::move(statusChangeBlock));
 }
 
-std::shared_ptr<CampaignRouter> TSRUtilityDI::campaignDispatcherWithConfig(const TSRConfig&) { return nullptr; }
+std::shared_ptr<CampaignRouter> TSRUtilityDI::campaignDispatcherWithConfig(const TSRConfig& config) {
+  return std::make_shared<TSRCampaignDispatcher>(config, platform_);
+}
 
 std::shared_ptr<PushTokenReporter> TSRUtilityDI::pushTokenManagerWithConfig(const TSRConfig&,
                                                                             const std::shared_ptr<EventQueue>&) {
