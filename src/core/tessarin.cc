@@ -7,6 +7,8 @@
 #include "core/log.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "tessarin/campaign.h"
+#include "tessarin/context.h"
 #include "tessarin/events.h"
 #include "transport/events_util.h"
 #include "util/device_util.h"
@@ -53,8 +55,7 @@ void Tessarin::InitPrivate() {
   if (auto disable = config_->boolForKey("disable")) disabled_ = *disable;
   if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
 
-  // The global tracking context arrives with the tracking contexts; until
-  // then the façade holds none and tracks nothing on it.
+  global_context_ = TSRContext::initWithIdentifier(kGlobalContextId, shared_from_this());
 
   sender_ = di_->senderWithConfig(*config_);
   std::weak_ptr<Tessarin> weak = weak_from_this();
@@ -562,9 +563,7 @@ std::string Tessarin::OrientationName() {
 }
 
 void Tessarin::TrackOnGlobalContext(const std::string& action) {
-  // Tracking goes through the global context, which arrives with the
-  // tracking contexts; until then there is nothing to track on.
-  (void)action;
+  if (auto context = globalContext()) context->trackAction(action);
 }
 
 std::shared_ptr<TSRContext> Tessarin::globalContext() const {
@@ -702,8 +701,10 @@ void Tessarin::handleEventResponses(const Json& responses) {
     for (const Json& campaign : *campaigns) {
       if (!campaign.is_object()) {
         TSR_LOG_WARN("Campaign: ignoring, expected NSDictionary but found %@", JsonClassName(campaign));
+        continue;
       }
-      // Campaign objects go to the dispatcher once campaigns are modelled.
+      auto parsed = TSRCampaign::campaignWithJSON(campaign, *config_, platform_->now(platform::Clock::kWall));
+      if (parsed && campaign_dispatcher_) campaign_dispatcher_->handleCampaign(parsed);
     }
   }
 }

@@ -198,6 +198,10 @@ bool TSRUtilityHostApp::appStateIs(int state) {
   return current == state;
 }
 
+bool TSRUtilityHostApp::userIdle() {
+  return platform_->hostApplication().hasSharedApplication() && !last_event_date_;
+}
+
 bool TSRUtilityHostApp::swizzlingEnabled() {
   std::call_once(swizzling_once_, [this] {
     auto value = platform_->hostApplication().infoValue("TessarinSwizzlingEnabled");

@@ -35,6 +35,15 @@ class TSRUtilityHostApp {
   bool appStateIs(int state);  // 0 active, 1 inactive, 2 background
   bool swizzlingEnabled();
 
+  // The time of the user's last input event while the SDK ran (seconds
+  // since 1970), kept for the application by the idle tracking; nothing
+  // means the user is idle. Main thread only.
+  std::optional<double> lastEventDate() const { return last_event_date_; }
+  void setLastEventDate(std::optional<double> date) { last_event_date_ = date; }
+  // Whether the user counts as idle: an application exists and no input
+  // event was seen since launch or since the last idle period.
+  bool userIdle();
+
  private:
   std::shared_ptr<platform::Platform> platform_;
   std::once_flag provision_path_once_;
@@ -43,6 +52,7 @@ class TSRUtilityHostApp {
   std::optional<Json> provision_plist_;
   std::once_flag swizzling_once_;
   bool swizzling_enabled_ = true;
+  std::optional<double> last_event_date_;
 };
 
 }  // namespace tessarin

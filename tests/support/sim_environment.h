@@ -3,6 +3,7 @@
 #ifndef TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
 #define TESSARIN_TESTS_SUPPORT_SIM_ENVIRONMENT_H_
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -77,14 +78,27 @@ class FakeReachability : public ReachabilityMonitor {
 class FakeDispatcher : public CampaignRouter {
  public:
   explicit FakeDispatcher(Journal journal) : journal_(std::move(journal)) {}
+  // Routing calls are journalled as "dispatcher.<call>:<contextId>".
   void handleCampaign(const std::shared_ptr<TSRCampaign>& campaign) override { campaigns.push_back(campaign); }
-  void setHandler(TSRCampaignHandler, const std::optional<std::string>&, const std::string&) override {}
-  void registerContextIdIfNecessary(const std::optional<std::string>&) override {}
-  void unregisterContextId(const std::optional<std::string>&) override {}
-  void setDispatchingAllowed(bool, const std::optional<std::string>&) override {}
+  void setHandler(TSRCampaignHandler handler, const std::optional<std::string>& contextId,
+                  const std::string& target) override {
+    journal_->push_back((handler ? "dispatcher.setHandler:" : "dispatcher.clearHandler:") + contextId.value_or("") +
+                        ":" + target);
+    handlers[target] = std::move(handler);
+  }
+  void registerContextIdIfNecessary(const std::optional<std::string>& contextId) override {
+    journal_->push_back("dispatcher.register:" + contextId.value_or(""));
+  }
+  void unregisterContextId(const std::optional<std::string>& contextId) override {
+    journal_->push_back("dispatcher.unregister:" + contextId.value_or(""));
+  }
+  void setDispatchingAllowed(bool allowed, const std::optional<std::string>& contextId) override {
+    journal_->push_back((allowed ? "dispatcher.allow:" : "dispatcher.disallow:") + contextId.value_or(""));
+  }
   void clearAllCampaignsHeld() override { journal_->push_back("dispatcher.clear"); }
   void unregisterAllAndDisable() override { journal_->push_back("dispatcher.disable"); }
   std::vector<std::shared_ptr<TSRCampaign>> campaigns;
+  std::map<std::string, TSRCampaignHandler> handlers;
 
  private:
   Journal journal_;

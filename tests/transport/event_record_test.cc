@@ -23,6 +23,8 @@ class EventRecordTest : public ::testing::Test {
   void Start() {
     facade->startWithConfiguration(Json{{"account", "acme"}, {"dataset", "shop"}});
     sim->runUntilIdle();
+    // The launch and install the start tracks are not what these tests read.
+    env->queue->events.clear();
   }
   const std::vector<Json>& Events() { return env->queue->events; }
 
@@ -149,13 +151,22 @@ TEST_F(EventRecordTest, EventResponsesAreReadInOrder) {
   EXPECT_EQ(Events().back()[".aaId"], "aff-1");
 }
 
-TEST_F(EventRecordTest, CampaignObjectsAreNotYetRouted) {
-  // No campaign model or dispatcher is built yet: a campaign object in a
-  // response produces no warning and reaches nothing.
+TEST_F(EventRecordTest, ResponseCampaignsBecomeCampaignsForTheDispatcher) {
   Start();
-  log.clear();
-  facade->handleEventResponses(Json::array({{{"campaignResponses", Json::array({{{"campaignId", "c1"}}})}}}));
-  EXPECT_EQ(log.countContaining("Campaign"), 0);
+  Json good = {{"campaignId", "c1"}, {"campaignName", "Spring"}, {"experienceId", "e1"},
+               {"experienceName", "A"}, {"userGroup", "Default"}, {"routingId", "7"},
+               {"mobileDataMessages",
+                Json::array({{{"id", "m1"}, {"type", "tsr_md"}, {"targetName", "hero"}, {"dataMap", {{"k", "v"}}}}})}};
+  Json incomplete = good;
+  incomplete.erase("experienceName");
+  facade->handleEventResponses(Json::array({{{"campaignResponses", Json::array({good, incomplete, "text"})}}}));
+  ASSERT_EQ(env->dispatcher->campaigns.size(), 1u);
+  const auto& campaign = env->dispatcher->campaigns[0];
+  EXPECT_EQ(campaign->contextId(), "7");
+  EXPECT_EQ(campaign->target(), "hero");
+  EXPECT_EQ(campaign->json(), good);
+  EXPECT_TRUE(log.contains(R"(Campaign: JSON, missing required elements: ["experienceName"])", TSRLogLevelError));
+  EXPECT_TRUE(log.contains("Campaign: ignoring, expected NSDictionary but found NSString", TSRLogLevelWarn));
 }
 
 }  // namespace

@@ -408,6 +408,20 @@ Json LocalService::EventResponse(Json campaigns, int errorCode, Json validationE
   return response;
 }
 
+Json LocalService::DataCampaign(const std::string& target, Json data, const std::string& campaignId,
+                                const std::string& routingId) {
+  Json message = {{"id", campaignId + "-msg"}, {"type", "tsr_md"}, {"targetName", target},
+                  {"contentHash", campaignId + "-hash"}, {"dataMap", std::move(data)}};
+  Json campaign = {{"campaignId", campaignId},
+                   {"campaignName", "Campaign " + campaignId},
+                   {"experienceId", campaignId + "-exp"},
+                   {"experienceName", "Experience " + campaignId},
+                   {"userGroup", "Default"},
+                   {"mobileDataMessages", Json::array({std::move(message)})}};
+  if (!routingId.empty()) campaign["routingId"] = routingId;
+  return campaign;
+}
+
 void LocalService::setAppConfig(const std::string& dataset, Json config,
                                 std::chrono::system_clock::time_point lastModified) {
   std::lock_guard lock(mutex_);

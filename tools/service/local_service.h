@@ -121,6 +121,11 @@ class LocalService {
   // One event response as the service writes it.
   static Json EventResponse(Json campaigns = Json::array(), int errorCode = 0,
                             Json validationErrors = nullptr, const std::string& anonAffinityId = "");
+  // A data campaign as the service writes it: one experience with one data
+  // message for `target`. Without a routing id, queueCampaigns routes it to
+  // the context that asked.
+  static Json DataCampaign(const std::string& target, Json data, const std::string& campaignId = "cmp-1",
+                           const std::string& routingId = "");
 
   // --- App-configuration endpoint -------------------------------------------
   // Serves `config` for the dataset (or for any dataset, with "*"); a request

@@ -1,0 +1,169 @@
+// TSRContext: where the host app reports what the user does in one place of
+// the app, and where it registers handlers for the campaigns answered there.
+//
+// Every context has an identifier, its contextId, sent with each of its
+// events so that the service's campaigns come back to the same context. The
+// façade owns the global context ("Global", Tessarin::globalContext()); each
+// tracked screen is a context of its own.
+//
+// Every public call returns at once and never raises: objects are turned
+// into JSON on the caller's thread, the rest happens on the main thread.
+// Invalid input is logged and not sent. A disabled SDK ignores every call.
+#ifndef TESSARIN_CONTEXT_H_
+#define TESSARIN_CONTEXT_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tessarin/campaign.h"
+#include "tessarin/json.h"
+
+namespace tessarin {
+
+// The identifier of the façade's global context. Campaigns for in-app
+// messages are only ever routed to it.
+inline constexpr const char* kGlobalContextId = "Global";
+
+class Tessarin;
+class TSRItem;
+class TSRCategory;
+class TSRTag;
+class TSRLineItem;
+class TSROrder;
+class TSRReview;
+namespace platform {
+class Platform;
+class Timer;
+}  // namespace platform
+
+class TSRContext : public std::enable_shared_from_this<TSRContext> {
+ public:
+  // A context on the shared instance, or on the given façade.
+  static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier);
+  static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier,
+                                                        const std::shared_ptr<Tessarin>& facade);
+  TSRContext(const TSRContext&) = delete;
+  TSRContext& operator=(const TSRContext&) = delete;
+  virtual ~TSRContext();
+
+  // --- Reporting. An action name other than the item action is sent as the
+  // action, with the item action riding along under ".itemAction". ---
+  void viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName = std::nullopt);
+  void viewItemDetail(const std::shared_ptr<TSRItem>& item,
+                      const std::optional<std::string>& actionName = std::nullopt);
+  void viewCategory(const std::shared_ptr<TSRCategory>& category,
+                    const std::optional<std::string>& actionName = std::nullopt);
+  void viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName = std::nullopt);
+  void addToCart(const std::shared_ptr<TSRLineItem>& lineItem);
+  void removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem);
+  void viewCart(const std::shared_ptr<TSROrder>& order);
+  void purchase(const std::shared_ptr<TSROrder>& order);
+  void review(const std::shared_ptr<TSRItem>& item, const std::shared_ptr<TSRReview>& reviewDetails = nullptr);
+  void reviewWithDictionary(const Json& item, const Json& reviewDetails);
+  void share(const std::shared_ptr<TSRItem>& item);
+  void comment(const std::shared_ptr<TSRItem>& item);
+  void favorite(const std::shared_ptr<TSRItem>& item);
+  // A free-form action, sent as given.
+  void trackAction(const std::string& action);
+
+  // Statistics of a campaign delivered to a handler of this context.
+  void trackImpression(const std::shared_ptr<TSRCampaign>& campaign);
+  void trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign);
+  void trackDismissal(const std::shared_ptr<TSRCampaign>& campaign);
+
+  // Campaigns for `target` answered to this context go to `handler`, on the
+  // main thread; a null handler clears it. Targets beginning with "tsr" (in
+  // any case) are the SDK's own and refused.
+  void setCampaignHandler(TSRCampaignHandler handler, const std::string& target);
+
+  // The item whose time on page is reported while it is on screen (JSON
+  // form, or null for none).
+  void setCurrentViewItemPingable(const Json& item);
+
+  const std::string& identifier() const { return identifier_; }
+  bool isActive() const { return active_; }
+
+  // --- Used by the SDK's own parts (screens, the message manager). ---
+  bool checkAppState() const;
+  bool checkUserIdle() const;
+  // The view action of a screen; a plain context has none.
+  virtual std::optional<std::string> viewAction() const { return std::nullopt; }
+  void registerObservers();
+  void startSystemsAsNecessary();
+  void stopSystemsAsNecessary();
+  bool allowSetActive(bool active);
+  void setActivePrivate(bool active);
+  void registerContextId();
+  void sendViewAction();
+  void sendAndClearPing();
+  void restartOrClearPingTimer();
+  void trackStats(Json stats, bool testing);
+  void trackItemFields(Json fields, const std::optional<std::string>& itemAction,
+                       const std::optional<std::string>& actionName);
+  void setCampaignHandler(TSRCampaignHandler handler, const std::string& target, bool checkPrefix);
+  // Dictionary-level operations behind the object-level ones; each hops to
+  // the main thread.
+  void viewItemWithDictionary(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
+  void trackItemAction(const std::string& itemAction, Json lineItemOrOrder, bool isOrder);
+  void trackItem(Json item, const std::string& interaction);
+
+  // Validation and condensing. Each error or warning logged counts in
+  // promoteWarnings.
+  bool isRequiredObjectMissing(const Json* object, const std::string& objectName);
+  bool isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind);
+  bool hasRequiredStringFields(const Json& item);
+  void logUnknownItemFields(const Json& item);
+  void logUnknownFields(const Json& object, const std::string& objectName, const std::set<std::string>& knownFields);
+  std::optional<std::string> stringifyItemToJson(const Json* item);
+  static Json pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames);
+  static Json stripEmptyCategoriesAndTagsFromItem(const Json& item);
+  std::optional<Json> sparsifyItem(const Json& item);
+  std::optional<Json> sparsifyLineItem(const Json& lineItem);
+  std::optional<Json> sparsifyLineItemsInOrder(const Json& order);
+
+  std::int64_t promoteWarnings() const { return promote_warnings_; }
+  double pingMaxDelay() const { return ping_max_delay_; }
+  double pingViewTimeStart() const { return ping_view_time_start_; }
+  const std::shared_ptr<platform::Timer>& pingTimer() const { return ping_timer_; }
+  const std::optional<std::string>& currentViewItemPingableSparseJson() const {
+    return current_view_item_pingable_sparse_json_;
+  }
+  std::size_t observerCount() const { return observers_.size(); }
+
+ protected:
+  TSRContext(std::string identifier, const std::shared_ptr<Tessarin>& facade);
+  // Schedules the observers; a subclass calls it once it is owned by a
+  // shared pointer.
+  void InitObservers();
+  std::shared_ptr<Tessarin> Facade() const { return facade_.lock(); }
+  platform::Platform& platform() const { return *platform_; }
+  bool FacadeDisabled() const;
+  bool AppIsActive() const;
+  bool UserIsIdle() const;
+  void setPingTimer(std::shared_ptr<platform::Timer> timer);
+
+ private:
+  void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
+  void ViewItemOnMain(const Json& item, const std::string& itemAction, const std::optional<std::string>& actionName);
+  void Warn() { ++promote_warnings_; }
+
+  bool active_ = false;
+  std::vector<std::uint64_t> observers_;
+  double ping_max_delay_ = 0;
+  double ping_view_time_start_ = 0;
+  std::shared_ptr<platform::Timer> ping_timer_;
+  std::optional<std::string> current_view_item_pingable_sparse_json_;
+  std::int64_t promote_warnings_ = 0;
+  std::string identifier_;
+
+  std::weak_ptr<Tessarin> facade_;
+  std::shared_ptr<platform::Platform> platform_;
+};
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_CONTEXT_H_

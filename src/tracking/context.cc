@@ -1,0 +1,239 @@
+// TSRContext: creation, active state and time-on-page pings.
+#include "tessarin/context.h"
+
+#include <algorithm>
+
+#include "core/collaborators.h"
+#include "core/config.h"
+#include "core/log.h"
+#include "platform/notification_center.h"
+#include "platform/platform.h"
+#include "tessarin/tessarin.h"
+#include "util/di.h"
+#include "util/host_app.h"
+#include "util/safety.h"
+#include "util/timing_util.h"
+
+namespace tessarin {
+
+namespace {
+
+constexpr int kStateActive = 0;
+constexpr int kStateBackground = 2;
+
+}  // namespace
+
+std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier) {
+  return initWithIdentifier(identifier, Tessarin::sharedInstance());
+}
+
+std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier,
+                                                           const std::shared_ptr<Tessarin>& facade) {
+  if (!facade) return nullptr;
+  std::shared_ptr<TSRContext> context(new TSRContext(identifier, facade));
+  context->InitObservers();
+  return context;
+}
+
+TSRContext::TSRContext(std::string identifier, const std::shared_ptr<Tessarin>& facade)
+    : identifier_(std::move(identifier)), facade_(facade), platform_(facade->environment().platformPtr()) {}
+
+void TSRContext::InitObservers() {
+  std::weak_ptr<TSRContext> weak = weak_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext initWithIdentifier:]", [weak] {
+    if (auto self = weak.lock()) self->registerObservers();
+  });
+}
+
+TSRContext::~TSRContext() {
+  TSR_LOG_DEBUG("Context: [%@] Dealloc", identifier_);
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  for (auto token : observers_) center.removeObserver(token);
+  // Dropping the timer must not send the pending ping: the context is gone.
+  setPingTimer(nullptr);
+  if (auto facade = Facade()) {
+    if (auto dispatcher = facade->campaignDispatcher()) dispatcher->unregisterContextId(identifier_);
+  }
+}
+
+void TSRContext::registerObservers() {
+  if (!observers_.empty()) return;
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  std::weak_ptr<TSRContext> weak = weak_from_this();
+  auto observe = [&](const char* name, bool start) {
+    auto platform = platform_;
+    observers_.push_back(center.addObserver(
+        name, nullptr, platform_->mainQueue(), [weak, start, platform](const platform::Notification&) {
+          TSRUtilitySafety::runOnMainWithTag(*platform, "-[TSRContext registerObservers]_block_invoke", [weak, start] {
+            auto self = weak.lock();
+            if (!self) return;
+            if (start) {
+              self->startSystemsAsNecessary();
+            } else {
+              self->stopSystemsAsNecessary();
+            }
+          });
+        }));
+  };
+  observe(TessarinNotificationStartAsNecessary, true);
+  observe(TessarinNotificationStopAsNecessary, false);
+  observe(TessarinNotificationUserActive, true);
+  observe(TessarinNotificationUserIdle, false);
+}
+
+// --- Facts read on every use ---
+
+bool TSRContext::checkAppState() const {
+  auto facade = Facade();
+  return !facade || facade->config().boolForKey("contextChecksAppState").value_or(true);
+}
+
+bool TSRContext::checkUserIdle() const {
+  auto facade = Facade();
+  return !facade || facade->config().boolForKey("contextChecksUserIdle").value_or(true);
+}
+
+bool TSRContext::FacadeDisabled() const {
+  auto facade = Facade();
+  return !facade || facade->disabled();
+}
+
+bool TSRContext::AppIsActive() const {
+  auto facade = Facade();
+  return facade && facade->environment().hostApp().appStateIs(kStateActive);
+}
+
+bool TSRContext::UserIsIdle() const {
+  auto facade = Facade();
+  return !facade || facade->environment().hostApp().userIdle();
+}
+
+// --- Active state ---
+
+bool TSRContext::allowSetActive(bool active) {
+  auto facade = Facade();
+  bool running = facade && facade->runningAndNotDesignMode();
+  if (active) {
+    if (!running) return false;
+    if (checkAppState() && !AppIsActive()) return false;
+    if (checkUserIdle()) return !UserIsIdle();
+    return true;
+  }
+  if (!running) return true;
+  if (checkAppState()) return facade->environment().hostApp().appStateIs(kStateBackground);
+  return false;
+}
+
+void TSRContext::setActivePrivate(bool active) {
+  if (active == active_) return;
+  auto facade = Facade();
+  std::shared_ptr<CampaignRouter> dispatcher = facade ? facade->campaignDispatcher() : nullptr;
+  if (!active) {
+    active_ = false;
+    TSR_LOG_INFO("Context: [%@] Not active", identifier_);
+    if (dispatcher) dispatcher->setDispatchingAllowed(false, identifier_);
+    sendAndClearPing();
+  } else {
+    active_ = true;
+    TSR_LOG_INFO("Context: [%@] Active", identifier_);
+    registerContextId();
+    if (dispatcher) dispatcher->setDispatchingAllowed(true, identifier_);
+    sendViewAction();
+  }
+}
+
+void TSRContext::startSystemsAsNecessary() {
+  if (!active_ && allowSetActive(true)) setActivePrivate(true);
+  if (!active_) return;
+  if ((!checkAppState() || AppIsActive()) && (!checkUserIdle() || !UserIsIdle())) {
+    registerContextId();
+    auto facade = Facade();
+    if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
+      dispatcher->setDispatchingAllowed(true, identifier_);
+    }
+  }
+  if (!ping_timer_) restartOrClearPingTimer();
+}
+
+void TSRContext::stopSystemsAsNecessary() {
+  if (active_ && allowSetActive(false)) setActivePrivate(false);
+  if (FacadeDisabled()) setCurrentViewItemPingable(nullptr);
+  if (!active_) return;
+  bool app_active = AppIsActive();
+  bool user_idle = UserIsIdle();
+  if ((checkAppState() && !app_active) || (checkUserIdle() && user_idle)) {
+    auto facade = Facade();
+    if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
+      dispatcher->setDispatchingAllowed(false, identifier_);
+    }
+  }
+  // Deliberately regardless of the two switches: a context kept active in
+  // the background still reports the time its item was on screen.
+  if (!app_active || user_idle) sendAndClearPing();
+}
+
+void TSRContext::registerContextId() {
+  auto facade = Facade();
+  if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
+    dispatcher->registerContextIdIfNecessary(identifier_);
+  }
+}
+
+void TSRContext::sendViewAction() {
+  auto action = viewAction();
+  if (!action || action->empty()) return;
+  if (auto facade = Facade()) facade->sendAction(*action, identifier_, Json{{".pv", ""}});
+}
+
+// --- Time-on-page pings ---
+
+void TSRContext::setCurrentViewItemPingable(const Json& item) {
+  if (current_view_item_pingable_sparse_json_) sendAndClearPing();
+  current_view_item_pingable_sparse_json_.reset();
+  if (!item.is_null()) {
+    if (auto sparse = sparsifyItem(item)) current_view_item_pingable_sparse_json_ = stringifyItemToJson(&*sparse);
+  }
+  if (current_view_item_pingable_sparse_json_) restartOrClearPingTimer();
+}
+
+void TSRContext::restartOrClearPingTimer() {
+  auto facade = Facade();
+  double interval = 0;
+  bool conditions = facade && active_ && current_view_item_pingable_sparse_json_ && AppIsActive() && !UserIsIdle();
+  if (conditions) interval = facade->config().doubleForKey("timeOnPageTimeout").value_or(120.0);
+  if (!conditions || !(interval > 0)) {
+    ping_view_time_start_ = 0;
+    setPingTimer(nullptr);
+    return;
+  }
+  ping_max_delay_ = interval;
+  ping_view_time_start_ = platform_->now(platform::Clock::kWall);
+  std::weak_ptr<TSRContext> weak = weak_from_this();
+  setPingTimer(TSRUtilityTiming::createAndScheduleTimer(
+      *platform_, "-[TSRContext restartOrClearPingTimer]", platform_->mainQueue(), false, interval, 0,
+      std::min(0.1 * interval, 2.0), [weak] {
+        auto self = weak.lock();
+        if (!self || !self->ping_timer_) return;
+        self->sendAndClearPing();
+        self->restartOrClearPingTimer();
+      }));
+}
+
+void TSRContext::setPingTimer(std::shared_ptr<platform::Timer> timer) {
+  if (ping_timer_ && ping_timer_ != timer) TSRUtilityTiming::invalidateTimer(ping_timer_);
+  ping_timer_ = std::move(timer);
+}
+
+void TSRContext::sendAndClearPing() {
+  if (ping_view_time_start_ != 0 && current_view_item_pingable_sparse_json_) {
+    double elapsed = platform_->now(platform::Clock::kWall) - ping_view_time_start_;
+    // A late timer or a long stop must not report more than one interval.
+    if (auto facade = Facade()) {
+      facade->sendPingForItem(*current_view_item_pingable_sparse_json_, std::min(elapsed, ping_max_delay_));
+    }
+  }
+  setPingTimer(nullptr);
+  ping_view_time_start_ = 0;
+}
+
+}  // namespace tessarin

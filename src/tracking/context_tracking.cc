@@ -1,0 +1,290 @@
+// TSRContext: the reporting operations. Objects become JSON on the caller's
+// thread (so a host app's objects are never touched from another thread);
+// everything after that runs on the main thread, where the context's state
+// lives, and checks once more that the SDK is not disabled.
+#include <algorithm>
+#include <cctype>
+
+#include "core/collaborators.h"
+#include "core/log.h"
+#include "tessarin/context.h"
+#include "tessarin/events.h"
+#include "tessarin/items.h"
+#include "tessarin/order.h"
+#include "tessarin/review.h"
+#include "tessarin/tessarin.h"
+#include "util/safety.h"
+
+namespace tessarin {
+
+namespace {
+
+// The JSON form of an item, line item, order or review; null for none.
+template <typename T>
+Json ToJson(const std::shared_ptr<T>& object, const char* tag) {
+  Json json;
+  TSRUtilitySafety::runWithTag(tag, [&] {
+    if (object) json = object->toJSONDictionary();
+  });
+  return json;
+}
+
+bool HasReservedPrefix(const std::string& target) {
+  if (target.size() < 3) return false;
+  return std::tolower(static_cast<unsigned char>(target[0])) == 't' &&
+         std::tolower(static_cast<unsigned char>(target[1])) == 's' &&
+         std::tolower(static_cast<unsigned char>(target[2])) == 'r';
+}
+
+}  // namespace
+
+// --- Item views ---
+
+void TSRContext::viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
+  if (FacadeDisabled()) return;
+  viewItemWithDictionary(ToJson(item, "-[TSRContext viewItem:actionName:]"), TSRItemAction_viewItem, actionName);
+}
+
+void TSRContext::viewItemDetail(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
+  if (FacadeDisabled()) return;
+  viewItemWithDictionary(ToJson(item, "-[TSRContext viewItemDetail:actionName:]"), TSRItemAction_viewItemDetail,
+                         actionName);
+}
+
+void TSRContext::viewCategory(const std::shared_ptr<TSRCategory>& category,
+                              const std::optional<std::string>& actionName) {
+  if (FacadeDisabled()) return;
+  viewItemWithDictionary(ToJson(category, "-[TSRContext viewCategory:actionName:]"), TSRItemAction_viewCategory,
+                         actionName);
+}
+
+void TSRContext::viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName) {
+  if (FacadeDisabled()) return;
+  viewItemWithDictionary(ToJson(tag, "-[TSRContext viewTag:actionName:]"), TSRItemAction_viewTag, actionName);
+}
+
+void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction,
+                                        const std::optional<std::string>& actionName) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(
+      *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
+      [self, item = std::move(item), itemAction, actionName] {
+        if (self->FacadeDisabled()) return;
+        self->ViewItemOnMain(item, itemAction, actionName);
+      });
+}
+
+void TSRContext::ViewItemOnMain(const Json& item, const std::string& itemAction,
+                                const std::optional<std::string>& actionName) {
+  if (item.is_null() || !hasRequiredStringFields(item)) {
+    setCurrentViewItemPingable(nullptr);
+    return;
+  }
+  logUnknownItemFields(item);
+  setCurrentViewItemPingable(item);
+  // The view event carries the full item; only pings carry the condensed one.
+  Json stripped = stripEmptyCategoriesAndTagsFromItem(item);
+  auto text = stringifyItemToJson(&stripped);
+  if (text && !text->empty()) trackItemFields(Json{{TSREvent_item, *text}}, itemAction, actionName);
+}
+
+void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
+                                 const std::optional<std::string>& actionName) {
+  registerContextId();
+  std::string action = itemAction.value_or("");
+  if (actionName && !actionName->empty() && *actionName != action) {
+    fields[TSREvent_itemAction] = action;
+    action = *actionName;
+  }
+  if (auto facade = Facade()) facade->sendAction(action, identifier_, fields);
+}
+
+// --- Cart and orders ---
+
+void TSRContext::addToCart(const std::shared_ptr<TSRLineItem>& lineItem) {
+  if (FacadeDisabled()) return;
+  trackItemAction(TSRItemAction_addToCart, ToJson(lineItem, "-[TSRContext addToCart:]"), false);
+}
+
+void TSRContext::removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem) {
+  if (FacadeDisabled()) return;
+  trackItemAction(TSRItemAction_removeFromCart, ToJson(lineItem, "-[TSRContext removeFromCart:]"), false);
+}
+
+void TSRContext::viewCart(const std::shared_ptr<TSROrder>& order) {
+  if (FacadeDisabled()) return;
+  trackItemAction(TSRItemAction_viewCart, ToJson(order, "-[TSRContext viewCart:]"), true);
+}
+
+void TSRContext::purchase(const std::shared_ptr<TSROrder>& order) {
+  if (FacadeDisabled()) return;
+  trackItemAction(TSRItemAction_purchase, ToJson(order, "-[TSRContext purchase:]"), true);
+}
+
+void TSRContext::trackItemAction(const std::string& itemAction, Json object, bool isOrder) {
+  auto self = shared_from_this();
+  const char* tag = isOrder ? "-[TSRContext trackItemAction:withOrder:]" : "-[TSRContext trackItemAction:withLineItem:]";
+  TSRUtilitySafety::runOnMainWithTag(*platform_, tag, [self, itemAction, object = std::move(object), isOrder] {
+    if (self->FacadeDisabled()) return;
+    const char* name = isOrder ? "order" : "lineItem";
+    if (self->isRequiredObjectMissing(object.is_null() ? nullptr : &object, name)) return;
+    auto sparse = isOrder ? self->sparsifyLineItemsInOrder(object) : self->sparsifyLineItem(object);
+    auto text = self->stringifyItemToJson(sparse ? &*sparse : nullptr);
+    if (!text) return;
+    self->trackItemFields(Json{{isOrder ? TSREvent_order : TSREvent_lineItem, *text}}, itemAction, std::nullopt);
+  });
+}
+
+// --- Reviews ---
+
+void TSRContext::review(const std::shared_ptr<TSRItem>& item, const std::shared_ptr<TSRReview>& reviewDetails) {
+  if (FacadeDisabled()) return;
+  Json item_json = ToJson(item, "-[TSRContext review:reviewDetails:]");
+  Json review_json = ToJson(reviewDetails, "-[TSRContext review:reviewDetails:]");
+  reviewWithDictionary(item_json, review_json);
+}
+
+void TSRContext::reviewWithDictionary(const Json& item, const Json& reviewDetails) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext reviewWithDictionary:reviewDetails:]",
+                                     [self, item, reviewDetails] {
+                                       if (self->FacadeDisabled()) return;
+                                       if (self->isRequiredObjectMissing(item.is_null() ? nullptr : &item, "item")) {
+                                         return;
+                                       }
+                                       Json fields = Json::object();
+                                       auto review_text = self->stringifyItemToJson(
+                                           reviewDetails.is_null() ? nullptr : &reviewDetails);
+                                       if (review_text) {
+                                         self->logUnknownFields(reviewDetails, "review", {
+                                             "date", "itemId", "rating", "title", "content", "userDisplayName",
+                                             "purchased"});
+                                         fields[TSREvent_review] = *review_text;
+                                       }
+                                       // A review of an item that cannot be condensed is not sent at all.
+                                       auto sparse = self->sparsifyItem(item);
+                                       auto item_text = self->stringifyItemToJson(sparse ? &*sparse : nullptr);
+                                       if (!item_text) return;
+                                       fields[TSREvent_item] = *item_text;
+                                       self->trackItemFields(std::move(fields), TSRItemAction_review, std::nullopt);
+                                     });
+}
+
+// --- Share, comment, favorite ---
+
+void TSRContext::share(const std::shared_ptr<TSRItem>& item) {
+  if (FacadeDisabled()) return;
+  trackItem(ToJson(item, "-[TSRContext share:]"), TSRItemAction_share);
+}
+
+void TSRContext::comment(const std::shared_ptr<TSRItem>& item) {
+  if (FacadeDisabled()) return;
+  trackItem(ToJson(item, "-[TSRContext comment:]"), TSRItemAction_comment);
+}
+
+void TSRContext::favorite(const std::shared_ptr<TSRItem>& item) {
+  if (FacadeDisabled()) return;
+  trackItem(ToJson(item, "-[TSRContext favorite:]"), TSRItemAction_favorite);
+}
+
+void TSRContext::trackItem(Json item, const std::string& interaction) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackItem:interaction:]",
+                                     [self, item = std::move(item), interaction] {
+                                       if (self->FacadeDisabled()) return;
+                                       if (self->isRequiredObjectMissing(item.is_null() ? nullptr : &item, "item")) {
+                                         return;
+                                       }
+                                       auto sparse = self->sparsifyItem(item);
+                                       auto text = self->stringifyItemToJson(sparse ? &*sparse : nullptr);
+                                       if (!text) return;
+                                       self->trackItemFields(Json{{TSREvent_item, *text}}, interaction,
+                                                             std::nullopt);
+                                     });
+}
+
+// --- Free-form actions ---
+
+void TSRContext::trackAction(const std::string& action) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackAction:]", [self, action] {
+    if (self->FacadeDisabled()) return;
+    self->registerContextId();
+    if (auto facade = self->Facade()) facade->sendAction(action, self->identifier_, Json());
+  });
+}
+
+// --- Campaign statistics ---
+
+void TSRContext::trackImpression(const std::shared_ptr<TSRCampaign>& campaign) {
+  TrackCampaignStat(campaign, TSRCampaignStatType_impression);
+}
+
+void TSRContext::trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign) {
+  TrackCampaignStat(campaign, TSRCampaignStatType_clickthrough);
+}
+
+void TSRContext::trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) {
+  TrackCampaignStat(campaign, TSRCampaignStatType_dismissal);
+}
+
+void TSRContext::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackStat:]", [self, campaign, statType] {
+    if (self->FacadeDisabled() || !campaign) return;
+    Json stats = Json::array();
+    if (auto experience = campaign->toStatPayloadType(statType, true)) stats.push_back(std::move(*experience));
+    if (auto message = campaign->toStatPayloadType(statType, false)) stats.push_back(std::move(*message));
+    self->trackStats(std::move(stats), campaign->test());
+  });
+}
+
+void TSRContext::trackStats(Json stats, bool testing) {
+  auto facade = Facade();
+  if (!facade || facade->disabled()) return;
+  if (facade->designMode()) {
+    TSR_LOG_WARN("Context: [%@] In design mode, ignoring stats: %@", identifier_, stats);
+    return;
+  }
+  if (!stats.is_array()) return;
+  // Control-group users only ever report impressions.
+  for (std::size_t i = stats.size(); i-- > 0;) {
+    const Json& payload = stats[i];
+    auto group = payload.find("ug");
+    auto stat = payload.find("stat");
+    bool control = group != payload.end() && *group == TSRCampaignUserGroup_control;
+    bool impression = stat != payload.end() && *stat == "i";
+    if (control && !impression) {
+      TSR_LOG_WARN("Context: [%@] Dropping stat, control group with non-impression type: %@", identifier_, payload);
+      stats.erase(i);
+    }
+  }
+  if (stats.empty()) return;
+  TSR_LOG_INFO("Context: [%@] Tracking %@stats: %@", identifier_, testing ? "test " : "", stats);
+  registerContextId();
+  facade->sendCampaignStats(stats, testing);
+}
+
+// --- Campaign handlers ---
+
+void TSRContext::setCampaignHandler(TSRCampaignHandler handler, const std::string& target) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext setCampaignHandler:forTarget:]",
+                                     [self, handler = std::move(handler), target]() mutable {
+                                       self->setCampaignHandler(std::move(handler), target, true);
+                                     });
+}
+
+void TSRContext::setCampaignHandler(TSRCampaignHandler handler, const std::string& target, bool checkPrefix) {
+  auto facade = Facade();
+  if (!facade || facade->disabled()) return;
+  registerContextId();
+  if (checkPrefix && HasReservedPrefix(target)) {
+    TSR_LOG_ERROR("Context: [%@] Ignoring setCampaignHandler for target [%@], prefix '%@' is reserved", identifier_,
+                  target, "tsr");
+    return;
+  }
+  if (auto dispatcher = facade->campaignDispatcher()) dispatcher->setHandler(std::move(handler), identifier_, target);
+}
+
+}  // namespace tessarin

@@ -1,0 +1,259 @@
+// TSRContext: checking and condensing what the host app reports. Invalid
+// input is logged and left out, never thrown; every message counts in
+// promoteWarnings, so a host app's developer can see that the context
+// complained.
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/log.h"
+#include "tessarin/context.h"
+#include "util/json_util.h"
+
+namespace tessarin {
+
+namespace {
+
+// The keys each kind of reported object may carry. Keys outside these sets
+// are reported, never removed.
+struct FieldTables {
+  std::vector<std::string> required_item{"_id", "type"};
+  std::vector<std::string> required_tag{"_id", "type", "tagType"};
+  std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
+  std::set<std::string> known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
+                                   "published", "expiration"};
+  std::set<std::string> known_categorized_item;
+  std::set<std::string> known_blog;
+  std::set<std::string> known_article;
+  std::set<std::string> known_product;
+  std::set<std::string> known_category;
+  std::set<std::string> known_tag;
+  std::set<std::string> known_line_item{"item", "quantity"};
+  std::set<std::string> known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
+
+  FieldTables() {
+    known_categorized_item = With(known_item, {"categories"});
+    known_blog = With(known_categorized_item, {"modifiedDate", "subtitle"});
+    known_article = known_blog;
+    known_product = With(known_categorized_item, {"price", "priceDescription", "listPrice", "currency",
+                                                  "inventoryCount", "alternateId", "isProduct"});
+    known_category = With(known_item, {"isDepartment"});
+    known_tag = With(known_item, {"tagType"});
+  }
+
+  static std::set<std::string> With(std::set<std::string> base, std::initializer_list<const char*> more) {
+    for (const char* key : more) base.insert(key);
+    return base;
+  }
+};
+
+// Built once, on first use, and read-only after that.
+const FieldTables& Tables() {
+  static const FieldTables tables;
+  return tables;
+}
+
+std::string TypeValue(const Json& item) {
+  auto type = item.find("type");
+  return type != item.end() && type->is_string() ? type->get<std::string>() : std::string();
+}
+
+LogArg TypeArg(const Json& item) {
+  auto type = item.is_object() ? item.find("type") : item.end();
+  if (!item.is_object() || type == item.end() || type->is_null()) return LogArg();
+  return LogArg(*type);
+}
+
+}  // namespace
+
+bool TSRContext::isRequiredObjectMissing(const Json* object, const std::string& objectName) {
+  if (object && !object->is_null()) return false;
+  Warn();
+  TSR_LOG_ERROR("Context: Required %@ was not provided", objectName);
+  return true;
+}
+
+bool TSRContext::isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind) {
+  // Only an absent value is "none"; a JSON null is a value of the wrong kind.
+  if (!object) return false;
+  if (JsonIsKind(*object, kind)) return false;
+  Warn();
+  TSR_LOG_ERROR("Context: %@ should be a %@ but was a %@", name, JsonKindName(kind), JsonClassName(*object));
+  return true;
+}
+
+bool TSRContext::hasRequiredStringFields(const Json& item) {
+  if (!item.is_object()) {
+    Warn();
+    TSR_LOG_ERROR("Context: item to be serialized should be an NSDictionary but was %@", JsonClassName(item));
+    return false;
+  }
+  const auto& required = TypeValue(item) == "t" ? Tables().required_tag : Tables().required_item;
+  for (const std::string& field : required) {
+    auto value = item.find(field);
+    const Json* found = value == item.end() ? nullptr : &*value;
+    if (isWrongKindOfClass(found, field, JsonKind::kString)) return false;
+    if (!found || found->get_ref<const std::string&>().empty()) {
+      Warn();
+      TSR_LOG_ERROR("Context: %@ was missing the required field %@", TypeArg(item), field);
+      return false;
+    }
+  }
+  return true;
+}
+
+void TSRContext::logUnknownItemFields(const Json& item) {
+  if (!item.is_object()) return;
+  std::string type = TypeValue(item);
+  const FieldTables& tables = Tables();
+  const std::set<std::string>* known = nullptr;
+  if (type == "p") {
+    known = &tables.known_product;
+  } else if (type == "a") {
+    known = &tables.known_article;
+  } else if (type == "b") {
+    known = &tables.known_blog;
+  } else if (type == "c") {
+    known = &tables.known_category;
+  } else if (type == "t") {
+    known = &tables.known_tag;
+  }
+  if (!known) {
+    Warn();
+    TSR_LOG_WARN("Context: Unknown item type [%@]", TypeArg(item));
+    return;
+  }
+  logUnknownFields(item, type, *known);
+}
+
+void TSRContext::logUnknownFields(const Json& object, const std::string& objectName,
+                                  const std::set<std::string>& knownFields) {
+  if (!object.is_object()) return;
+  for (const auto& [key, value] : object.items()) {
+    if (knownFields.count(key)) continue;
+    Warn();
+    TSR_LOG_WARN("Context: Unknown field [%@] for [%@]", key, objectName);
+  }
+}
+
+std::optional<std::string> TSRContext::stringifyItemToJson(const Json* item) {
+  if (!item || item->is_null()) return std::nullopt;
+  if (!item->is_object()) {
+    Warn();
+    TSR_LOG_ERROR("Context: item should be an NSDictionary but was a %@", JsonClassName(*item));
+    return std::nullopt;
+  }
+  if (!TSRUtilityJSON::isValidJSONObject(*item)) {
+    Warn();
+    TSR_LOG_ERROR("Context: %@ is not a valid JSON object according to NSJSONSerialization -isValidJSONObject",
+                  TypeArg(*item));
+    return std::nullopt;
+  }
+  try {
+    // Strict, so that text which is not UTF-8 is refused rather than sent
+    // altered.
+    return item->dump(-1, ' ', false, nlohmann::detail::error_handler_t::strict);
+  } catch (const std::exception& error) {
+    Warn();
+    TSR_LOG_ERROR("Context: Could not make a JSON string from object %@: %@", TypeArg(*item), error.what());
+    return std::nullopt;
+  }
+}
+
+Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {
+  Json picked = Json::object();
+  if (!dictionary.is_object()) return picked;
+  for (const std::string& name : fieldNames) {
+    auto value = dictionary.find(name);
+    if (value != dictionary.end()) picked[name] = *value;
+  }
+  return picked;
+}
+
+Json TSRContext::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
+  Json stripped = item;
+  if (!stripped.is_object()) return stripped;
+  for (const char* key : {"categories", "tags"}) {
+    auto value = stripped.find(key);
+    if (value != stripped.end() && value->is_array() && value->empty()) stripped.erase(key);
+  }
+  return stripped;
+}
+
+std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
+  if (!item.is_object()) return std::nullopt;
+  const FieldTables& tables = Tables();
+  Json sparse = pickFields(item, tables.sparse_item);
+  if (!hasRequiredStringFields(sparse)) return std::nullopt;
+
+  if (auto categories = sparse.find("categories"); categories != sparse.end()) {
+    if (isWrongKindOfClass(&*categories, "categories", JsonKind::kArray)) return std::nullopt;
+    if (categories->is_array()) {
+      Json reduced = Json::array();
+      for (const Json& category : *categories) {
+        if (isWrongKindOfClass(&category, "category", JsonKind::kDictionary) || !category.is_object()) {
+          return std::nullopt;
+        }
+        if (!hasRequiredStringFields(category)) return std::nullopt;
+        Json condensed = pickFields(category, tables.required_item);
+        logUnknownItemFields(condensed);
+        reduced.push_back(std::move(condensed));
+      }
+      *categories = std::move(reduced);
+    }
+  }
+  if (auto tags = sparse.find("tags"); tags != sparse.end()) {
+    if (isWrongKindOfClass(&*tags, "tags", JsonKind::kArray)) return std::nullopt;
+    if (tags->is_array()) {
+      Json reduced = Json::array();
+      for (const Json& tag : *tags) {
+        if (isWrongKindOfClass(&tag, "tag", JsonKind::kDictionary) || !tag.is_object()) return std::nullopt;
+        if (!hasRequiredStringFields(tag)) return std::nullopt;
+        // A tag's unknown fields are reported from its full form, a
+        // category's from its reduced one.
+        logUnknownItemFields(tag);
+        reduced.push_back(pickFields(tag, tables.required_tag));
+      }
+      *tags = std::move(reduced);
+    }
+  }
+  sparse = stripEmptyCategoriesAndTagsFromItem(sparse);
+  logUnknownItemFields(sparse);
+  return sparse;
+}
+
+std::optional<Json> TSRContext::sparsifyLineItem(const Json& lineItem) {
+  if (isWrongKindOfClass(&lineItem, "lineItem", JsonKind::kDictionary) || !lineItem.is_object()) {
+    return std::nullopt;
+  }
+  Json sparse = lineItem;
+  auto item = sparse.find("item");
+  if (item == sparse.end()) return std::nullopt;
+  auto condensed = sparsifyItem(*item);
+  if (!condensed) return std::nullopt;
+  *item = std::move(*condensed);
+  logUnknownFields(sparse, "lineItem", Tables().known_line_item);
+  return sparse;
+}
+
+std::optional<Json> TSRContext::sparsifyLineItemsInOrder(const Json& order) {
+  if (isWrongKindOfClass(&order, "order", JsonKind::kDictionary) || !order.is_object()) return std::nullopt;
+  Json sparse = order;
+  auto found = sparse.find("lineItems");
+  if (found != sparse.end()) {
+    Json line_items = std::move(*found);
+    sparse.erase("lineItems");
+    if (isWrongKindOfClass(&line_items, "lineItems", JsonKind::kArray) || !line_items.is_array()) {
+      return std::nullopt;
+    }
+    Json condensed = Json::array();
+    for (const Json& line_item : line_items) {
+      if (auto sparse_line_item = sparsifyLineItem(line_item)) condensed.push_back(std::move(*sparse_line_item));
+    }
+    if (!condensed.empty()) sparse["lineItems"] = std::move(condensed);
+  }
+  logUnknownFields(sparse, "order", Tables().known_order);
+  return sparse;
+}
+
+}  // namespace tessarin
