@@ -1,0 +1,135 @@
+// Normalisation turns the bracket-and-dot notation into one list of segments
+// by rewriting the text with a fixed series of regular expressions. Scripts
+// and filters are set aside first so that the dots and brackets inside them
+// survive the rewriting, and put back at the end.
+#include <functional>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include "tracking/json_path_expression.h"
+#include "tracking/json_path_text.h"
+
+namespace tessarin::jsonpath {
+namespace {
+
+bool StartsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+// Rewrites with a template; the text stays as it is should an expression of
+// this file ever fail to compile.
+icu::UnicodeString Rewrite(const icu::UnicodeString& text, const icu::RegexPattern* regex,
+                           const char16_t* replacementTemplate) {
+  return regex ? ReplaceAll(text, *regex, icu::UnicodeString(replacementTemplate)) : text;
+}
+
+icu::UnicodeString Rewrite(const icu::UnicodeString& text, const icu::RegexPattern* regex,
+                           const std::function<icu::UnicodeString(icu::RegexMatcher&)>& block) {
+  return regex ? ReplaceAll(text, *regex, block) : text;
+}
+
+icu::UnicodeString Group(icu::RegexMatcher& matcher, int32_t group) {
+  UErrorCode status = U_ZERO_ERROR;
+  icu::UnicodeString text = matcher.group(group, status);
+  return U_SUCCESS(status) ? text : icu::UnicodeString();
+}
+
+// The stash entry a segment refers to with "#n", if any.
+const icu::UnicodeString* StashedText(const std::string& segment, const std::vector<icu::UnicodeString>& stash) {
+  static const icu::RegexPattern* const reference = CompileBuiltInRegex("#([0-9]+)");
+  if (!reference || segment.find('#') == std::string::npos) return nullptr;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::UnicodeString text = ToUnicode(segment);
+  std::unique_ptr<icu::RegexMatcher> matcher(reference->matcher(text, status));
+  if (U_FAILURE(status) || !matcher->find(status)) return nullptr;
+  std::string digits = ToUtf8(Group(*matcher, 1));
+  std::size_t index = 0;
+  for (char digit : digits) {
+    index = index * 10 + static_cast<std::size_t>(digit - '0');
+    if (index >= stash.size()) return nullptr;
+  }
+  return &stash[index];
+}
+
+Segment MakeSegment(std::string text) {
+  Segment segment;
+  segment.text = std::move(text);
+  if (StartsWith(segment.text, "?(")) {
+    segment.condition = CompileFilter(segment.text);
+  } else if (StartsWith(segment.text, "(")) {
+    segment.condition = CompileScript(segment.text);
+  }
+  return segment;
+}
+
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+
+}  // namespace
+
+Segments Normalize(std::string_view expression) {
+  static const icu::RegexPattern* const scripts = CompileBuiltInRegex(R"([\['](\??\(.*?\))[\]'])");
+  static const icu::RegexPattern* const dotRuns = CompileBuiltInRegex(R"('?(\.+)'?(?![^\[]*\]))");
+  static const icu::RegexPattern* const singleDot = CompileBuiltInRegex(R"(;\.;)");
+  static const icu::RegexPattern* const openBracket = CompileBuiltInRegex(R"(;?\['?)");
+  static const icu::RegexPattern* const carets = CompileBuiltInRegex(R"((?:;)?(\^+)(?:;)?)");
+  static const icu::RegexPattern* const closings = CompileBuiltInRegex(R"(;$|'?\]|'$)");
+
+  icu::UnicodeString text = ToUnicode(expression);
+  std::vector<icu::UnicodeString> stash;
+  text = Rewrite(text, scripts, [&stash](icu::RegexMatcher& matcher) {
+    icu::UnicodeString reference = ToUnicode("[#" + std::to_string(stash.size()) + "]");
+    stash.push_back(Group(matcher, 1));
+    return reference;
+  });
+  text = Rewrite(text, dotRuns, u";$1;");
+  text = Rewrite(text, singleDot, u";");
+  text = Rewrite(text, openBracket, u";");
+  // Every caret is a step up of its own: "^^" climbs twice.
+  text = Rewrite(text, carets, [](icu::RegexMatcher& matcher) {
+    std::string joined;
+    for (const std::string& caret : ComposedCharacterArray(ToUtf8(Group(matcher, 1)))) {
+      if (!joined.empty()) joined += ';';
+      joined += caret;
+    }
+    return ToUnicode(";" + joined + ";");
+  });
+  text = Rewrite(text, closings, u"");
+
+  std::vector<std::string> parts = SplitAtComposedCharacter(ToUtf8(text), ';');
+  for (std::string& part : parts) {
+    if (const icu::UnicodeString* stashed = StashedText(part, stash)) part = ToUtf8(*stashed);
+  }
+  if (!parts.empty() && parts.front().empty()) parts.erase(parts.begin());
+
+  Segments segments;
+  segments.reserve(parts.size());
+  for (std::string& part : parts) segments.push_back(MakeSegment(std::move(part)));
+  return segments;
+}
+
+const Segments& NormalizedSegments(std::string_view expression) {
+  // Kept for the life of the process and never emptied: the rules are few
+  // and fixed by the configuration, and entries are handed out by reference.
+  // Deliberately never destroyed, so that no exit-time destructor can pull
+  // an entry from under a late evaluation.
+  static std::mutex mutex;
+  static auto* const cache =
+      new std::unordered_map<std::string, std::unique_ptr<const Segments>, TextHash, std::equal_to<>>();
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    auto found = cache->find(expression);
+    if (found != cache->end()) return *found->second;
+  }
+  // Normalising compiles the operands of conditions, which normalises their
+  // own expressions through this cache, so the lock is not held meanwhile.
+  // Two threads may normalise the same text at once; the first stored wins.
+  auto segments = std::make_unique<const Segments>(Normalize(expression));
+  std::lock_guard<std::mutex> lock(mutex);
+  return *cache->try_emplace(std::string(expression), std::move(segments)).first->second;
+}
+
+}  // namespace tessarin::jsonpath
