@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/network_reachability.h"
 #include "tessarin/json.h"
@@ -87,6 +88,10 @@ class FileSystem {
   virtual IoResult excludeFromBackup(const std::string& path) = 0;
 };
 
+class HostObject;
+class HostRuntime;
+class Window;
+
 // What the host application is and how it was built and distributed.
 class HostApplication {
  public:
@@ -121,6 +126,12 @@ class HostApplication {
     (void)url;
     if (completion) completion(false);
   }
+  // The shared application object, of class "UIApplication": the SDK
+  // intercepts its "sendEvent:" and "setDelegate:". Null on a host without
+  // one.
+  virtual std::shared_ptr<HostObject> applicationObject() { return nullptr; }
+  // The application's windows, in the order the application keeps them.
+  virtual std::vector<std::shared_ptr<Window>> windows() { return {}; }
 };
 
 // Facts about the device for events.
@@ -180,6 +191,10 @@ class Platform : public std::enable_shared_from_this<Platform> {
   virtual HostApplication& hostApplication() = 0;
   virtual Device& device() = 0;
   virtual FileSystem& fileSystem() = 0;
+  // The host's object classes, for look-up by name and for method
+  // interception. Null on a host whose objects have no runtime to
+  // intercept (a plain Linux process has no view controllers).
+  virtual HostRuntime* hostRuntime() { return nullptr; }
   // The URL-loading system. Null on a host that has none.
   virtual HttpTransport* httpTransport() { return nullptr; }
 

@@ -21,9 +21,11 @@
 #include <vector>
 
 #include "platform/curl/curl_transport.h"
+#include "platform/host_object.h"
 #include "platform/http_transport.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "platform/sim/sim_ui.h"
 
 namespace tessarin::platform::sim {
 
@@ -32,8 +34,11 @@ class SimTimer;
 class SimReachability;
 
 // The scripted application. Tests set what they need; defaults describe an
-// app installed from a development build on the simulator.
+// app installed from a development build on the simulator, with no windows
+// yet and no delegate.
 struct SimApplication : HostApplication {
+  SimApplication();
+
   std::optional<std::string> bundle_identifier = "com.tessarin.simhost";
   Json info = Json::object({{"CFBundleShortVersionString", "1.0"}});
   std::map<std::string, std::string> resources;  // "name.type" -> path
@@ -45,7 +50,7 @@ struct SimApplication : HostApplication {
   bool simulator = true;
   bool unit_tests = false;
   std::optional<int> status_bar_orientation;
-  std::optional<std::pair<double, double>> window_size;
+  std::optional<std::pair<double, double>> window_size;  // else the first normal window's
   std::vector<std::string> opened_urls;  // every URL asked to open, in order
   bool open_url_result = true;           // what the system answers
 
@@ -60,11 +65,52 @@ struct SimApplication : HostApplication {
   bool runningInSimulator() override { return simulator; }
   bool runningUnitTests() override { return unit_tests; }
   std::optional<int> statusBarOrientation() override { return status_bar_orientation; }
-  std::optional<std::pair<double, double>> firstNormalWindowSize() override { return window_size; }
+  std::optional<std::pair<double, double>> firstNormalWindowSize() override;
   void openURL(const std::string& url, std::function<void(bool success)> completion) override {
     opened_urls.push_back(url);
     if (completion) completion(open_url_result);
   }
+  // Null while `has_shared_application` is false.
+  std::shared_ptr<HostObject> applicationObject() override;
+  std::vector<std::shared_ptr<Window>> windows() override;
+
+  // The user interface (sim_ui.cc). The runtime holds UIKit's classes (see
+  // DefineSimUIKitClasses); a test defines the app's own classes in it.
+  HostRuntime& runtime() { return *runtime_; }
+  // A plain instance of a registered class (an app delegate, say); null
+  // when no class has that name.
+  std::shared_ptr<HostObject> makeObject(const std::string& className);
+  // Null unless the class is UIViewController or a subclass of it.
+  std::shared_ptr<SimViewController> makeViewController(const std::string& className = "UIViewController");
+  // A UINavigationItem with the title, for SimViewController::setNavigationItem.
+  std::shared_ptr<HostObject> makeNavigationItem(std::optional<std::string> title);
+  // A segue template of the class (e.g. "UIStoryboardShowSegueTemplate")
+  // whose "identifier" is `identifier`; null for an unknown class.
+  std::shared_ptr<HostObject> makeSegueTemplate(const std::string& className,
+                                                std::optional<std::string> identifier);
+  // A new window, visible at the normal level, with `root` as its root
+  // view controller, added after the existing windows.
+  std::shared_ptr<SimWindow> addWindow(std::shared_ptr<SimViewController> root = nullptr);
+  void removeWindow(const std::shared_ptr<SimWindow>& window);
+  // The view controller's appearance as the platform reports it: the view
+  // is loaded, then "viewWillAppear:" and "viewDidAppear:" are sent.
+  // Whether it is in a window is the test's scripting.
+  void appear(const std::shared_ptr<SimViewController>& vc, bool animated = false);
+  // "viewWillDisappear:", then "viewDidDisappear:".
+  void disappear(const std::shared_ptr<SimViewController>& vc, bool animated = false);
+  // The application dispatches an event ("sendEvent:"); a new UIEvent when
+  // none is given. Sent even when `has_shared_application` is false.
+  void sendEvent(std::shared_ptr<HostObject> event = nullptr);
+  // "setDelegate:" and "delegate" of the application object.
+  void setDelegate(std::shared_ptr<HostObject> delegate);
+  std::shared_ptr<HostObject> delegate();
+  // Events the application's own "sendEvent:" dispatched.
+  std::size_t dispatchedEvents() const;
+
+ private:
+  std::shared_ptr<HostRuntime> runtime_;
+  std::shared_ptr<SimApplicationObject> application_object_;
+  std::vector<std::shared_ptr<SimWindow>> windows_;
 };
 
 struct SimDevice : Device {
@@ -135,6 +181,8 @@ class SimPlatform : public Platform {
   // Only the network is real: requests go out over libcurl (made on first
   // use) unless a test set a transport of its own.
   HttpTransport* httpTransport() override;
+  // The scripted application's runtime, with UIKit's classes.
+  HostRuntime* hostRuntime() override { return &app_.runtime(); }
 
   // Scripting.
   SimApplication& app() { return app_; }

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/sim/sim_platform.h"
+
+namespace tessarin::platform::sim {
+namespace {
+
+std::string Text(const std::any& value) {
+  auto* text = std::any_cast<std::string>(&value);
+  return text ? *text : "<not text>";
+}
+
+class SimUITest : public ::testing::Test {
+ protected:
+  SimPlatform sim;
+  SimApplication& app = sim.app();
+  std::shared_ptr<HostClass> viewControllerClass = sim.hostRuntime()->lookUpClass("UIViewController");
+};
+
+// What an interception of the view controller's appearance sees: which
+// message, on which class of object, and whether the platform's own
+// implementation had run.
+struct Seen {
+  std::string selector;
+  std::string className;
+  bool appeared;
+  bool animated;
+};
+
+ImpPtr Observing(const std::string& selector, ImpPtr previous, std::vector<Seen>* seen) {
+  return MakeImp([=](HostObject& self, const HostArgs& args) {
+    CallImp(previous, self, args);
+    auto& vc = dynamic_cast<SimViewController&>(self);
+    seen->push_back({selector, self.className(), vc.appeared(), *HostArg<bool>(args, 0)});
+    return std::any();
+  });
+}
+
+TEST_F(SimUITest, AppearanceMessagesRunWhatIsInstalledInTheBaseClassEvenThroughAnAppsOverride) {
+  std::vector<Seen> seen;
+  for (const char* selector : {"viewDidAppear:", "viewWillDisappear:"}) {
+    viewControllerClass->replaceMethod(selector,
+                                       Observing(selector, viewControllerClass->lookupMethod(selector), &seen));
+  }
+  // The app's own class overrides viewDidAppear: and calls super, as apps must.
+  auto cart = sim.hostRuntime()->defineClass("CartViewController", "UIViewController");
+  std::vector<std::string> own_calls;
+  HostClass* defining = cart.get();
+  cart->addMethod("viewDidAppear:", MakeImp([&own_calls, defining](HostObject& self, const HostArgs& args) {
+    own_calls.push_back("cart");
+    return self.sendSuper(*defining, "viewDidAppear:", args);
+  }));
+
+  auto vc = app.makeViewController("CartViewController");
+  ASSERT_NE(vc, nullptr);
+  EXPECT_FALSE(vc->isViewLoaded());
+  app.appear(vc, true);
+  EXPECT_TRUE(vc->isViewLoaded());
+  app.disappear(vc);
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(own_calls, std::vector<std::string>{"cart"});
+  EXPECT_EQ(seen[0].selector, "viewDidAppear:");
+  EXPECT_EQ(seen[0].className, "CartViewController");
+  EXPECT_TRUE(seen[0].appeared);  // the platform's implementation ran first
+  EXPECT_TRUE(seen[0].animated);
+  EXPECT_EQ(seen[1].selector, "viewWillDisappear:");
+  EXPECT_TRUE(seen[1].appeared);  // still on screen while about to disappear
+  EXPECT_FALSE(seen[1].animated);
+  EXPECT_FALSE(vc->appeared());
+
+  EXPECT_EQ(app.makeViewController("UIWindow"), nullptr);
+}
+
+TEST_F(SimUITest, ApplicationEventsAndDelegateGoThroughTheApplicationsClass) {
+  auto application = sim.hostRuntime()->lookUpClass("UIApplication");
+  ASSERT_EQ(app.applicationObject()->cls(), application);
+
+  std::vector<std::string> seen;
+  ImpPtr set_delegate = application->lookupMethod("setDelegate:");
+  application->replaceMethod("setDelegate:", MakeImp([&, set_delegate](HostObject& self, const HostArgs& args) {
+    CallImp(set_delegate, self, args);
+    // The application already holds the new delegate when the interception runs.
+    auto delegate = std::any_cast<std::shared_ptr<HostObject>>(self.send("delegate"));
+    seen.push_back("delegate " + delegate->className());
+    return std::any();
+  }));
+  ImpPtr send_event = application->lookupMethod("sendEvent:");
+  application->replaceMethod("sendEvent:", MakeImp([&, send_event](HostObject& self, const HostArgs& args) {
+    CallImp(send_event, self, args);
+    seen.push_back("event " + (*HostArg<std::shared_ptr<HostObject>>(args, 0))->className());
+    return std::any();
+  }));
+
+  sim.hostRuntime()->defineClass("AppDelegate", "UIResponder");
+  auto delegate = app.makeObject("AppDelegate");
+  app.setDelegate(delegate);
+  app.sendEvent();
+  app.sendEvent();
+  EXPECT_EQ(app.delegate(), delegate);
+  EXPECT_EQ(app.dispatchedEvents(), 2u);
+  EXPECT_EQ(seen, (std::vector<std::string>{"delegate AppDelegate", "event UIEvent", "event UIEvent"}));
+
+  app.has_shared_application = false;
+  EXPECT_EQ(app.applicationObject(), nullptr);
+}
+
+TEST_F(SimUITest, NavigationItemAndSegueTemplatesAreReachableOnlyAsThePlatformAllows) {
+  auto vc = app.makeViewController("UINavigationController");
+  // The variable exists from the start and holds nil until an item is made.
+  EXPECT_TRUE(vc->hasIvar("_navigationItem"));
+  EXPECT_FALSE(vc->ivar("_navigationItem").has_value());
+  EXPECT_FALSE(vc->respondsToSelector("navigationItem"));
+
+  vc->setNavigationItem(app.makeNavigationItem("Basket"));
+  auto item = std::any_cast<std::shared_ptr<HostObject>>(vc->ivar("_navigationItem"));
+  EXPECT_TRUE(item->isKindOfClass("UINavigationItem"));
+  EXPECT_EQ(Text(item->valueForKey("title")), "Basket");
+  EXPECT_FALSE(app.makeNavigationItem(std::nullopt)->valueForKey("title").has_value());
+
+  EXPECT_THROW(vc->valueForKey("storyboardSegueTemplates"), HostException);
+  vc->setStoryboardSegueTemplates({app.makeSegueTemplate("UIStoryboardShowSegueTemplate", "toDetail"),
+                                   app.makeSegueTemplate("UIStoryboardPresentationSegueTemplate", std::nullopt)});
+  auto templates = std::any_cast<HostObjectList>(vc->valueForKey("storyboardSegueTemplates"));
+  ASSERT_EQ(templates.size(), 2u);
+  EXPECT_EQ(templates[0]->className(), "UIStoryboardShowSegueTemplate");
+  EXPECT_EQ(Text(templates[0]->valueForKey("identifier")), "toDetail");
+  EXPECT_FALSE(templates[1]->valueForKey("identifier").has_value());
+  EXPECT_EQ(app.makeSegueTemplate("NoSuchTemplate", "x"), nullptr);
+}
+
+TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
+  auto root = app.makeViewController("UINavigationController");
+  auto child = app.makeViewController();
+  auto modal = app.makeViewController();
+  root->addChild(child);
+  child->present(modal);
+  auto window = app.addWindow(root);
+
+  // Nothing is in a window, nor has an accessibility label, before its view loads.
+  child->setAccessibilityLabel("Products");
+  EXPECT_EQ(child->viewWindow(), nullptr);
+  EXPECT_EQ(child->accessibilityLabel(), std::nullopt);
+  for (auto& vc : {root, child, modal}) app.appear(vc);
+  EXPECT_EQ(child->accessibilityLabel(), "Products");
+  EXPECT_EQ(child->viewWindow(), window);
+  EXPECT_EQ(modal->viewWindow(), window);
+  EXPECT_EQ(modal->presentingViewController(), child);
+  EXPECT_EQ(window->presentedViewController(), nullptr);  // the root presents nothing itself
+
+  // A new root takes the window; the old hierarchy is in none.
+  auto other = app.makeViewController();
+  app.appear(other);
+  window->setRootViewController(other);
+  EXPECT_EQ(root->viewWindow(), nullptr);
+  EXPECT_EQ(modal->viewWindow(), nullptr);
+  other->present(modal);
+  EXPECT_EQ(modal->viewWindow(), window);
+  EXPECT_EQ(window->presentedViewController(), modal);
+  EXPECT_EQ(child->presentedViewController(), nullptr);  // presenting elsewhere ended the old presentation
+
+  EXPECT_EQ(app.firstNormalWindowSize(), std::make_pair(390.0, 844.0));
+  window->setWindowLevel(kWindowLevelNormal + 1);
+  EXPECT_EQ(app.firstNormalWindowSize(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tessarin::platform::sim
