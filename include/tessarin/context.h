@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
+#include <unordered_set>
 #include <string>
 #include <vector>
 
@@ -27,6 +27,9 @@ namespace tessarin {
 // The identifier of the façade's global context. Campaigns for in-app
 // messages are only ever routed to it.
 inline constexpr const char* kGlobalContextId = "Global";
+
+// The JSON keys an object of one kind may carry.
+using TSRFieldSet = std::unordered_set<std::string>;
 
 class Tessarin;
 class TSRItem;
@@ -117,7 +120,7 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   bool isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind);
   bool hasRequiredStringFields(const Json& item);
   void logUnknownItemFields(const Json& item);
-  void logUnknownFields(const Json& object, const std::string& objectName, const std::set<std::string>& knownFields);
+  void logUnknownFields(const Json& object, const std::string& objectName, const TSRFieldSet& knownFields);
   std::optional<std::string> stringifyItemToJson(const Json* item);
   static Json pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames);
   static Json stripEmptyCategoriesAndTagsFromItem(const Json& item);

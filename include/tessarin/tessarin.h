@@ -16,9 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "tessarin/campaign.h"
 #include "tessarin/client_configuration_builder.h"
+#include "tessarin/context.h"
+#include "tessarin/items.h"
 #include "tessarin/json.h"
+#include "tessarin/location.h"
 #include "tessarin/log.h"
+#include "tessarin/order.h"
+#include "tessarin/review.h"
 
 namespace tessarin {
 
@@ -104,7 +110,8 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
 
   // --- Used by the SDK's own parts. ---
   // Events. Each runs on the main thread.
-  void sendAction(const std::string& action, const std::string& contextId, const Json& additionalFields);
+  // The fields are taken over (an item's JSON text can be long).
+  void sendAction(const std::string& action, const std::string& contextId, Json additionalFields);
   void sendPingForItem(const Json& item, double timeOnPage);
   void sendCampaignStats(const Json& stats, bool testing);
   std::optional<Json> buildFullEventParams();

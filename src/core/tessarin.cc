@@ -581,12 +581,12 @@ std::optional<Json> Tessarin::buildFullEventParams() {
   return event;
 }
 
-void Tessarin::sendAction(const std::string& action, const std::string& contextId, const Json& additionalFields) {
+void Tessarin::sendAction(const std::string& action, const std::string& contextId, Json additionalFields) {
   // The SDK's own parts call this on the main thread; any other caller is
   // moved there, where the façade's state lives.
   if (!platform_->isMainThread()) {
     OnMain("-[Tessarin sendAction:contextId:additionalFields:]",
-           [action, contextId, additionalFields](Tessarin& self) {
+           [action, contextId, additionalFields = std::move(additionalFields)](Tessarin& self) {
              self.sendAction(action, contextId, additionalFields);
            });
     return;
@@ -610,7 +610,7 @@ void Tessarin::sendAction(const std::string& action, const std::string& contextI
   attributes_ = Json::object();
   // The caller's fields come last, so they override everything before them.
   if (additionalFields.is_object()) {
-    for (auto& [key, value] : additionalFields.items()) (*event)[key] = value;
+    for (auto& [key, value] : additionalFields.items()) (*event)[key] = std::move(value);
   }
   if (event_sender_) event_sender_->addEvent(std::move(*event));
 }

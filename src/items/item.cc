@@ -107,6 +107,9 @@ std::vector<std::shared_ptr<TSRItem>> TSRItem::fromJSONArray(const Json* json) {
 
 Json TSRItem::toJSONDictionary() const {
   Json json = Json::object();
+  // Room for every field of the largest item class, so that building it
+  // never moves what is already written.
+  json.get_ref<Json::object_t&>().reserve(20);
   writeJSON(json);
   return json;
 }

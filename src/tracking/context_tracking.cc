@@ -82,10 +82,20 @@ void TSRContext::ViewItemOnMain(const Json& item, const std::string& itemAction,
   }
   logUnknownItemFields(item);
   setCurrentViewItemPingable(item);
-  // The view event carries the full item; only pings carry the condensed one.
-  Json stripped = stripEmptyCategoriesAndTagsFromItem(item);
-  auto text = stringifyItemToJson(&stripped);
-  if (text && !text->empty()) trackItemFields(Json{{TSREvent_item, *text}}, itemAction, actionName);
+  // The view event carries the full item; only pings carry the condensed
+  // one. Copied only when there is something to strip.
+  auto empty_array = [&item](const char* key) {
+    auto value = item.find(key);
+    return value != item.end() && value->is_array() && value->empty();
+  };
+  std::optional<std::string> text;
+  if (empty_array("categories") || empty_array("tags")) {
+    Json stripped = stripEmptyCategoriesAndTagsFromItem(item);
+    text = stringifyItemToJson(&stripped);
+  } else {
+    text = stringifyItemToJson(&item);
+  }
+  if (text && !text->empty()) trackItemFields(Json{{TSREvent_item, std::move(*text)}}, itemAction, actionName);
 }
 
 void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
@@ -96,7 +106,7 @@ void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& 
     fields[TSREvent_itemAction] = action;
     action = *actionName;
   }
-  if (auto facade = Facade()) facade->sendAction(action, identifier_, fields);
+  if (auto facade = Facade()) facade->sendAction(action, identifier_, std::move(fields));
 }
 
 // --- Cart and orders ---

@@ -2,7 +2,6 @@
 // input is logged and left out, never thrown; every message counts in
 // promoteWarnings, so a host app's developer can see that the context
 // complained.
-#include <set>
 #include <string>
 #include <vector>
 
@@ -20,16 +19,16 @@ struct FieldTables {
   std::vector<std::string> required_item{"_id", "type"};
   std::vector<std::string> required_tag{"_id", "type", "tagType"};
   std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
-  std::set<std::string> known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
+  TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
                                    "published", "expiration"};
-  std::set<std::string> known_categorized_item;
-  std::set<std::string> known_blog;
-  std::set<std::string> known_article;
-  std::set<std::string> known_product;
-  std::set<std::string> known_category;
-  std::set<std::string> known_tag;
-  std::set<std::string> known_line_item{"item", "quantity"};
-  std::set<std::string> known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
+  TSRFieldSet known_categorized_item;
+  TSRFieldSet known_blog;
+  TSRFieldSet known_article;
+  TSRFieldSet known_product;
+  TSRFieldSet known_category;
+  TSRFieldSet known_tag;
+  TSRFieldSet known_line_item{"item", "quantity"};
+  TSRFieldSet known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
 
   FieldTables() {
     known_categorized_item = With(known_item, {"categories"});
@@ -41,7 +40,7 @@ struct FieldTables {
     known_tag = With(known_item, {"tagType"});
   }
 
-  static std::set<std::string> With(std::set<std::string> base, std::initializer_list<const char*> more) {
+  static TSRFieldSet With(TSRFieldSet base, std::initializer_list<const char*> more) {
     for (const char* key : more) base.insert(key);
     return base;
   }
@@ -106,7 +105,7 @@ void TSRContext::logUnknownItemFields(const Json& item) {
   if (!item.is_object()) return;
   std::string type = TypeValue(item);
   const FieldTables& tables = Tables();
-  const std::set<std::string>* known = nullptr;
+  const TSRFieldSet* known = nullptr;
   if (type == "p") {
     known = &tables.known_product;
   } else if (type == "a") {
@@ -127,7 +126,7 @@ void TSRContext::logUnknownItemFields(const Json& item) {
 }
 
 void TSRContext::logUnknownFields(const Json& object, const std::string& objectName,
-                                  const std::set<std::string>& knownFields) {
+                                  const TSRFieldSet& knownFields) {
   if (!object.is_object()) return;
   for (const auto& [key, value] : object.items()) {
     if (knownFields.count(key)) continue;
@@ -183,14 +182,23 @@ Json TSRContext::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
 std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
   if (!item.is_object()) return std::nullopt;
   const FieldTables& tables = Tables();
-  Json sparse = pickFields(item, tables.sparse_item);
+  // Categories and tags are reduced from the item itself rather than copied
+  // whole first: this runs on every item view.
+  Json sparse = Json::object();
+  sparse.get_ref<Json::object_t&>().reserve(tables.sparse_item.size());
+  for (const std::string& name : tables.sparse_item) {
+    auto value = item.find(name);
+    if (value == item.end()) continue;
+    bool nested = (name == "categories" || name == "tags") && value->is_array();
+    sparse[name] = nested ? Json::array() : *value;
+  }
   if (!hasRequiredStringFields(sparse)) return std::nullopt;
 
   if (auto categories = sparse.find("categories"); categories != sparse.end()) {
     if (isWrongKindOfClass(&*categories, "categories", JsonKind::kArray)) return std::nullopt;
     if (categories->is_array()) {
       Json reduced = Json::array();
-      for (const Json& category : *categories) {
+      for (const Json& category : *item.find("categories")) {
         if (isWrongKindOfClass(&category, "category", JsonKind::kDictionary) || !category.is_object()) {
           return std::nullopt;
         }
@@ -206,7 +214,7 @@ std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
     if (isWrongKindOfClass(&*tags, "tags", JsonKind::kArray)) return std::nullopt;
     if (tags->is_array()) {
       Json reduced = Json::array();
-      for (const Json& tag : *tags) {
+      for (const Json& tag : *item.find("tags")) {
         if (isWrongKindOfClass(&tag, "tag", JsonKind::kDictionary) || !tag.is_object()) return std::nullopt;
         if (!hasRequiredStringFields(tag)) return std::nullopt;
         // A tag's unknown fields are reported from its full form, a
@@ -217,7 +225,10 @@ std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
       *tags = std::move(reduced);
     }
   }
-  sparse = stripEmptyCategoriesAndTagsFromItem(sparse);
+  for (const char* key : {"categories", "tags"}) {
+    auto value = sparse.find(key);
+    if (value != sparse.end() && value->is_array() && value->empty()) sparse.erase(value);
+  }
   logUnknownItemFields(sparse);
   return sparse;
 }

@@ -9,6 +9,9 @@
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
+#include "tessarin/items.h"
+#include "tessarin/order.h"
+#include "tessarin/review.h"
 #include "tessarin/tessarin.h"
 #include "util/host_app.h"
 
@@ -122,6 +125,35 @@ TEST_F(ContextTest, ItemViewSendsTheFullItemAndNamesTheActionAsAsked) {
   auto routing = Routing("home");
   ASSERT_FALSE(routing.empty());
   EXPECT_EQ(routing.front(), "dispatcher.register:home");
+}
+
+TEST_F(ContextTest, HostObjectsAreSentInTheirJsonForm) {
+  StartActive();
+  auto context = Make("shop");
+  auto product = TSRProduct::productWithId("sku-1", "Shoes", 89.0, std::nullopt, std::nullopt, std::nullopt);
+  product->categories.push_back(TSRCategory::categoryWithId("shoes"));
+  context->viewItem(product, "Product Page");
+  auto line = TSRLineItem::lineItemWithItem(product, 2);
+  context->addToCart(line);
+  context->purchase(TSROrder::orderWithId("o-9", {line}, 178.0));
+  auto review = TSRReview::reviewWithItemId("sku-1", std::nullopt, 5.0, "Great", false);
+  context->review(product, review);
+  context->share(nullptr);
+  sim->runUntilIdle();
+
+  auto page = Events("Product Page");
+  ASSERT_EQ(page.size(), 1u);
+  EXPECT_EQ(page[0][TSREvent_itemAction], "View Item");
+  EXPECT_EQ(Json::parse(page[0][TSREvent_item].get<std::string>()), product->toJSONDictionary());
+  ASSERT_EQ(Events(TSRItemAction_addToCart).size(), 1u);
+  Json sent_order = Json::parse(Events(TSRItemAction_purchase).at(0)[TSREvent_order].get<std::string>());
+  EXPECT_EQ(sent_order["orderId"], "o-9");
+  EXPECT_EQ(sent_order["lineItems"][0]["item"]["categories"], Json::parse(R"([{"_id":"shoes","type":"c"}])"));
+  auto reviewed = Events(TSRItemAction_review);
+  ASSERT_EQ(reviewed.size(), 1u);
+  EXPECT_EQ(Json::parse(reviewed[0][TSREvent_review].get<std::string>()), review->toJSONDictionary());
+  EXPECT_TRUE(Events(TSRItemAction_share).empty());
+  EXPECT_TRUE(log.contains("Context: Required item was not provided", TSRLogLevelError));
 }
 
 TEST_F(ContextTest, InvalidItemsAreRefusedLoggedAndCounted) {

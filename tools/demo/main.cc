@@ -4,7 +4,12 @@
 // By default it starts the local Tessarin service on a free loopback port,
 // points the SDK at it, runs a short scripted session, waits until every
 // event has been delivered, prints what was sent and what came back, and
-// exits 0. With --config FILE it starts the SDK with that client
+// exits 0. The session views a product, adds it to the cart and buys it;
+// the local service answers with a data campaign for the demo's own target
+// ("home-banner") and one for each --handle TARGET, and the demo's handlers
+// print each campaign they receive as one line:
+//   campaign: <target> <the campaign's data as compact JSON>
+// With --config FILE it starts the SDK with that client
 // configuration (a JSON object: "account", "dataset", "domain", "protocol",
 // "port", "useCDN", ...) and talks to that service instead.
 #include <stdlib.h>
@@ -16,14 +21,18 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
 
 #include "core/config.h"
 #include "service/local_service.h"
+#include "tessarin/context.h"
 #include "tessarin/host.h"
+#include "tessarin/items.h"
 #include "tessarin/log.h"
+#include "tessarin/order.h"
 #include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
 
@@ -40,11 +49,18 @@ struct Options {
   std::string data_dir;
   long log_level = tessarin::TSRLogLevelDebug;
   double timeout = 10;
+  std::vector<std::string> handle = {"home-banner"};
 };
 
 void Usage() {
   std::cout << "usage: tessarin-demo [--account NAME] [--dataset NAME] [--config FILE]\n"
                "                     [--data-dir DIR] [--log-level N] [--timeout SECONDS]\n"
+               "                     [--handle TARGET]...\n"
+               "\n"
+               "Each --handle TARGET registers a campaign handler for TARGET on the global context\n"
+               "(besides the demo's own \"home-banner\"); every campaign delivered to one is printed\n"
+               "as 'campaign: <target> <data as JSON>'. The local service answers one data campaign\n"
+               "per handled target.\n"
                "\n"
                "Without --config the demo starts the local Tessarin service on a free loopback port\n"
                "and points the SDK at it. --config FILE holds a client configuration (JSON object)\n"
@@ -69,6 +85,7 @@ bool Parse(int argc, char** argv, Options* options) {
     else if (arg == "--data-dir") options->data_dir = value;
     else if (arg == "--log-level") options->log_level = std::strtol(value.c_str(), nullptr, 10);
     else if (arg == "--timeout") options->timeout = std::strtod(value.c_str(), nullptr);
+    else if (arg == "--handle") options->handle.push_back(value);
     else return false;
   }
   return true;
@@ -83,6 +100,16 @@ bool WaitFor(const std::function<bool()>& done, double seconds) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
+}
+
+// Statistics events the service has received.
+std::size_t StatsReceived(LocalService& service) {
+  std::size_t count = 0;
+  for (const auto& request : service.requests(Endpoint::kEvents)) {
+    if (!request.body.is_array()) continue;
+    for (const Json& event : request.body) count += event.contains(".cStat");
+  }
+  return count;
 }
 
 std::string TemporaryDirectory() {
@@ -118,7 +145,20 @@ int main(int argc, char** argv) {
       std::cerr << "tessarin-demo: could not start the local Tessarin service\n";
       return 1;
     }
-    service->setAppConfig(options.dataset, Json{{"eventThrottleInterval", 10}, {"trackOrientation", true}});
+    // A desktop demo has no touches to show the user is present, so the
+    // service lets contexts ignore idleness.
+    service->setAppConfig(options.dataset, Json{{"eventThrottleInterval", 10},
+                                                {"trackOrientation", true},
+                                                {"contextChecksUserIdle", false}});
+    Json campaigns = Json::array();
+    int n = 0;
+    for (const std::string& target : options.handle) {
+      ++n;
+      campaigns.push_back(LocalService::DataCampaign(
+          target, Json{{"headline", "Offer " + std::to_string(n) + " for " + target}, {"discount", 5 * n}},
+          "demo-" + std::to_string(n), "Global"));
+    }
+    service->queueCampaigns(std::move(campaigns));
     service->setAnonAffinityId("demo-affinity-1");
     std::cout << "demo: local Tessarin service at " << service->baseUrl() << "\n";
     client = Json{{"account", options.account}, {"dataset", options.dataset}, {"domain", "127.0.0.1"},
@@ -136,14 +176,45 @@ int main(int argc, char** argv) {
   auto sdk = tessarin::Tessarin::sharedInstance();
   sdk->setLogLevel(options.log_level);
 
-  // A short session: launch, consent and start, an identity, an attribute, a few actions.
+  // The app's own handlers, registered before the start so that no
+  // campaign can arrive ahead of them. They run on the SDK's main thread.
+  std::mutex print_mutex;
+  std::size_t delivered = 0;
+  auto global = sdk->globalContext();
+  if (global) {
+    for (const std::string& target : options.handle) {
+      global->setCampaignHandler(
+          [&print_mutex, &delivered, target](const std::shared_ptr<tessarin::TSRCampaign>& campaign) {
+            std::lock_guard<std::mutex> lock(print_mutex);
+            std::cout << "campaign: " << target << " " << tessarin::JsonDump(campaign->data()) << std::endl;
+            ++delivered;
+            // The app reports that it showed the campaign.
+            if (auto context = tessarin::Tessarin::sharedInstance()->globalContext()) {
+              context->trackImpression(campaign);
+            }
+          },
+          target);
+    }
+  }
+
+  // A short session: launch, consent and start, an identity, an attribute,
+  // and a small purchase.
   tessarin::TessarinHost::applicationDidFinishLaunching();
   tessarin::TessarinHost::applicationDidBecomeActive();
   sdk->startWithConfiguration(client);
   sdk->setUserId("demo-user");
   sdk->setUserAttribute("gold", "tier");
-  for (const char* action : {"Open Catalogue", "Search Shoes", "Open Basket"}) {
-    sdk->sendAction(action, "Global", Json::object());
+  if (global) {
+    auto shoes = tessarin::TSRProduct::productWithId("sku-42", "Trail Shoes", 89.0, "https://shop.example/sku-42",
+                                                     "https://shop.example/sku-42.png", "Light trail shoes");
+    shoes->currency = "EUR";
+    shoes->categories.push_back(tessarin::TSRCategory::categoryWithId("shoes"));
+    global->viewItem(shoes);
+    auto line = tessarin::TSRLineItem::lineItemWithItem(shoes, 1);
+    global->addToCart(line);
+    auto order = tessarin::TSROrder::orderWithId("order-1001", {line}, 89.0);
+    order->totalValueCurrency = "EUR";
+    global->purchase(order);
   }
 
   auto queue = [&] { return std::dynamic_pointer_cast<tessarin::TSRQueuedEventSender>(sdk->eventSender()); };
@@ -153,8 +224,11 @@ int main(int argc, char** argv) {
   bool drained = loaded && WaitFor(
                                [&] {
                                  auto q = queue();
+                                 std::lock_guard<std::mutex> lock(print_mutex);
                                  return q && q->eventQueueCount() == 0 &&
-                                        (!service || sdk->config().stringForKey("__visitorAffinityId"));
+                                        (!service || (sdk->config().stringForKey("__visitorAffinityId") &&
+                                                      delivered >= options.handle.size() &&
+                                                      StatsReceived(*service) >= options.handle.size()));
                                },
                                options.timeout);
 
@@ -166,8 +240,12 @@ int main(int argc, char** argv) {
       if (!request.body.is_null()) std::cout << "      " << tessarin::JsonDump(request.body) << "\n";
     }
   }
-  std::cout << "came back: anonymous affinity id "
-            << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << "\n";
+  {
+    std::lock_guard<std::mutex> lock(print_mutex);
+    std::cout << "came back: anonymous affinity id "
+              << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << ", " << delivered
+              << " campaign(s) delivered to handlers\n";
+  }
 
   sdk->stop();
   tessarin::TessarinHost::syncWithMain();
