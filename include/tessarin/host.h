@@ -49,6 +49,16 @@ class TessarinHost {
   static void applicationWillEnterForeground();
   static void applicationWillTerminate();
 
+  // One input event of the user (a key press, a click, a touch), from any
+  // thread. A desktop app has no event dispatch for the SDK to watch, so it
+  // reports its input here; the SDK counts the user as idle from launch
+  // until the first reported event, and again after "timeOnPageTimeout"
+  // seconds (default 120) without one, and tracking contexts follow.
+  // Reports while the SDK is not started do not count. Report discrete
+  // input; since one report every few seconds while the user works is
+  // enough, high-rate input such as pointer motion may be thinned out.
+  static void reportUserEvent();
+
   // Waits until the SDK's main queue has run what was queued before the call.
   static void syncWithMain();
 };

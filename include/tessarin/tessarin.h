@@ -47,6 +47,7 @@ inline constexpr const char* TessarinNotificationUserIdle = "com.tessarin.sdk.no
 
 class TSRConfig;
 class TSRContext;
+class TSRIdleTracking;
 class TSRUtilityDI;
 class EventQueue;
 class HttpSender;
@@ -145,6 +146,8 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   std::shared_ptr<CampaignRouter> campaignDispatcher() const { return campaign_dispatcher_; }
   std::shared_ptr<PushTokenReporter> pushTokenManager() const { return push_token_manager_; }
   std::shared_ptr<MessagePresenter> uiManager() const { return ui_manager_; }
+  // Decides when the user is idle; made with the façade.
+  std::shared_ptr<TSRIdleTracking> idleTracking() const { return idle_tracking_; }
   TSRUtilityDI& environment() { return *di_; }
 
  private:
@@ -193,6 +196,7 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   std::shared_ptr<CampaignRouter> campaign_dispatcher_;
   std::shared_ptr<PushTokenReporter> push_token_manager_;
   std::shared_ptr<MessagePresenter> ui_manager_;
+  std::shared_ptr<TSRIdleTracking> idle_tracking_;
 
   std::optional<std::string> test_experience_id_;
   std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;

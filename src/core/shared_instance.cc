@@ -6,6 +6,7 @@
 #include "platform/linux/linux_platform.h"
 #include "tessarin/host.h"
 #include "tessarin/tessarin.h"
+#include "tracking/idle_tracking.h"
 #include "util/di.h"
 
 namespace tessarin {
@@ -92,6 +93,10 @@ void TessarinHost::applicationWillEnterForeground() {
   Report(2, platform::kApplicationWillEnterForegroundNotification);
 }
 void TessarinHost::applicationWillTerminate() { Report(-1, platform::kApplicationWillTerminateNotification); }
+
+void TessarinHost::reportUserEvent() {
+  if (auto tracking = Tessarin::sharedInstance()->idleTracking()) tracking->reportUserEvent();
+}
 
 void TessarinHost::syncWithMain() {
   bool created = false;

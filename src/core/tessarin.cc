@@ -10,6 +10,7 @@
 #include "tessarin/campaign.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
+#include "tracking/idle_tracking.h"
 #include "transport/events_util.h"
 #include "util/device_util.h"
 #include "util/dictionary_util.h"
@@ -56,6 +57,7 @@ void Tessarin::InitPrivate() {
   if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
 
   global_context_ = TSRContext::initWithIdentifier(kGlobalContextId, shared_from_this());
+  idle_tracking_ = TSRIdleTracking::trackingForFacade(shared_from_this());
 
   sender_ = di_->senderWithConfig(*config_);
   std::weak_ptr<Tessarin> weak = weak_from_this();
