@@ -32,6 +32,7 @@ inline constexpr const char* kGlobalContextId = "Global";
 using TSRFieldSet = std::unordered_set<std::string>;
 
 class Tessarin;
+class CampaignRouter;
 class TSRItem;
 class TSRCategory;
 class TSRTag;
@@ -143,6 +144,8 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   // shared pointer.
   void InitObservers();
   std::shared_ptr<Tessarin> Facade() const { return facade_.lock(); }
+  // The façade's dispatcher, or null while there is none (disabled, gone).
+  std::shared_ptr<CampaignRouter> Dispatcher() const;
   platform::Platform& platform() const { return *platform_; }
   bool FacadeDisabled() const;
   bool AppIsActive() const;

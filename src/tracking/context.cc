@@ -51,9 +51,7 @@ TSRContext::~TSRContext() {
   for (auto token : observers_) center.removeObserver(token);
   // Dropping the timer must not send the pending ping: the context is gone.
   setPingTimer(nullptr);
-  if (auto facade = Facade()) {
-    if (auto dispatcher = facade->campaignDispatcher()) dispatcher->unregisterContextId(identifier_);
-  }
+  if (auto dispatcher = Dispatcher()) dispatcher->unregisterContextId(identifier_);
 }
 
 void TSRContext::registerObservers() {
@@ -79,6 +77,11 @@ void TSRContext::registerObservers() {
   observe(TessarinNotificationStopAsNecessary, false);
   observe(TessarinNotificationUserActive, true);
   observe(TessarinNotificationUserIdle, false);
+}
+
+std::shared_ptr<CampaignRouter> TSRContext::Dispatcher() const {
+  auto facade = Facade();
+  return facade ? facade->campaignDispatcher() : nullptr;
 }
 
 // --- Facts read on every use ---
@@ -126,8 +129,7 @@ bool TSRContext::allowSetActive(bool active) {
 
 void TSRContext::setActivePrivate(bool active) {
   if (active == active_) return;
-  auto facade = Facade();
-  std::shared_ptr<CampaignRouter> dispatcher = facade ? facade->campaignDispatcher() : nullptr;
+  auto dispatcher = Dispatcher();
   if (!active) {
     active_ = false;
     TSR_LOG_INFO("Context: [%@] Not active", identifier_);
@@ -147,10 +149,7 @@ void TSRContext::startSystemsAsNecessary() {
   if (!active_) return;
   if ((!checkAppState() || AppIsActive()) && (!checkUserIdle() || !UserIsIdle())) {
     registerContextId();
-    auto facade = Facade();
-    if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
-      dispatcher->setDispatchingAllowed(true, identifier_);
-    }
+    if (auto dispatcher = Dispatcher()) dispatcher->setDispatchingAllowed(true, identifier_);
   }
   if (!ping_timer_) restartOrClearPingTimer();
 }
@@ -162,10 +161,7 @@ void TSRContext::stopSystemsAsNecessary() {
   bool app_active = AppIsActive();
   bool user_idle = UserIsIdle();
   if ((checkAppState() && !app_active) || (checkUserIdle() && user_idle)) {
-    auto facade = Facade();
-    if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
-      dispatcher->setDispatchingAllowed(false, identifier_);
-    }
+    if (auto dispatcher = Dispatcher()) dispatcher->setDispatchingAllowed(false, identifier_);
   }
   // Deliberately regardless of the two switches: a context kept active in
   // the background still reports the time its item was on screen.
@@ -173,10 +169,7 @@ void TSRContext::stopSystemsAsNecessary() {
 }
 
 void TSRContext::registerContextId() {
-  auto facade = Facade();
-  if (auto dispatcher = facade ? facade->campaignDispatcher() : nullptr) {
-    dispatcher->registerContextIdIfNecessary(identifier_);
-  }
+  if (auto dispatcher = Dispatcher()) dispatcher->registerContextIdIfNecessary(identifier_);
 }
 
 void TSRContext::sendViewAction() {
