@@ -95,7 +95,6 @@ class TSRScreen : public TSRContext {
  private:
   void SetUnregisterTimer(std::shared_ptr<platform::Timer> timer);
   void RemoveFromCollection();
-  static std::shared_ptr<TSRScreenHost> HostOf(platform::Platform& platform);
 
   bool visible_ = false;
   std::shared_ptr<TSRUtilityWeakReference<TSRScreen>> weak_self_ref_;

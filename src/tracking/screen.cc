@@ -244,22 +244,18 @@ std::optional<std::string> TSRScreen::viewActionForVCD(const TSRViewControllerDe
 
 // --- The host's visible screens ---
 
-std::shared_ptr<TSRScreenHost> TSRScreen::HostOf(platform::Platform& platform) {
-  return TSRScreenHost::forPlatform(platform);
-}
-
 std::size_t TSRScreen::visibleWeakRefCount() {
   return visibleWeakRefCount(Tessarin::sharedInstance()->environment().platform());
 }
 
 std::size_t TSRScreen::visibleWeakRefCount(platform::Platform& platform) {
-  return HostOf(platform)->visibleScreens().size();
+  return TSRScreenHost::forPlatform(platform)->visibleScreens().size();
 }
 
 void TSRScreen::cleanupVisibleScreens() { cleanupVisibleScreens(Tessarin::sharedInstance()->environment().platform()); }
 
 void TSRScreen::cleanupVisibleScreens(platform::Platform& platform) {
-  auto host = HostOf(platform);
+  auto host = TSRScreenHost::forPlatform(platform);
   auto& screens = host->visibleScreens();
   std::vector<TSRScreenHost::ScreenRef> marked;
   const std::vector<TSRScreenHost::ScreenRef> walk = screens;
@@ -293,7 +289,7 @@ std::shared_ptr<platform::ViewController> TSRScreen::lastVisibleVC() {
 }
 
 std::shared_ptr<platform::ViewController> TSRScreen::lastVisibleVC(platform::Platform& platform) {
-  auto host = HostOf(platform);
+  auto host = TSRScreenHost::forPlatform(platform);
   const auto& screens = host->visibleScreens();
   for (auto it = screens.rbegin(); it != screens.rend(); ++it) {
     auto screen = (*it)->reference();

@@ -88,6 +88,7 @@ TEST_F(DescriptionTest, AChainStopsAtFiveDescriptionsAndAtAViewControllerSeenBef
   EXPECT_EQ(description->parentDescription->className, "ShopViewController");
   EXPECT_TRUE(log.contains("VC: Description aborting at presentingViewController, already processed",
                            TSRLogLevelWarn));
+  child->dismissPresented();  // the two hold each other
 }
 
 TEST(ViewControllerDescription, EqualDescriptionsHashAlikeAndTheHashFollowsTheFields) {
