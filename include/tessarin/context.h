@@ -98,10 +98,11 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   virtual std::optional<std::string> viewAction() const { return std::nullopt; }
   void registerObservers();
   void startSystemsAsNecessary();
-  void stopSystemsAsNecessary();
-  bool allowSetActive(bool active);
+  // A screen narrows these to its visibility (see TSRScreen).
+  virtual void stopSystemsAsNecessary();
+  virtual bool allowSetActive(bool active);
   void setActivePrivate(bool active);
-  void registerContextId();
+  virtual void registerContextId();
   void sendViewAction();
   void sendAndClearPing();
   void restartOrClearPingTimer();

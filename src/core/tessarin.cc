@@ -11,6 +11,7 @@
 #include "tessarin/context.h"
 #include "tessarin/events.h"
 #include "tracking/idle_tracking.h"
+#include "tracking/view_controller_tracking.h"
 #include "transport/events_util.h"
 #include "util/device_util.h"
 #include "util/dictionary_util.h"
@@ -42,6 +43,7 @@ const std::vector<std::string>& Tessarin::reservedEventKeys() {
 std::shared_ptr<Tessarin> Tessarin::createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment) {
   std::shared_ptr<Tessarin> facade(new Tessarin(std::move(environment)));
   facade->InitPrivate();
+  tsr_installViewControllerTracking(facade);
   return facade;
 }
 
@@ -230,7 +232,7 @@ void Tessarin::onConfigUpdate() {
   if (auto disable = config_->boolForKey("disable")) setDisabled(*disable);
   if (sender_) sender_->updateWithConfig(*config_);
   if (event_sender_) event_sender_->updateWithConfig(*config_);
-  // "ignorableClasses" reaches the view-controller tracking once it exists.
+  tsr_updateIgnorableClassNames(*platform_, config_->jsonArrayForKey("ignorableClasses"));
   Post(TessarinNotificationConfigUpdate);
   startSystemsAsNecessary();
 }
