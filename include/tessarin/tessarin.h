@@ -14,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tessarin/campaign.h"
@@ -99,6 +100,22 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   long logLevel() const;
   void setLogLevel(long logLevel);
 
+  // Push and URL entry points for an app that switched swizzling off
+  // ("TessarinSwizzlingEnabled" false in its Info.plist). With swizzling on
+  // the SDK receives these values from the app's delegates itself and
+  // ignores these calls, so each value is handled exactly once.
+  bool swizzlingEnabled();
+  // The device token as the platform delivered it (raw bytes).
+  void setAPNSToken(std::string_view deviceToken);
+  void setFirebaseToken(const std::string& token);
+  // A notification the user interacted with: its user info and the action
+  // identifier of the response (UNNotificationDismissActionIdentifier when
+  // it was swiped away).
+  void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier);
+  // Whether the URL is the SDK's (a scheme beginning with "tsr"); opens or
+  // ends a test-campaign selection.
+  bool handleOpenURL(const std::optional<std::string>& url);
+
   std::shared_ptr<TSRContext> globalContext() const;
   TSRConfig& config() { return *config_; }
 
@@ -117,6 +134,24 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   void sendCampaignStats(const Json& stats, bool testing);
   std::optional<Json> buildFullEventParams();
   void handleEventResponses(const Json& responses);
+
+  // The gated forms of the push and URL entry points: a value acts only
+  // when `ifSwizzling` equals swizzlingEnabled(), so the swizzled delegate
+  // callbacks pass true and the app's own calls false. A missing
+  // `ifSwizzling` always acts (the SDK's own Firebase token fetch).
+  void setAPNSToken(std::string_view deviceToken, bool ifSwizzling);
+  void setFirebaseToken(const std::string& token, std::optional<bool> ifSwizzling);
+  void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier,
+                          bool checkClicked, std::optional<bool> ifSwizzling);
+  bool handleURL(const std::optional<std::string>& url, bool ifSwizzling);
+  // Test-campaign selection.
+  static std::optional<std::string> validateTestExperienceId(const std::optional<std::string>& experienceId);
+  void updateTestExperienceId(const std::optional<std::string>& experienceId, bool alertOnlyIfChanging);
+  // Shows `message` in the SDK's alert (titled "Tessarin Designer") for
+  // "designerAlertTime" seconds, logging it under `title`; an empty
+  // message dismisses the alert.
+  void updateAlertViewWithTitle(const std::string& title, const std::string& message, bool cancelButtonAndDelegate,
+                                bool activityIndicator);
 
   static const std::vector<std::string>& reservedEventKeys();
   // A null value clears the attribute; a value that is not a string is refused.

@@ -93,6 +93,9 @@ class PushTokenReporter {
  public:
   virtual ~PushTokenReporter() = default;
   virtual void enqueuePushTokenUpdateEvent() = 0;
+  // A token for a push platform (0 "APNS", 1 "APNS_SANDBOX", 2 "GCM");
+  // called on the main thread.
+  virtual void handlePushToken(const std::string& token, int platform) = 0;
 };
 
 // Shows in-app messages.

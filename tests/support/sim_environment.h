@@ -108,6 +108,9 @@ class FakePushTokens : public PushTokenReporter {
  public:
   explicit FakePushTokens(Journal journal) : journal_(std::move(journal)) {}
   void enqueuePushTokenUpdateEvent() override { journal_->push_back("push.enqueue"); }
+  void handlePushToken(const std::string& token, int platform) override {
+    journal_->push_back("push.token:" + std::to_string(platform) + ":" + token);
+  }
 
  private:
   Journal journal_;
