@@ -134,9 +134,9 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   double pingMaxDelay() const { return ping_max_delay_; }
   double pingViewTimeStart() const { return ping_view_time_start_; }
   const std::shared_ptr<platform::Timer>& pingTimer() const { return ping_timer_; }
-  const std::optional<std::string>& currentViewItemPingableSparseJson() const {
-    return current_view_item_pingable_sparse_json_;
-  }
+  // The condensed item the next ping reports, as JSON text; nothing while
+  // there is none.
+  std::optional<std::string> currentViewItemPingableSparseJson() const;
   std::size_t observerCount() const { return observers_.size(); }
 
  protected:
@@ -157,13 +157,17 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
   void ViewItemOnMain(const Json& item, const std::string& itemAction, const std::optional<std::string>& actionName);
   void Warn() { ++promote_warnings_; }
+  // Whether stringifyItemToJson would succeed, without writing the text.
+  static bool Stringifiable(const Json& item);
 
   bool active_ = false;
   std::vector<std::uint64_t> observers_;
   double ping_max_delay_ = 0;
   double ping_view_time_start_ = 0;
   std::shared_ptr<platform::Timer> ping_timer_;
-  std::optional<std::string> current_view_item_pingable_sparse_json_;
+  // Kept as JSON and written out only when a ping goes: most views are
+  // followed by another view long before their ping is due.
+  std::optional<Json> current_view_item_pingable_sparse_;
   std::int64_t promote_warnings_ = 0;
   std::string identifier_;
 

@@ -11,6 +11,7 @@
 #include "tessarin/tessarin.h"
 #include "util/di.h"
 #include "util/host_app.h"
+#include "util/json_writer.h"
 #include "util/safety.h"
 #include "util/timing_util.h"
 
@@ -181,18 +182,31 @@ void TSRContext::sendViewAction() {
 // --- Time-on-page pings ---
 
 void TSRContext::setCurrentViewItemPingable(const Json& item) {
-  if (current_view_item_pingable_sparse_json_) sendAndClearPing();
-  current_view_item_pingable_sparse_json_.reset();
+  if (current_view_item_pingable_sparse_) sendAndClearPing();
+  current_view_item_pingable_sparse_.reset();
   if (!item.is_null()) {
-    if (auto sparse = sparsifyItem(item)) current_view_item_pingable_sparse_json_ = stringifyItemToJson(&*sparse);
+    if (auto sparse = sparsifyItem(item)) {
+      // A condensed item that cannot become text is refused now, with the
+      // writer's own log line, as if it had been written.
+      if (Stringifiable(*sparse)) {
+        current_view_item_pingable_sparse_ = std::move(*sparse);
+      } else {
+        stringifyItemToJson(&*sparse);
+      }
+    }
   }
-  if (current_view_item_pingable_sparse_json_) restartOrClearPingTimer();
+  if (current_view_item_pingable_sparse_) restartOrClearPingTimer();
+}
+
+std::optional<std::string> TSRContext::currentViewItemPingableSparseJson() const {
+  if (!current_view_item_pingable_sparse_) return std::nullopt;
+  return CompactJsonText(*current_view_item_pingable_sparse_);
 }
 
 void TSRContext::restartOrClearPingTimer() {
   auto facade = Facade();
   double interval = 0;
-  bool conditions = facade && active_ && current_view_item_pingable_sparse_json_ && AppIsActive() && !UserIsIdle();
+  bool conditions = facade && active_ && current_view_item_pingable_sparse_ && AppIsActive() && !UserIsIdle();
   if (conditions) interval = facade->config().doubleForKey("timeOnPageTimeout").value_or(120.0);
   if (!conditions || !(interval > 0)) {
     ping_view_time_start_ = 0;
@@ -218,11 +232,20 @@ void TSRContext::setPingTimer(std::shared_ptr<platform::Timer> timer) {
 }
 
 void TSRContext::sendAndClearPing() {
-  if (ping_view_time_start_ != 0 && current_view_item_pingable_sparse_json_) {
+  if (ping_view_time_start_ != 0 && current_view_item_pingable_sparse_) {
     double elapsed = platform_->now(platform::Clock::kWall) - ping_view_time_start_;
     // A late timer or a long stop must not report more than one interval.
     if (auto facade = Facade()) {
-      facade->sendPingForItem(*current_view_item_pingable_sparse_json_, std::min(elapsed, ping_max_delay_));
+      // The ping carries the item's text, checked writable when the item
+      // was kept. A ping with no time on the page is refused by the façade,
+      // whose log line prints the object as that same text, so the text is
+      // written only for a ping that can go.
+      double time_on_page = std::min(elapsed, ping_max_delay_);
+      if (time_on_page > 0) {
+        facade->sendPingForItem(Json(CompactJsonText(*current_view_item_pingable_sparse_)), time_on_page);
+      } else {
+        facade->sendPingForItem(*current_view_item_pingable_sparse_, time_on_page);
+      }
     }
   }
   setPingTimer(nullptr);

@@ -8,6 +8,7 @@
 #include "core/log.h"
 #include "tessarin/context.h"
 #include "util/json_util.h"
+#include "util/json_writer.h"
 
 namespace tessarin {
 
@@ -19,6 +20,8 @@ struct FieldTables {
   std::vector<std::string> required_item{"_id", "type"};
   std::vector<std::string> required_tag{"_id", "type", "tagType"};
   std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
+  // Which of sparse_item hold nested items ("categories", "tags").
+  std::vector<bool> sparse_item_nested{false, false, false, false, true, true, false};
   TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
                                    "published", "expiration"};
   TSRFieldSet known_categorized_item;
@@ -151,7 +154,7 @@ std::optional<std::string> TSRContext::stringifyItemToJson(const Json* item) {
   try {
     // Strict, so that text which is not UTF-8 is refused rather than sent
     // altered.
-    return item->dump(-1, ' ', false, nlohmann::detail::error_handler_t::strict);
+    return CompactJsonText(*item);
   } catch (const std::exception& error) {
     Warn();
     TSR_LOG_ERROR("Context: Could not make a JSON string from object %@: %@", TypeArg(*item), error.what());
@@ -159,9 +162,39 @@ std::optional<std::string> TSRContext::stringifyItemToJson(const Json* item) {
   }
 }
 
+namespace {
+
+bool StringsAreUTF8(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::string:
+      return TSRUtilityJSON::isValidUTF8(value.get_ref<const std::string&>());
+    case Json::value_t::array:
+      for (const Json& element : value) {
+        if (!StringsAreUTF8(element)) return false;
+      }
+      return true;
+    case Json::value_t::object:
+      for (const auto& [key, element] : value.items()) {
+        if (!TSRUtilityJSON::isValidUTF8(key) || !StringsAreUTF8(element)) return false;
+      }
+      return true;
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+bool TSRContext::Stringifiable(const Json& item) {
+  // Exactly what stringifyItemToJson refuses: not a dictionary, not valid
+  // JSON, or text that is not UTF-8 (which the strict writer throws on).
+  return item.is_object() && TSRUtilityJSON::isValidJSONObject(item) && StringsAreUTF8(item);
+}
+
 Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {
   Json picked = Json::object();
   if (!dictionary.is_object()) return picked;
+  picked.get_ref<Json::object_t&>().reserve(fieldNames.size());
   for (const std::string& name : fieldNames) {
     auto value = dictionary.find(name);
     if (value != dictionary.end()) picked[name] = *value;
@@ -186,10 +219,11 @@ std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
   // whole first: this runs on every item view.
   Json sparse = Json::object();
   sparse.get_ref<Json::object_t&>().reserve(tables.sparse_item.size());
-  for (const std::string& name : tables.sparse_item) {
+  for (std::size_t i = 0; i < tables.sparse_item.size(); ++i) {
+    const std::string& name = tables.sparse_item[i];
     auto value = item.find(name);
     if (value == item.end()) continue;
-    bool nested = (name == "categories" || name == "tags") && value->is_array();
+    bool nested = tables.sparse_item_nested[i] && value->is_array();
     sparse[name] = nested ? Json::array() : *value;
   }
   if (!hasRequiredStringFields(sparse)) return std::nullopt;

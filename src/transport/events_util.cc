@@ -20,6 +20,9 @@ std::optional<Json> TSRUtilityEvents::buildBaseParams(Tessarin& facade) {
   }
   TSRUtilityDI& environment = facade.environment();
   Json event = Json::object();
+  // Room for the base keys and the few an action adds, so the record is
+  // not moved while it grows.
+  event.get_ref<Json::object_t&>().reserve(20);
   event[TSREvent_mobileBeaconVersion] = kTessarinSDKVersion;
 
   auto anon_id = TSRUtilityDevice::identifierForVendor(environment);
