@@ -2,6 +2,7 @@
 // input is logged and left out, never thrown; every message counts in
 // promoteWarnings, so a host app's developer can see that the context
 // complained.
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -164,20 +165,27 @@ std::optional<std::string> TSRContext::stringifyItemToJson(const Json* item) {
 
 namespace {
 
-bool StringsAreUTF8(const Json& value) {
+// What the strict writer accepts, in one walk: UTF-8 text (keys too) and
+// finite numbers.
+bool Writable(const Json& value) {
   switch (value.type()) {
     case Json::value_t::string:
       return TSRUtilityJSON::isValidUTF8(value.get_ref<const std::string&>());
+    case Json::value_t::number_float:
+      return std::isfinite(value.get<double>());
     case Json::value_t::array:
-      for (const Json& element : value) {
-        if (!StringsAreUTF8(element)) return false;
+      for (const Json& element : value.get_ref<const Json::array_t&>()) {
+        if (!Writable(element)) return false;
       }
       return true;
     case Json::value_t::object:
-      for (const auto& [key, element] : value.items()) {
-        if (!TSRUtilityJSON::isValidUTF8(key) || !StringsAreUTF8(element)) return false;
+      for (const auto& [key, element] : value.get_ref<const Json::object_t&>()) {
+        if (!TSRUtilityJSON::isValidUTF8(key) || !Writable(element)) return false;
       }
       return true;
+    case Json::value_t::binary:
+    case Json::value_t::discarded:
+      return false;
     default:
       return true;
   }
@@ -188,7 +196,7 @@ bool StringsAreUTF8(const Json& value) {
 bool TSRContext::Stringifiable(const Json& item) {
   // Exactly what stringifyItemToJson refuses: not a dictionary, not valid
   // JSON, or text that is not UTF-8 (which the strict writer throws on).
-  return item.is_object() && TSRUtilityJSON::isValidJSONObject(item) && StringsAreUTF8(item);
+  return item.is_object() && Writable(item);
 }
 
 Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {

@@ -385,6 +385,32 @@ TEST_F(ContextTest, PingsRepeatEveryIntervalAndNeverReportMoreThanOne) {
   EXPECT_FALSE(context->currentViewItemPingableSparseJson());
 }
 
+TEST_F(ContextTest, AnItemWhoseCondensedFormCannotBeWrittenIsNeitherPingedNorSent) {
+  StartActive(Json{{"timeOnPageTimeout", 30}});
+  auto context = Make("home");
+  Post(TessarinNotificationStartAsNecessary);
+  // The id is not UTF-8: both the condensed item and the full one fail to
+  // become text, each with the writer's line, when the item is viewed.
+  context->viewItemWithDictionary(Product(std::string("p-\xC3\x28")), TSRItemAction_viewItem, std::nullopt);
+  sim->runUntilIdle();
+  EXPECT_EQ(log.countContaining("Context: Could not make a JSON string from object p: "), 2);
+  EXPECT_FALSE(context->currentViewItemPingableSparseJson());
+  EXPECT_EQ(context->pingTimer(), nullptr);
+
+  // Non-UTF-8 text outside the condensed fields keeps the ping, not the view.
+  Json item = Product();
+  item["name"] = std::string("\xFF");
+  context->viewItemWithDictionary(item, TSRItemAction_viewItem, std::nullopt);
+  sim->runUntilIdle();
+  EXPECT_EQ(log.countContaining("Context: Could not make a JSON string from object p: "), 3);
+  for (const Json& event : env->queue->events) EXPECT_NE(event.value("action", ""), "View Item");
+  ASSERT_TRUE(context->currentViewItemPingableSparseJson());
+  sim->advance(31);
+  ASSERT_EQ(Pings().size(), 1u);
+  EXPECT_EQ(Pings()[0][TSREvent_item], R"({"_id":"p-1","type":"p","price":12.5,"categories":[{"_id":"c-1","type":"c"}]})");
+  EXPECT_EQ(Pings()[0][TSREvent_timeOnPage], 30000);
+}
+
 TEST_F(ContextTest, ZeroTimeoutRunsNoPingTimer) {
   StartActive(Json{{"timeOnPageTimeout", 0}});
   auto context = Make("home");
