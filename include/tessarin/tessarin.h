@@ -20,6 +20,7 @@
 #include "tessarin/campaign.h"
 #include "tessarin/client_configuration_builder.h"
 #include "tessarin/context.h"
+#include "tessarin/events.h"
 #include "tessarin/items.h"
 #include "tessarin/json.h"
 #include "tessarin/location.h"
@@ -59,6 +60,7 @@ class MessagePresenter;
 struct TSRError;
 namespace platform {
 class Platform;
+class Alert;
 class Timer;
 struct HttpResponse;
 }  // namespace platform
@@ -174,6 +176,8 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   bool hasReachedActiveAfterLaunchOrBackground() const { return has_reached_active_; }
   bool processedLaunch() const { return processed_launch_; }
   const std::optional<std::string>& testExperienceId() const { return test_experience_id_; }
+  // The alert on screen now, if the SDK shows one.
+  const std::shared_ptr<platform::Alert>& alertView() const { return alert_view_; }
   // Attributes waiting for the next action event.
   const Json& pendingAttributes() const { return attributes_; }
   // Collaborators (null while not part of the build or while disabled).
@@ -194,7 +198,6 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   void CreateEventSender();
   void MarkServerConfigLoaded();
   void StopSequence();
-  void ClearTestSelection();
   void TrackOnGlobalContext(const std::string& action);
   std::string OrientationName();
   bool AppStateIs(int state);
@@ -235,6 +238,7 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
 
   std::optional<std::string> test_experience_id_;
   std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;
+  std::shared_ptr<platform::Alert> alert_view_;
 };
 
 }  // namespace tessarin

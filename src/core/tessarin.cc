@@ -182,16 +182,7 @@ void Tessarin::StopSequence() {
   stopSystemsAsNecessary();
   if (was_started && event_sender_) event_sender_->saveToFile();
   if (campaign_dispatcher_) campaign_dispatcher_->clearAllCampaignsHeld();
-  ClearTestSelection();
-}
-
-void Tessarin::ClearTestSelection() {
-  // Ending the test selection; with none active this shows nothing.
-  test_experience_id_.reset();
-  if (clear_test_experience_id_timer_) {
-    clear_test_experience_id_timer_->cancel();
-    clear_test_experience_id_timer_.reset();
-  }
+  updateTestExperienceId(std::nullopt, true);
 }
 
 void Tessarin::reset() { resetAndClearProperties(true); }

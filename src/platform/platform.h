@@ -170,6 +170,7 @@ inline constexpr const char* kApplicationDidChangeStatusBarOrientationNotificati
 
 class NotificationCenter;
 class HttpTransport;
+class AlertPresenter;
 
 class Platform : public std::enable_shared_from_this<Platform> {
  public:
@@ -195,6 +196,8 @@ class Platform : public std::enable_shared_from_this<Platform> {
   // interception. Null on a host whose objects have no runtime to
   // intercept (a plain Linux process has no view controllers).
   virtual HostRuntime* hostRuntime() { return nullptr; }
+  // Where the SDK's alerts appear. Null on a host that cannot show any.
+  virtual AlertPresenter* alertPresenter() { return nullptr; }
   // The URL-loading system. Null on a host that has none.
   virtual HttpTransport* httpTransport() { return nullptr; }
 

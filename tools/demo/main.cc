@@ -1,13 +1,20 @@
-// tessarin-demo: a small host application on Linux that takes part in the
-// service through the Tessarin SDK.
+// tessarin-demo: a scripted shop app that takes part in the service through
+// the Tessarin SDK.
 //
-// By default it starts the local Tessarin service on a free loopback port,
-// points the SDK at it, runs a short scripted session, waits until every
-// event has been delivered, prints what was sent and what came back, and
-// exits 0. The session views a product, adds it to the cart and buys it;
-// the local service answers with a data campaign for the demo's own target
-// ("home-banner") and one for each --handle TARGET, and the demo's handlers
-// print each campaign they receive as one line:
+// The app runs on the simulated host: its screens, touches and lifecycle
+// are scripted and the SDK's timers run on virtual time, while every
+// request goes over real HTTP. By default the demo starts the local
+// Tessarin service on a free loopback port, points the SDK at it, runs a
+// short session, waits until every event has been delivered, prints what
+// was sent and what came back, and exits 0.
+//
+// In the session the user touches the app, sees a home screen, opens a
+// product screen (which the service's "viewConfigs" rule names "Product
+// Detail", so its screen view is reported as that action), adds the product
+// to the cart there, goes back and buys it. The local service answers with a
+// data campaign for the demo's own target ("home-banner") and one for each
+// --handle TARGET, and the demo's handlers print each campaign they receive
+// as one line:
 //   campaign: <target> <the campaign's data as compact JSON>
 // With --config FILE it starts the SDK with that client
 // configuration (a JSON object: "account", "dataset", "domain", "protocol",
@@ -21,24 +28,25 @@
 #include <functional>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "core/config.h"
+#include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "tessarin/context.h"
-#include "tessarin/host.h"
 #include "tessarin/items.h"
 #include "tessarin/log.h"
 #include "tessarin/order.h"
+#include "tessarin/screen.h"
 #include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
+#include "util/di.h"
 
 namespace {
 
 using tessarin::Json;
+using tessarin::platform::sim::SimPlatform;
 using tessarin::service::Endpoint;
 using tessarin::service::LocalService;
 
@@ -91,14 +99,15 @@ bool Parse(int argc, char** argv, Options* options) {
   return true;
 }
 
-// Waits, checking on the SDK's main queue, until `done` holds or time runs out.
-bool WaitFor(const std::function<bool()>& done, double seconds) {
+// Runs the app until `done` holds or `seconds` of real time pass. Virtual
+// time moves on in small steps meanwhile, so that the SDK's own timers (the
+// event queue's throttle, say) fire as they would while the user waits.
+bool WaitFor(SimPlatform& sim, const std::function<bool()>& done, double seconds) {
   auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
   for (;;) {
-    tessarin::TessarinHost::syncWithMain();
-    if (done()) return true;
+    if (sim.runUntil(done, 0.02)) return true;
     if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    sim.advance(0.5);
   }
 }
 
@@ -145,11 +154,13 @@ int main(int argc, char** argv) {
       std::cerr << "tessarin-demo: could not start the local Tessarin service\n";
       return 1;
     }
-    // A desktop demo has no touches to show the user is present, so the
-    // service lets contexts ignore idleness.
+    // The product screen is reported by its own action name; the home
+    // screen matches no rule and sends no view action.
+    Json view_configs = Json::array(
+        {Json{{"action", "Product Detail"}, {"matchRule", "$[?(@.className == 'ProductViewController')]"}}});
     service->setAppConfig(options.dataset, Json{{"eventThrottleInterval", 10},
                                                 {"trackOrientation", true},
-                                                {"contextChecksUserIdle", false}});
+                                                {"viewConfigs", view_configs}});
     Json campaigns = Json::array();
     int n = 0;
     for (const std::string& target : options.handle) {
@@ -165,66 +176,94 @@ int main(int argc, char** argv) {
                   {"protocol", "http"}, {"port", service->port()}, {"useCDN", false}};
   }
 
-  tessarin::TessarinHostOptions host;
-  host.bundleIdentifier = "com.tessarin.demo";
-  host.bundleVersion = "1.0.0";
-  host.dataDirectory = options.data_dir.empty() ? TemporaryDirectory() : options.data_dir;
-  tessarin::TessarinHost::configure(host);
+  // The app: a simulated device whose files live in the data directory.
+  std::string data_dir = options.data_dir.empty() ? TemporaryDirectory() : options.data_dir;
+  auto sim = std::make_shared<SimPlatform>(data_dir);
+  sim->app().bundle_identifier = "com.tessarin.demo";
+  sim->app().info["CFBundleShortVersionString"] = "1.0.0";
+  for (const char* name : {"HomeViewController", "ProductViewController"}) {
+    sim->app().runtime().defineClass(name, "UIViewController");
+  }
 
   // The level goes first so the SDK's whole start is visible.
   tessarin::TSRLogger::setLogLevel(options.log_level);
-  auto sdk = tessarin::Tessarin::sharedInstance();
+  auto sdk = tessarin::Tessarin::createWithEnvironment(std::make_shared<tessarin::TSRUtilityDI>(sim));
   sdk->setLogLevel(options.log_level);
 
   // The app's own handlers, registered before the start so that no
-  // campaign can arrive ahead of them. They run on the SDK's main thread.
-  std::mutex print_mutex;
+  // campaign can arrive ahead of them. They run on the app's main thread.
   std::size_t delivered = 0;
   auto global = sdk->globalContext();
   if (global) {
     for (const std::string& target : options.handle) {
       global->setCampaignHandler(
-          [&print_mutex, &delivered, target](const std::shared_ptr<tessarin::TSRCampaign>& campaign) {
-            std::lock_guard<std::mutex> lock(print_mutex);
+          [&delivered, &sdk, target](const std::shared_ptr<tessarin::TSRCampaign>& campaign) {
             std::cout << "campaign: " << target << " " << tessarin::JsonDump(campaign->data()) << std::endl;
             ++delivered;
             // The app reports that it showed the campaign.
-            if (auto context = tessarin::Tessarin::sharedInstance()->globalContext()) {
-              context->trackImpression(campaign);
-            }
+            if (auto context = sdk->globalContext()) context->trackImpression(campaign);
           },
           target);
     }
   }
 
-  // A short session: launch, consent and start, an identity, an attribute,
-  // and a small purchase.
-  tessarin::TessarinHost::applicationDidFinishLaunching();
-  tessarin::TessarinHost::applicationDidBecomeActive();
+  // A short session: launch, consent and start, an identity and an
+  // attribute; the user touches the app, so its screens become active.
+  sim->launchApp();
   sdk->startWithConfiguration(client);
   sdk->setUserId("demo-user");
   sdk->setUserAttribute("gold", "tier");
+  sim->app().sendEvent();
+  bool loaded = WaitFor(*sim, [&] { return sdk->isServerConfigLoaded() || sdk->disabled(); }, options.timeout);
+
+  // Home, then the product screen over it: the product is viewed and put
+  // in the cart there, so those events carry the product screen's context.
+  auto home = sim->app().makeViewController("HomeViewController");
+  home->setTitle("Home");
+  auto window = sim->app().addWindow(home);
+  sim->app().appear(home);
+  sim->app().sendEvent();
+  auto shoes = tessarin::TSRProduct::productWithId("sku-42", "Trail Shoes", 89.0, "https://shop.example/sku-42",
+                                                   "https://shop.example/sku-42.png", "Light trail shoes");
+  shoes->currency = "EUR";
+  shoes->categories.push_back(tessarin::TSRCategory::categoryWithId("shoes"));
+  auto line = tessarin::TSRLineItem::lineItemWithItem(shoes, 1);
+
+  auto product = sim->app().makeViewController("ProductViewController");
+  product->setTitle("Trail Shoes");
+  home->present(product);
+  sim->app().disappear(home);
+  sim->app().appear(product);
+  sim->app().sendEvent();
+  if (auto screen = tessarin::tessarinScreen(product)) {
+    std::cout << "demo: product screen is context " << screen->identifier() << ", view action "
+              << screen->viewAction().value_or("(none)") << "\n";
+    screen->viewItem(shoes);
+    screen->addToCart(line);
+  }
+  // The user reads about the product for a while before going back; the
+  // screen reports that time when it goes.
+  sim->runUntilIdle();
+  sim->advance(12);
+
+  // Back home, and the purchase.
+  sim->app().disappear(product);
+  home->dismissPresented();
+  sim->app().appear(home);
+  sim->app().sendEvent();
   if (global) {
-    auto shoes = tessarin::TSRProduct::productWithId("sku-42", "Trail Shoes", 89.0, "https://shop.example/sku-42",
-                                                     "https://shop.example/sku-42.png", "Light trail shoes");
-    shoes->currency = "EUR";
-    shoes->categories.push_back(tessarin::TSRCategory::categoryWithId("shoes"));
-    global->viewItem(shoes);
-    auto line = tessarin::TSRLineItem::lineItemWithItem(shoes, 1);
-    global->addToCart(line);
     auto order = tessarin::TSROrder::orderWithId("order-1001", {line}, 89.0);
     order->totalValueCurrency = "EUR";
     global->purchase(order);
   }
 
   auto queue = [&] { return std::dynamic_pointer_cast<tessarin::TSRQueuedEventSender>(sdk->eventSender()); };
-  bool loaded = WaitFor([&] { return sdk->isServerConfigLoaded() || sdk->disabled(); }, options.timeout);
   // Delivered: the queue is empty and, with the local service, its answer
   // (which carries an affinity id) has been read.
   bool drained = loaded && WaitFor(
+                               *sim,
                                [&] {
                                  auto q = queue();
-                                 std::lock_guard<std::mutex> lock(print_mutex);
                                  return q && q->eventQueueCount() == 0 &&
                                         (!service || (sdk->config().stringForKey("__visitorAffinityId") &&
                                                       delivered >= options.handle.size() &&
@@ -240,15 +279,12 @@ int main(int argc, char** argv) {
       if (!request.body.is_null()) std::cout << "      " << tessarin::JsonDump(request.body) << "\n";
     }
   }
-  {
-    std::lock_guard<std::mutex> lock(print_mutex);
-    std::cout << "came back: anonymous affinity id "
-              << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << ", " << delivered
-              << " campaign(s) delivered to handlers\n";
-  }
+  std::cout << "came back: anonymous affinity id "
+            << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << ", " << delivered
+            << " campaign(s) delivered to handlers\n";
 
   sdk->stop();
-  tessarin::TessarinHost::syncWithMain();
+  sim->runUntilIdle();
   std::cout << "demo: " << (drained ? "every event delivered" : "events still queued") << ", stopped\n";
   // The process ends here and the service's threads with it; stopping the
   // service would first wait out the SDK's kept-alive connection.

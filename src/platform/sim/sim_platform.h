@@ -25,6 +25,7 @@
 #include "platform/http_transport.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "platform/sim/sim_alerts.h"
 #include "platform/sim/sim_ui.h"
 
 namespace tessarin::platform::sim {
@@ -183,10 +184,13 @@ class SimPlatform : public Platform {
   HttpTransport* httpTransport() override;
   // The scripted application's runtime, with UIKit's classes.
   HostRuntime* hostRuntime() override { return &app_.runtime(); }
+  AlertPresenter* alertPresenter() override { return &alerts_; }
 
   // Scripting.
   SimApplication& app() { return app_; }
   SimDevice& simDevice() { return device_; }
+  // The alerts shown so far.
+  SimAlertPresenter& alerts() { return alerts_; }
   const std::string& directory() const { return directory_; }
   // The directory that plays the application-support directory.
   std::string applicationSupportPath() const { return directory_ + "/Library/Application Support"; }
@@ -265,6 +269,7 @@ class SimPlatform : public Platform {
   std::vector<std::shared_ptr<SimTimer>> timers_;
   NotificationCenter notifications_;
   SimApplication app_;
+  SimAlertPresenter alerts_;
   SimDevice device_;
   std::shared_ptr<FileSystem> posix_files_;
   std::shared_ptr<FileSystem> files_;
