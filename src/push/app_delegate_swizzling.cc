@@ -46,6 +46,15 @@ std::any ForwardAction(Tessarin& facade, std::any result, const HostArgs& args) 
   return result;
 }
 
+// An opened URL: the callback answers YES when the app's implementation or
+// the façade handled it.
+std::any ForwardURL(Tessarin& facade, std::any result, const HostArgs& args) {
+  const std::string* url = HostArg<std::string>(args, 1);
+  const bool handled = facade.handleURL(url ? std::optional<std::string>(*url) : std::nullopt, true);
+  const bool* app_handled = std::any_cast<bool>(&result);
+  return std::any((app_handled && *app_handled) || handled);
+}
+
 const std::vector<Hook>& Hooks() {
   static const std::vector<Hook> hooks = {
       {"application:didRegisterForRemoteNotificationsWithDeviceToken:",
@@ -62,6 +71,12 @@ const std::vector<Hook>& Hooks() {
        "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_4", ForwardAction},
       {"application:handleActionWithIdentifier:forRemoteNotification:withResponseInfo:completionHandler:",
        "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_5", ForwardAction},
+      {"application:openURL:options:", "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_6",
+       ForwardURL},
+      {"application:openURL:sourceApplication:annotation:",
+       "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_7", ForwardURL},
+      {"application:handleOpenURL:", "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_8",
+       ForwardURL},
   };
   return hooks;
 }

@@ -32,7 +32,19 @@ const std::string kRemoteFetch = "application:didReceiveRemoteNotification:fetch
 const std::string kAction = "application:handleActionWithIdentifier:forRemoteNotification:completionHandler:";
 const std::string kActionInfo =
     "application:handleActionWithIdentifier:forRemoteNotification:withResponseInfo:completionHandler:";
+const std::string kOpenURL = "application:openURL:options:";
+const std::string kOpenURLSource = "application:openURL:sourceApplication:annotation:";
+const std::string kHandleOpenURL = "application:handleOpenURL:";
 const std::string kResponse = kDidReceiveNotificationResponseSelector;
+const std::vector<std::string> kAppDelegateCallbacks = {kToken,      kRemote,  kRemoteFetch,   kAction,
+                                                        kActionInfo, kOpenURL, kOpenURLSource, kHandleOpenURL};
+
+// What each URL callback is given after the application and the URL.
+HostArgs URLArgs(const std::string& selector, const std::string& url) {
+  if (selector == kOpenURL) return {url, Json{{"UIApplicationOpenURLOptionsSourceApplicationKey", "com.example"}}};
+  if (selector == kOpenURLSource) return {url, std::string("com.example"), std::any()};
+  return {url};
+}
 
 const std::string kTokenBytes("\x01\xab\xff", 3);
 const std::string kTokenReported = "push.token:1:01abff";  // a simulator build reports to the sandbox
@@ -53,18 +65,20 @@ bool Respond(PushHost& host, const Json& userInfo, const std::string& action = k
 // An app that forwards what its delegates receive, as it must when
 // swizzling is off: with swizzling on the SDK ignores these calls.
 std::shared_ptr<HostObject> ForwardingAppDelegate(PushHost& host) {
-  return host.MakeDelegate("ForwardingAppDelegate", {kToken, kRemote, kRemoteFetch, kAction, kActionInfo},
-                           [&host](const std::string& selector, const HostArgs& args) {
+  return host.MakeDelegate("ForwardingAppDelegate", kAppDelegateCallbacks,
+                           [&host](const std::string& selector, const HostArgs& args) -> std::any {
                              if (selector == kToken) {
                                host.facade->setAPNSToken(*HostArg<std::string>(args, 1));
                              } else if (selector == kRemote || selector == kRemoteFetch) {
                                host.facade->handleNotification(*HostArg<Json>(args, 1), std::nullopt);
-                             } else {
+                             } else if (selector == kAction || selector == kActionInfo) {
                                const std::string* action = HostArg<std::string>(args, 1);
                                host.facade->handleNotification(*HostArg<Json>(args, 2),
                                                                action ? *action : std::string());
+                             } else {
+                               return host.facade->handleOpenURL(*HostArg<std::string>(args, 1));
                              }
-                             return std::any();
+                             return {};
                            });
 }
 
@@ -128,38 +142,56 @@ TEST(DelegateSwizzlingTest, ANotificationCountsOneClickThroughEitherDelegateWhat
   }
 }
 
-TEST(DelegateSwizzlingTest, TheAppsImplementationRunsFirstAndKeepsItsArgumentsAndResult) {
-  PushHost host(true);
-  host.Start(/*launch=*/false);
-  Json seen;
-  auto delegate = host.MakeDelegate("ResultAppDelegate", {kRemote}, [&](const std::string&, const HostArgs& args) {
-    seen = *HostArg<Json>(args, 1);
-    // Nothing of the SDK's has run yet.
-    EXPECT_EQ(host.Count("queue.addEvent"), 0);
-    return std::any(std::string("app's answer"));
-  });
-  host.sim->app().setDelegate(delegate);
-  auto result = SendToAppDelegate(host.sim->app(), kRemote, {Payload("e7")});
-  ASSERT_TRUE(result.has_value());
-  EXPECT_EQ(std::any_cast<std::string>(*result), "app's answer");
-  EXPECT_EQ(seen, Payload("e7"));
-  EXPECT_EQ(host.Journal(),
-            (std::vector<std::string>{"app:" + kRemote, "dispatcher.register:Global", "queue.addEvent"}));
+TEST(DelegateSwizzlingTest, AnSdkUrlIsHandledOnceThroughEachUrlCallbackWhateverTheSwitch) {
+  for (bool swizzling : {true, false}) {
+    SCOPED_TRACE(swizzling ? "swizzling on" : "swizzling off");
+    PushHost host(swizzling);
+    host.Start();
+    host.sim->app().setDelegate(ForwardingAppDelegate(host));
+    std::size_t alerts = 0;
+    for (const auto& selector : {kOpenURL, kOpenURLSource, kHandleOpenURL}) {
+      SCOPED_TRACE(selector);
+      auto answer = SendToAppDelegate(host.sim->app(), selector, URLArgs(selector, "tsr://test/all"));
+      host.sim->runUntilIdle();
+      ASSERT_TRUE(answer.has_value());
+      EXPECT_TRUE(std::any_cast<bool>(*answer));
+      // Each selection shows its alert once.
+      EXPECT_EQ(host.sim->alerts().shown().size(), ++alerts);
+      EXPECT_EQ(host.facade->testExperienceId(), "true");
+    }
+  }
+}
 
-  // The centre's delegate too; its completion handler is the app's to call.
-  int completions = 0;
-  auto center_delegate = host.MakeDelegate("CompletingCenterDelegate", {kResponse}, [&](const std::string&, const HostArgs& args) {
-    EXPECT_EQ(host.Stats().size(), 1u);
-    (*HostArg<std::function<void()>>(args, 2))();
-    return std::any();
-  });
-  SetCenterDelegate(host, center_delegate);
-  ASSERT_TRUE(DeliverNotificationResponse(
-      host.runtime(), MakeNotificationResponse(host.runtime(), Payload("e8"), kUNNotificationDefaultActionIdentifier),
-      [&] { ++completions; }));
-  EXPECT_EQ(completions, 1);
-  ASSERT_EQ(host.Stats().size(), 2u);
-  EXPECT_EQ(host.Stats()[1][0]["id"], "e8");
+TEST(DelegateSwizzlingTest, AUrlCallbackAnswersWhetherTheAppOrTheSdkHandledTheUrl) {
+  PushHost host(true);
+  host.Start();
+  bool app_answer = false;
+  std::vector<std::string> urls_seen;
+  auto delegate = host.MakeDelegate("URLAppDelegate", {kOpenURL, kOpenURLSource, kHandleOpenURL},
+                                    [&](const std::string&, const HostArgs& args) {
+                                      urls_seen.push_back(*HostArg<std::string>(args, 1));
+                                      return std::any(app_answer);
+                                    });
+  host.sim->app().setDelegate(delegate);
+  for (const auto& selector : {kOpenURL, kOpenURLSource, kHandleOpenURL}) {
+    SCOPED_TRACE(selector);
+    auto open = [&](const std::string& url, bool app) {
+      app_answer = app;
+      auto answer = SendToAppDelegate(host.sim->app(), selector, URLArgs(selector, url));
+      host.sim->runUntilIdle();
+      return std::any_cast<bool>(answer.value());
+    };
+    urls_seen.clear();
+    EXPECT_FALSE(open("https://shop.example/p/1", false));
+    EXPECT_TRUE(open("https://shop.example/p/1", true));
+    EXPECT_TRUE(open("tsr://test/none", false));
+    // The SDK hears of its URL even when the app claims it too.
+    std::size_t alerts = host.sim->alerts().shown().size();
+    EXPECT_TRUE(open("tsr://test/all", true));
+    EXPECT_EQ(host.sim->alerts().shown().size(), alerts + 1);
+    EXPECT_EQ(urls_seen, (std::vector<std::string>{"https://shop.example/p/1", "https://shop.example/p/1",
+                                                   "tsr://test/none", "tsr://test/all"}));
+  }
 }
 
 TEST(DelegateSwizzlingTest, SwizzlingOffInstallsNothing) {
@@ -169,9 +201,7 @@ TEST(DelegateSwizzlingTest, SwizzlingOffInstallsNothing) {
   auto app_delegate = ForwardingAppDelegate(host);
   auto center_delegate = ForwardingCenterDelegate(host);
   std::map<std::string, platform::ImpPtr> before;
-  for (const auto& selector : {kToken, kRemote, kRemoteFetch, kAction, kActionInfo}) {
-    before[selector] = app_delegate->cls()->ownMethod(selector);
-  }
+  for (const auto& selector : kAppDelegateCallbacks) before[selector] = app_delegate->cls()->ownMethod(selector);
   before[kResponse] = center_delegate->cls()->ownMethod(kResponse);
 
   host.Start();
@@ -195,8 +225,8 @@ TEST(DelegateSwizzlingTest, ADelegateNeverGainsAMethodItLacks) {
   SetCenterDelegate(host, center_delegate);
 
   EXPECT_NE(app_delegate->cls()->ownMethod(kToken), plain_token);  // the one it has is taken on
-  for (const auto& selector : {kRemote, kRemoteFetch, kAction, kActionInfo}) {
-    EXPECT_FALSE(app_delegate->respondsToSelector(selector)) << selector;
+  for (const auto& selector : kAppDelegateCallbacks) {
+    EXPECT_EQ(app_delegate->respondsToSelector(selector), selector == kToken) << selector;
   }
   EXPECT_FALSE(center_delegate->respondsToSelector(kResponse));
   EXPECT_FALSE(Respond(host, Payload()));
