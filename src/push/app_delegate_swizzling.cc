@@ -63,8 +63,8 @@ const std::vector<Hook>& Hooks() {
          if (const std::string* token = HostArg<std::string>(args, 1)) facade.setAPNSToken(*token, true);
          return result;
        }},
-      {"application:didReceiveRemoteNotification:", "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_2",
-       ForwardNotification},
+      {"application:didReceiveRemoteNotification:",
+       "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_2", ForwardNotification},
       {"application:didReceiveRemoteNotification:fetchCompletionHandler:",
        "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke_3", ForwardNotification},
       {"application:handleActionWithIdentifier:forRemoteNotification:completionHandler:",

@@ -59,7 +59,8 @@ void SetCenterDelegate(PushHost& host, const std::shared_ptr<HostObject>& delega
 
 bool Respond(PushHost& host, const Json& userInfo, const std::string& action = kUNNotificationDefaultActionIdentifier,
              bool remote = true) {
-  return DeliverNotificationResponse(host.runtime(), MakeNotificationResponse(host.runtime(), userInfo, action, remote));
+  auto response = MakeNotificationResponse(host.runtime(), userInfo, action, remote);
+  return DeliverNotificationResponse(host.runtime(), response);
 }
 
 // An app that forwards what its delegates receive, as it must when

@@ -50,10 +50,11 @@ class PushHost {
                                                      const std::vector<std::string>& selectors, Body body = nullptr) {
     std::map<std::string, platform::ImpPtr> methods;
     for (const auto& selector : selectors) {
-      methods[selector] = platform::MakeImp([this, selector, body](platform::HostObject&, const platform::HostArgs& args) {
-        env->journal->push_back("app:" + selector);
-        return body ? body(selector, args) : std::any();
-      });
+      methods[selector] =
+          platform::MakeImp([this, selector, body](platform::HostObject&, const platform::HostArgs& args) {
+            env->journal->push_back("app:" + selector);
+            return body ? body(selector, args) : std::any();
+          });
     }
     auto cls = platform::sim::DefineAppClass(runtime(), className, methods);
     return cls ? std::make_shared<platform::HostObject>(cls) : nullptr;

@@ -8,8 +8,7 @@
 namespace tessarin::platform::sim {
 namespace {
 
-// The centre is kept with its class, so there is one per host and it
-// lasts as long as the host's runtime. Only the key's address matters.
+// The application keeps the centre; only the key's address matters.
 const char kCurrentCenterKey = 0;
 
 // A property read: the instance variable of that name, nil when unset.
@@ -31,21 +30,24 @@ std::shared_ptr<HostObject> Make(HostRuntime& runtime, const std::string& classN
 
 }  // namespace
 
-void DefineSimUserNotificationsClasses(HostRuntime& runtime) {
+void DefineSimUserNotificationsClasses(HostRuntime& runtime, const std::shared_ptr<HostObject>& application) {
   auto object = runtime.lookUpClass("NSObject");
   if (!object) object = runtime.defineClass("NSObject", nullptr);
 
   auto center = runtime.defineClass(kUNUserNotificationCenterClass, object);
   std::weak_ptr<HostClass> weak_center_class = center;
-  center->addClassMethod("currentNotificationCenter", MakeImp([weak_center_class](HostObject& self, const HostArgs&) {
-    std::any current = self.associatedObject(&kCurrentCenterKey);
+  std::weak_ptr<HostObject> weak_application = application;
+  auto current_center = [weak_center_class, weak_application](HostObject&, const HostArgs&) {
+    auto keeper = weak_application.lock();
+    if (!keeper) return std::any();
+    std::any current = keeper->associatedObject(&kCurrentCenterKey);
     if (!current.has_value()) {
-      // One centre per host, even when a subclass's object received the message.
       current = std::make_shared<HostObject>(weak_center_class.lock());
-      self.setAssociatedObject(&kCurrentCenterKey, current);
+      keeper->setAssociatedObject(&kCurrentCenterKey, current);
     }
     return current;
-  }));
+  };
+  center->addClassMethod("currentNotificationCenter", MakeImp(current_center));
   center->addMethod("setDelegate:", MakeImp([](HostObject& self, const HostArgs& args) {
     std::weak_ptr<HostObject> delegate = args.empty() ? nullptr : ObjectOf(args[0]);
     self.setIvar("_delegate", delegate);

@@ -34,8 +34,10 @@ struct SimApplication;
 //     UNNotificationTrigger      repeats
 //       UNPushNotificationTrigger
 //       UNTimeIntervalNotificationTrigger, UNCalendarNotificationTrigger
-// The centre keeps its delegate weakly, as the platform's does.
-void DefineSimUserNotificationsClasses(HostRuntime& runtime);
+// The centre keeps its delegate weakly, as the platform's does. The one
+// centre is kept by `application`, so it lasts as long as the app (were
+// its own class to keep it, the two would keep each other forever).
+void DefineSimUserNotificationsClasses(HostRuntime& runtime, const std::shared_ptr<HostObject>& application);
 
 // The host's one notification centre, made on first use (what
 // "currentNotificationCenter" answers).

@@ -141,8 +141,8 @@ void SimWindow::setRootViewController(std::shared_ptr<SimViewController> root) {
 
 SimApplication::SimApplication() : runtime_(std::make_shared<HostRuntime>()) {
   DefineSimUIKitClasses(*runtime_);
-  DefineSimUserNotificationsClasses(*runtime_);
   application_object_ = std::make_shared<SimApplicationObject>(runtime_->lookUpClass("UIApplication"));
+  DefineSimUserNotificationsClasses(*runtime_, application_object_);
 }
 
 std::optional<std::pair<double, double>> SimApplication::firstNormalWindowSize() {
