@@ -78,6 +78,12 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   void trackImpression(const std::shared_ptr<TSRCampaign>& campaign);
   void trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign);
   void trackDismissal(const std::shared_ptr<TSRCampaign>& campaign);
+  // A click-through of a push notification the app handled itself: the
+  // notification's user info (ignored unless it carries "tsr-eid") and the
+  // action identifier of the user's response. It counts as a click
+  // whatever the action and whatever the swizzling switch: the app says
+  // the user opened it.
+  void trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier);
 
   // Campaigns for `target` answered to this context go to `handler`, on the
   // main thread; a null handler clears it. Targets beginning with "tsr" (in

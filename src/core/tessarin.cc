@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "push/notification_center_swizzling.h"
 #include "tessarin/campaign.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
@@ -44,6 +45,7 @@ std::shared_ptr<Tessarin> Tessarin::createWithEnvironment(std::shared_ptr<TSRUti
   std::shared_ptr<Tessarin> facade(new Tessarin(std::move(environment)));
   facade->InitPrivate();
   tsr_installViewControllerTracking(facade);
+  tsr_installNotificationCenterHooks(facade);
   return facade;
 }
 

@@ -238,6 +238,13 @@ void TSRContext::trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) {
   TrackCampaignStat(campaign, TSRCampaignStatType_dismissal);
 }
 
+void TSRContext::trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
+  if (!userInfo.is_object() || !userInfo.contains("tsr-eid")) return;
+  // Neither asked whether it was clicked nor gated: the façade hops to the
+  // main thread itself.
+  if (auto facade = Facade()) facade->handleNotification(userInfo, actionIdentifier, false, std::nullopt);
+}
+
 void TSRContext::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackStat:]", [self, campaign, statType] {

@@ -7,6 +7,7 @@
 
 #include "core/config.h"
 #include "platform/notification_center.h"
+#include "push/app_delegate_swizzling.h"
 #include "push/swizzler.h"
 #include "tessarin/tessarin.h"
 #include "util/di.h"
@@ -43,7 +44,7 @@ std::shared_ptr<HostObject> ObjectArg(const std::any& value) {
 // keeps it as an associated object, so it lasts as long as the host and
 // marks the host as done: the interceptions are installed once and never
 // removed. The interceptions may run on any thread, hence the lock.
-class HostInterception {
+class HostInterception : public std::enable_shared_from_this<HostInterception> {
  public:
   std::shared_ptr<TSRIdleTracking> tracking() const {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -59,16 +60,19 @@ class HostInterception {
   // the delegate's class and would otherwise be stacked.
   void swizzleDelegate(const std::shared_ptr<HostObject>& delegate) {
     if (!delegate) return;
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (delegate_class_) return;
-    delegate_class_ = delegate->cls();
-    // The delegate's push-token, remote-notification and URL-opening
-    // methods are to be replaced here, in its class, by blocks that run
-    // the delegate's own implementation first and then hand the token, the
-    // notification (with its action identifier) or the URL to the façade,
-    // so the app need not forward them itself; a URL method then answers
-    // YES when either the delegate or the façade handled the URL. That
-    // arrives with the push handling; until then only the class is kept.
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (delegate_class_) return;
+      delegate_class_ = delegate->cls();
+    }
+    // The delegate's push and URL callbacks reach the façade from now on;
+    // they find it when they run, so they follow the host's newest one.
+    std::weak_ptr<HostInterception> weak = weak_from_this();
+    TSRAppDelegateSwizzling::swizzleDelegateClass(delegate->cls(), [weak]() -> std::shared_ptr<Tessarin> {
+      auto self = weak.lock();
+      auto tracking = self ? self->tracking() : nullptr;
+      return tracking ? tracking->facade() : nullptr;
+    });
   }
   std::shared_ptr<HostClass> delegateClass() const {
     std::lock_guard<std::mutex> lock(mutex_);

@@ -73,6 +73,9 @@ class TSRIdleTracking : public std::enable_shared_from_this<TSRIdleTracking> {
   // there was none or nothing is installed.
   std::shared_ptr<platform::HostClass> swizzledDelegateClass() const;
 
+  // The façade this tracking belongs to; null once it is gone.
+  std::shared_ptr<Tessarin> facade() const { return facade_.lock(); }
+
  private:
   explicit TSRIdleTracking(const std::shared_ptr<Tessarin>& facade);
   void InstallIfNecessary();

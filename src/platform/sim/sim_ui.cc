@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
 
 namespace tessarin::platform::sim {
@@ -141,6 +142,7 @@ void SimWindow::setRootViewController(std::shared_ptr<SimViewController> root) {
 SimApplication::SimApplication() : runtime_(std::make_shared<HostRuntime>()) {
   DefineSimUIKitClasses(*runtime_);
   application_object_ = std::make_shared<SimApplicationObject>(runtime_->lookUpClass("UIApplication"));
+  DefineSimUserNotificationsClasses(*runtime_, application_object_);
 }
 
 std::optional<std::pair<double, double>> SimApplication::firstNormalWindowSize() {
