@@ -240,9 +240,11 @@ void TSRContext::trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) {
 
 void TSRContext::trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
   if (!userInfo.is_object() || !userInfo.contains("tsr-eid")) return;
-  // Neither asked whether it was clicked nor gated: the façade hops to the
-  // main thread itself.
-  if (auto facade = Facade()) facade->handleNotification(userInfo, actionIdentifier, false, std::nullopt);
+  // The app tells us the user opened it, so it is not asked whether it was
+  // clicked. It comes as one of the app's own calls, which act only while
+  // swizzling is off: with swizzling on, the intercepted delegate callback
+  // reports the same click. The façade hops to the main thread itself.
+  if (auto facade = Facade()) facade->handleNotification(userInfo, actionIdentifier, false, false);
 }
 
 void TSRContext::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType) {
