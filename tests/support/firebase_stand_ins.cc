@@ -12,7 +12,7 @@ FirebaseStandInOptions FirebaseStandInOptions::None() {
   FirebaseStandInOptions none;
   none.messagingClass = none.messagingClassMethod = none.messagingInstance = false;
   none.fcmTokenProperty = none.defaultFcmTokenIvar = none.delegateGetter = none.setDelegate = false;
-  none.instanceIDClass = none.instanceIDClassMethod = none.instanceIDWithHandler = false;
+  none.instanceIDClass = none.instanceIDClassMethod = none.instanceIDInstance = none.instanceIDWithHandler = false;
   none.delegateProtocol = none.protocolDeclaresReceive = none.protocolDeclaresRefresh = false;
   return none;
 }
@@ -72,7 +72,10 @@ FirebaseStandIns::FirebaseStandIns(platform::HostRuntime& runtime, FirebaseStand
     }
     instanceID = std::make_shared<HostObject>(cls);
     if (options.instanceIDClassMethod) {
-      cls->addClassMethod("instanceID", MakeImp([this](HostObject&, const HostArgs&) { return std::any(instanceID); }));
+      bool answers = options.instanceIDInstance;
+      cls->addClassMethod("instanceID", MakeImp([this, answers](HostObject&, const HostArgs&) {
+                            return answers ? std::any(instanceID) : std::any();
+                          }));
     }
   }
 

@@ -23,6 +23,7 @@ struct FirebaseStandInOptions {
   bool setDelegate = true;             // -setDelegate:
   bool instanceIDClass = true;         // class "FIRInstanceID"
   bool instanceIDClassMethod = true;   // +instanceID
+  bool instanceIDInstance = true;      // +instanceID answers the instance (else nil)
   bool instanceIDWithHandler = true;   // -instanceIDWithHandler:
   bool delegateProtocol = true;        // protocol "FIRMessagingDelegate"
   bool protocolDeclaresReceive = true; // ... declares messaging:didReceiveRegistrationToken:
