@@ -98,6 +98,8 @@ void TSRPushTokenManager::registerObservers() {
 }
 
 bool TSRPushTokenManager::ConfigFlag(const char* key, bool fallback) const {
+  // The configuration is the façade's: once the façade is gone it is too.
+  if (facade_.expired()) return fallback;
   return config_.boolForKey(key).value_or(fallback);
 }
 
@@ -167,10 +169,13 @@ void TSRPushTokenManager::handlePushToken(const std::string& token, int platform
     if (current != stored->end() && current->is_string() && current->get_ref<const std::string&>() == token) return;
   }
   std::weak_ptr<TSRPushTokenManager> weak = weak_from_this();
-  checkPassesPermissions([weak, token, name = *name](bool passed, const std::string& reason) {
-    auto self = weak.lock();
-    if (!self) return;
-    TSRUtilitySafety::runOnMainWithTag(*self->platform_, kPermissionTag, [weak, token, name, passed, reason] {
+  // The settings answer off the main thread; the manager is touched only
+  // back on it.
+  std::weak_ptr<platform::Platform> weak_platform = platform_;
+  checkPassesPermissions([weak, weak_platform, token, name = *name](bool passed, const std::string& reason) {
+    auto host = weak_platform.lock();
+    if (!host) return;
+    TSRUtilitySafety::runOnMainWithTag(*host, kPermissionTag, [weak, token, name, passed, reason] {
       auto manager = weak.lock();
       if (!manager) return;
       TSR_LOG_DEBUG("Permission checks passed? %@, %@", passed ? "true" : "false", reason);
