@@ -53,6 +53,8 @@ Tessarin::Tessarin(std::shared_ptr<TSRUtilityDI> environment)
     : di_(std::move(environment)), platform_(di_->platformPtr()) {}
 
 void Tessarin::InitPrivate() {
+  // Collaborators made from here on find this façade through the environment.
+  di_->setFacade(weak_from_this());
   processed_launch_ = false;
   attributes_ = Json::object();
   config_ = std::make_unique<TSRConfig>(di_);

@@ -1,5 +1,6 @@
 #include "platform/host_object.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -181,6 +182,44 @@ bool HostClass::addClassMethod(const std::string& selector, ImpPtr imp) {
   return metaclass() && metaclass()->addMethod(selector, std::move(imp));
 }
 
+void HostClass::declareIvar(const std::string& name) {
+  std::lock_guard<std::mutex> lock(methods_mutex_);
+  if (std::find(ivars_declared_.begin(), ivars_declared_.end(), name) == ivars_declared_.end()) {
+    ivars_declared_.push_back(name);
+  }
+}
+
+bool HostClass::hasInstanceVariable(const std::string& name) const {
+  for (const HostClass* c = this; c != nullptr; c = c->superclass().get()) {
+    std::lock_guard<std::mutex> lock(c->methods_mutex_);
+    if (std::find(c->ivars_declared_.begin(), c->ivars_declared_.end(), name) != c->ivars_declared_.end()) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void HostClass::addProtocol(std::shared_ptr<const HostProtocol> protocol) {
+  if (!protocol) return;
+  std::lock_guard<std::mutex> lock(methods_mutex_);
+  protocols_.push_back(std::move(protocol));
+}
+
+bool HostClass::conformsToProtocol(const HostProtocol& protocol) const {
+  for (const HostClass* c = this; c != nullptr; c = c->superclass().get()) {
+    std::lock_guard<std::mutex> lock(c->methods_mutex_);
+    for (const auto& adopted : c->protocols_) {
+      if (adopted.get() == &protocol) return true;
+    }
+  }
+  return false;
+}
+
+bool HostProtocol::declaresInstanceMethod(const std::string& selector) const {
+  return std::find(required_.begin(), required_.end(), selector) != required_.end() ||
+         std::find(optional_.begin(), optional_.end(), selector) != optional_.end();
+}
+
 std::shared_ptr<HostClass> HostRuntime::defineClass(const std::string& name,
                                                     const std::shared_ptr<HostClass>& superclass) {
   if (name.empty() || (superclass && superclass->isMetaclass())) return nullptr;
@@ -206,6 +245,45 @@ std::shared_ptr<HostClass> HostRuntime::lookUpClass(const std::string& name) con
   std::lock_guard<std::mutex> lock(mutex_);
   auto it = classes_.find(name);
   return it == classes_.end() ? nullptr : it->second;
+}
+
+std::shared_ptr<const HostProtocol> HostRuntime::defineProtocol(const std::string& name,
+                                                                std::vector<std::string> requiredInstanceMethods,
+                                                                std::vector<std::string> optionalInstanceMethods) {
+  if (name.empty()) return nullptr;
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (protocols_.count(name)) return nullptr;
+  auto protocol = std::make_shared<const HostProtocol>(name, std::move(requiredInstanceMethods),
+                                                       std::move(optionalInstanceMethods));
+  protocols_.emplace(name, protocol);
+  return protocol;
+}
+
+std::shared_ptr<const HostProtocol> HostRuntime::lookUpProtocol(const std::string& name) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = protocols_.find(name);
+  return it == protocols_.end() ? nullptr : it->second;
+}
+
+std::any HostRuntime::associatedObject(const void* key) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = associations_.find(key);
+  return it == associations_.end() ? std::any() : it->second;
+}
+
+void HostRuntime::setAssociatedObject(const void* key, std::any value) {
+  std::any old;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = associations_.find(key);
+    if (it != associations_.end()) old = std::move(it->second);
+    if (value.has_value()) {
+      associations_[key] = std::move(value);
+    } else if (it != associations_.end()) {
+      associations_.erase(it);
+    }
+  }
+  // `old` is released here, outside the lock.
 }
 
 }  // namespace tessarin::platform

@@ -16,6 +16,12 @@
 //     call it with the same arguments and use its result.
 // Class methods live, as there, in the instance-method table of the
 // class's metaclass.
+//
+// The SDK also reaches some host code only by name, at run time, because it
+// does not link it (a messaging library the app may or may not carry): it
+// looks up classes, class methods, the instance variables a class declares
+// and protocols with the methods they declare, and finds each present,
+// partly present or absent.
 #ifndef TESSARIN_PLATFORM_HOST_OBJECT_H_
 #define TESSARIN_PLATFORM_HOST_OBJECT_H_
 
@@ -33,6 +39,7 @@ namespace tessarin::platform {
 
 class HostClass;
 class HostObject;
+class HostProtocol;
 
 // The arguments of a message, one per keyword of the selector, in order.
 // By convention objects travel as std::shared_ptr<HostObject>, nil as an
@@ -161,6 +168,18 @@ class HostClass : public HostObject {
   ImpPtr lookupClassMethod(const std::string& selector) const;
   bool addClassMethod(const std::string& selector, ImpPtr imp);
 
+  // Instance variables the class declares (by name, "_defaultFcmToken").
+  // A declaration is what a run-time look-up finds; the values live in
+  // each instance (HostObject::ivar). Look-up walks the superclasses, as an
+  // instance has its superclasses' variables too.
+  void declareIvar(const std::string& name);
+  bool hasInstanceVariable(const std::string& name) const;
+
+  // Protocols the class adopts. Conformance is inherited: a subclass
+  // conforms to what its superclasses adopted.
+  void addProtocol(std::shared_ptr<const HostProtocol> protocol);
+  bool conformsToProtocol(const HostProtocol& protocol) const;
+
  private:
   friend class HostRuntime;
   HostClass(std::string name, std::shared_ptr<HostClass> superclass, std::shared_ptr<HostClass> metaclass);
@@ -169,6 +188,27 @@ class HostClass : public HostObject {
   const std::shared_ptr<HostClass> superclass_;
   mutable std::mutex methods_mutex_;
   std::map<std::string, ImpPtr> methods_;
+  std::vector<std::string> ivars_declared_;
+  std::vector<std::shared_ptr<const HostProtocol>> protocols_;
+};
+
+// A protocol: a name and the instance methods it declares, required or
+// optional. Declaring a method says nothing of whether a class implements
+// it; an adopting class may implement some, all or none of them.
+class HostProtocol {
+ public:
+  HostProtocol(std::string name, std::vector<std::string> required, std::vector<std::string> optional)
+      : name_(std::move(name)), required_(std::move(required)), optional_(std::move(optional)) {}
+  const std::string& name() const { return name_; }
+  const std::vector<std::string>& requiredInstanceMethods() const { return required_; }
+  const std::vector<std::string>& optionalInstanceMethods() const { return optional_; }
+  // Whether the protocol declares the instance method, required or optional.
+  bool declaresInstanceMethod(const std::string& selector) const;
+
+ private:
+  const std::string name_;
+  const std::vector<std::string> required_;
+  const std::vector<std::string> optional_;
 };
 
 // The classes of one host, by name. Each host has its own registry, so
@@ -187,9 +227,25 @@ class HostRuntime {
   // The registered class of that name, or null.
   std::shared_ptr<HostClass> lookUpClass(const std::string& name) const;
 
+  // Defines and registers a protocol; null when the name is empty or taken.
+  std::shared_ptr<const HostProtocol> defineProtocol(const std::string& name,
+                                                     std::vector<std::string> requiredInstanceMethods,
+                                                     std::vector<std::string> optionalInstanceMethods);
+  // The registered protocol of that name, or null.
+  std::shared_ptr<const HostProtocol> lookUpProtocol(const std::string& name) const;
+
+  // Values that live as long as the host does, each under the address of
+  // a key its owner keeps: what the SDK does once per process (install an
+  // interception, choose how to read a value) it does once per host, and
+  // keeps the record of it here. Setting an empty value removes it.
+  std::any associatedObject(const void* key) const;
+  void setAssociatedObject(const void* key, std::any value);
+
  private:
   mutable std::mutex mutex_;
   std::map<std::string, std::shared_ptr<HostClass>> classes_;
+  std::map<std::string, std::shared_ptr<const HostProtocol>> protocols_;
+  std::map<const void*, std::any> associations_;
 };
 
 }  // namespace tessarin::platform

@@ -92,6 +92,18 @@ class HostObject;
 class HostRuntime;
 class Window;
 
+// The user's notification settings for the app, as the notification centre
+// reports them; the numbers are the platform's.
+struct NotificationSettings {
+  // 0 not determined, 1 denied, 2 authorized, 3 provisional, 4 ephemeral.
+  int authorizationStatus = 0;
+  // 0 not supported, 1 disabled, 2 enabled.
+  int alertSetting = 0;
+  int notificationCenterSetting = 0;
+  // 0 none, 1 banner, 2 alert.
+  int alertStyle = 0;
+};
+
 // What the host application is and how it was built and distributed.
 class HostApplication {
  public:
@@ -132,6 +144,11 @@ class HostApplication {
   virtual std::shared_ptr<HostObject> applicationObject() { return nullptr; }
   // The application's windows, in the order the application keeps them.
   virtual std::vector<std::shared_ptr<Window>> windows() { return {}; }
+  // Asks the notification centre for the user's notification settings.
+  // The answer comes later, on a queue of the notification centre's own
+  // (never the main queue), as it does where the settings live in another
+  // process. A host without notifications answers "not determined".
+  virtual void getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) = 0;
 };
 
 // Facts about the device for events.

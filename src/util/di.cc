@@ -1,5 +1,6 @@
 #include "util/di.h"
 
+#include "push/push_token_manager.h"
 #include "tracking/campaign_dispatcher.h"
 #include "transport/event_sender.h"
 #include "transport/queued_event_sender.h"
@@ -48,14 +49,26 @@ std::shared_ptr<CampaignRouter> TSRUtilityDI::campaignDispatcherWithConfig(const
   return std::make_shared<TSRCampaignDispatcher>(config, platform_);
 }
 
-std::shared_ptr<PushTokenReporter> TSRUtilityDI::pushTokenManagerWithConfig(const TSRConfig&,
-                                                                            const std::shared_ptr<EventQueue>&) {
-  return nullptr;
+std::shared_ptr<PushTokenReporter> TSRUtilityDI::pushTokenManagerWithConfig(
+    const TSRConfig& config, const std::shared_ptr<EventQueue>& eventSender) {
+  auto facade = this->facade();
+  if (!facade) return nullptr;
+  return TSRPushTokenManager::initWithConfig(config, eventSender, facade);
 }
 
 std::shared_ptr<MessagePresenter> TSRUtilityDI::uiManagerWithCampaignDispatcher(
     const std::shared_ptr<CampaignRouter>&) {
   return nullptr;
+}
+
+void TSRUtilityDI::setFacade(std::weak_ptr<Tessarin> facade) {
+  std::lock_guard<std::mutex> lock(facade_mutex_);
+  facade_ = std::move(facade);
+}
+
+std::shared_ptr<Tessarin> TSRUtilityDI::facade() const {
+  std::lock_guard<std::mutex> lock(facade_mutex_);
+  return facade_.lock();
 }
 
 TSRUtilityPersistence& TSRUtilityDI::persistence() {

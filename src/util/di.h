@@ -12,6 +12,7 @@
 
 namespace tessarin {
 
+class Tessarin;
 class TSRConfig;
 class TSRUtilityPersistence;
 class TSRUtilityHostApp;
@@ -45,12 +46,20 @@ class TSRUtilityDI : public std::enable_shared_from_this<TSRUtilityDI> {
   virtual std::shared_ptr<MessagePresenter> uiManagerWithCampaignDispatcher(
       const std::shared_ptr<CampaignRouter>& campaignDispatcher);
 
+  // The façade this environment serves (the newest one made over it), held
+  // weakly; collaborators that report through the façade find it here, as
+  // they would find the process's shared instance. Null once it is gone.
+  void setFacade(std::weak_ptr<Tessarin> facade);
+  std::shared_ptr<Tessarin> facade() const;
+
   // The host's file and host-app utilities, one of each per environment.
   TSRUtilityPersistence& persistence();
   TSRUtilityHostApp& hostApp();
 
  private:
   std::shared_ptr<platform::Platform> platform_;
+  mutable std::mutex facade_mutex_;
+  std::weak_ptr<Tessarin> facade_;
   std::once_flag persistence_once_;
   std::unique_ptr<TSRUtilityPersistence> persistence_;
   std::once_flag host_app_once_;

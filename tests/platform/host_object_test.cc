@@ -118,5 +118,45 @@ TEST_F(HostObjectTest, EachRuntimeHasItsOwnClasses) {
   EXPECT_FALSE(HostObject(base).respondsToSelector("greet"));
 }
 
+
+TEST_F(HostObjectTest, ProtocolsAndDeclaredInstanceVariablesAreFoundByNameThroughTheSuperclasses) {
+  auto protocol = runtime.defineProtocol("Greeter", {"greet"}, {"wave:", "bow"});
+  ASSERT_TRUE(protocol);
+  EXPECT_EQ(runtime.defineProtocol("Greeter", {}, {}), nullptr);  // names are unique
+  EXPECT_EQ(runtime.lookUpProtocol("Greeter"), protocol);
+  EXPECT_EQ(runtime.lookUpProtocol("Waver"), nullptr);
+  EXPECT_TRUE(protocol->declaresInstanceMethod("greet"));
+  EXPECT_TRUE(protocol->declaresInstanceMethod("wave:"));
+  EXPECT_FALSE(protocol->declaresInstanceMethod("wave"));
+
+  // Adopted by Base: its subclasses conform, its superclass and a class
+  // that merely implements the methods do not.
+  base->addProtocol(protocol);
+  EXPECT_TRUE(left->conformsToProtocol(*protocol));
+  EXPECT_FALSE(root->conformsToProtocol(*protocol));
+  auto lookalike = runtime.defineClass("Lookalike", root);
+  lookalike->addMethod("greet", MakeImp([](HostObject&, const HostArgs&) { return std::any(); }));
+  EXPECT_FALSE(lookalike->conformsToProtocol(*protocol));
+
+  // A declared variable is the class's, whatever an instance holds.
+  base->declareIvar("_secret");
+  EXPECT_TRUE(left->hasInstanceVariable("_secret"));
+  EXPECT_FALSE(root->hasInstanceVariable("_secret"));
+  HostObject instance(root);
+  instance.setIvar("_secret", std::string("x"));
+  EXPECT_FALSE(root->hasInstanceVariable("_secret"));
+}
+
+TEST_F(HostObjectTest, RuntimeAssociationsAreKeptPerKeyUntilCleared) {
+  static const char key_a = 0, key_b = 0;
+  auto value = std::make_shared<int>(7);
+  runtime.setAssociatedObject(&key_a, value);
+  EXPECT_EQ(std::any_cast<std::shared_ptr<int>>(runtime.associatedObject(&key_a)), value);
+  EXPECT_FALSE(runtime.associatedObject(&key_b).has_value());
+  runtime.setAssociatedObject(&key_a, std::any());
+  EXPECT_FALSE(runtime.associatedObject(&key_a).has_value());
+  EXPECT_EQ(value.use_count(), 1);  // released when cleared
+}
+
 }  // namespace
 }  // namespace tessarin::platform

@@ -575,5 +575,26 @@ TEST_F(LinuxPlatformTest, PlatformReleasedByItsOwnTaskShutsDownWithoutDeadlock) 
   }
 }
 
+
+TEST_F(LinuxPlatformTest, NotificationSettingsAreNotDeterminedAndAnsweredOffTheMainThread) {
+  auto host = Make();
+  LinuxPlatform& platform = *host;
+  std::atomic<bool> answered{false};
+  std::atomic<bool> on_main{true};
+  NotificationSettings seen{9, 9, 9, 9};
+  std::mutex mutex;
+  platform.hostApplication().getNotificationSettings([&](const NotificationSettings& settings) {
+    std::lock_guard<std::mutex> lock(mutex);
+    seen = settings;
+    on_main = platform.isMainThread();
+    answered = true;
+  });
+  ASSERT_TRUE(WaitUntil([&] { return answered.load(); }));
+  std::lock_guard<std::mutex> lock(mutex);
+  EXPECT_EQ(seen.authorizationStatus, 0);
+  EXPECT_EQ(seen.alertSetting, 0);
+  EXPECT_FALSE(on_main.load());
+}
+
 }  // namespace
 }  // namespace tessarin::platform::linux_host

@@ -166,5 +166,63 @@ TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
   EXPECT_EQ(app.firstNormalWindowSize(), std::nullopt);
 }
 
+
+TEST_F(SimUITest, RegisteringForRemoteNotificationsDeliversTheScriptedTokenLaterToADelegateThatTakesIt) {
+  auto application = app.applicationObject();
+  auto answer = [&] { return std::any_cast<bool>(application->send("isRegisteredForRemoteNotifications")); };
+  EXPECT_FALSE(answer());
+
+  auto delegate_class = sim.hostRuntime()->defineClass("AppDelegate", "NSObject");
+  std::vector<std::string> tokens;
+  delegate_class->addMethod("application:didRegisterForRemoteNotificationsWithDeviceToken:",
+                            MakeImp([&](HostObject&, const HostArgs& args) {
+                              EXPECT_TRUE(sim.isMainThread());
+                              EXPECT_EQ(*HostArg<std::shared_ptr<HostObject>>(args, 0), application);
+                              tokens.push_back(Text(args[1]));
+                              return std::any();
+                            }));
+  app.setDelegate(app.makeObject("AppDelegate"));
+
+  // No token scripted: the request stays unanswered.
+  application->send("registerForRemoteNotifications");
+  sim.runUntilIdle();
+  EXPECT_TRUE(tokens.empty());
+
+  app.device_token = std::string("\x01\xff", 2);
+  application->send("registerForRemoteNotifications");
+  app.device_token = std::string("later");  // the request already took the token
+  EXPECT_TRUE(tokens.empty());              // not before the main queue runs
+  sim.runUntilIdle();
+  EXPECT_EQ(tokens, std::vector<std::string>{std::string("\x01\xff", 2)});
+  EXPECT_TRUE(answer());
+  EXPECT_EQ(app.remote_notification_registrations, 2u);
+
+  // A delegate without the callback is not sent it.
+  app.setDelegate(app.makeObject("NSObject"));
+  application->send("registerForRemoteNotifications");
+  sim.runUntilIdle();
+  EXPECT_EQ(tokens.size(), 1u);
+}
+
+TEST_F(SimUITest, NotificationSettingsAreAnsweredOffTheMainQueueAsTheyWereWhenAsked) {
+  app.notification_settings = SimApplication::AllowedNotificationSettings();
+  std::vector<int> statuses;
+  bool on_main = true;
+  app.getNotificationSettings([&](const NotificationSettings& settings) {
+    on_main = sim.isMainThread();
+    statuses.push_back(settings.authorizationStatus);
+  });
+  app.notification_settings.authorizationStatus = 1;
+  EXPECT_TRUE(statuses.empty());
+  sim.runUntilIdle();
+  EXPECT_EQ(statuses, std::vector<int>{2});
+  EXPECT_FALSE(on_main);
+
+  app.notification_settings_inline = true;
+  app.getNotificationSettings([&](const NotificationSettings& settings) { statuses.push_back(settings.authorizationStatus); });
+  EXPECT_EQ(statuses, (std::vector<int>{2, 1}));
+  EXPECT_EQ(app.notification_settings_requests, 2u);
+}
+
 }  // namespace
 }  // namespace tessarin::platform::sim

@@ -70,4 +70,25 @@ DateResult LinuxHostApplication::bundleModificationDate() {
   return {static_cast<double>(st.st_mtim.tv_sec) + st.st_mtim.tv_nsec / 1e9, ""};
 }
 
+void LinuxHostApplication::setCallOutQueueFactory(std::function<std::shared_ptr<DispatchQueue>()> factory) {
+  std::lock_guard<std::mutex> lock(call_out_mutex_);
+  call_out_factory_ = std::move(factory);
+}
+
+void LinuxHostApplication::getNotificationSettings(
+    std::function<void(const NotificationSettings& settings)> completion) {
+  if (!completion) return;
+  std::shared_ptr<DispatchQueue> queue;
+  {
+    std::lock_guard<std::mutex> lock(call_out_mutex_);
+    if (!call_out_queue_ && call_out_factory_) call_out_queue_ = call_out_factory_();
+    queue = call_out_queue_;
+  }
+  if (!queue) {
+    completion(NotificationSettings{});
+    return;
+  }
+  queue->async([completion = std::move(completion)] { completion(NotificationSettings{}); });
+}
+
 }  // namespace tessarin::platform::linux_host

@@ -6,6 +6,9 @@
 #define TESSARIN_PLATFORM_LINUX_LINUX_HOST_APPLICATION_H_
 
 #include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -37,6 +40,14 @@ class LinuxHostApplication : public HostApplication {
   int applicationState() override { return state_.load(); }
   bool runningInSimulator() override { return false; }
   bool runningUnitTests() override { return false; }
+  // A Linux desktop session has no notification settings of the app's to
+  // report: the answer is always "not determined" (so no push token is
+  // ever reported from here), given on a queue of its own as elsewhere.
+  void getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) override;
+
+  // How the answers' queue is made, on first use (the platform's serial
+  // queues); without it answers come on the asking thread.
+  void setCallOutQueueFactory(std::function<std::shared_ptr<DispatchQueue>()> factory);
 
   void setApplicationState(int state) { state_.store(state); }
   // The directory whose creation date stands for the app's install date:
@@ -51,6 +62,9 @@ class LinuxHostApplication : public HostApplication {
   const std::optional<std::string> resource_directory_;
   const std::string data_directory_;
   std::atomic<int> state_;
+  std::mutex call_out_mutex_;
+  std::function<std::shared_ptr<DispatchQueue>()> call_out_factory_;
+  std::shared_ptr<DispatchQueue> call_out_queue_;
 };
 
 }  // namespace tessarin::platform::linux_host

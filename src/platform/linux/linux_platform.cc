@@ -16,6 +16,7 @@ namespace {
 
 // The main queue's label, as the SDK's reference platform names it.
 constexpr char kMainQueueLabel[] = "com.apple.main-thread";
+constexpr char kNotificationSettingsQueueLabel[] = "notification-settings.call-out";
 
 bool IsAbsolute(const char* path) { return path != nullptr && path[0] == '/'; }
 
@@ -61,6 +62,7 @@ LinuxPlatform::LinuxPlatform(LinuxHostOptions options)
     main_loop_ = std::make_shared<ThreadQueue>(kMainQueueLabel);
     main_ = main_loop_;
   }
+  app_.setCallOutQueueFactory([this] { return createSerialQueue(kNotificationSettingsQueueLabel); });
 }
 
 LinuxPlatform::~LinuxPlatform() { shutdown(); }

@@ -136,6 +136,7 @@ SimPlatform::SimPlatform(std::string directory) : directory_(std::move(directory
 
 void SimPlatform::Init() {
   owner_ = std::this_thread::get_id();
+  app_.platform_ = this;
   main_ = std::make_shared<SimQueue>(this, "com.apple.main-thread", true);
   posix_files_ = std::make_shared<PosixFileSystem>(applicationSupportPath());
   files_ = posix_files_;

@@ -33,6 +33,7 @@ namespace tessarin::platform::sim {
 class SimQueue;
 class SimTimer;
 class SimReachability;
+class SimPlatform;
 
 // The scripted application. Tests set what they need; defaults describe an
 // app installed from a development build on the simulator, with no windows
@@ -55,6 +56,27 @@ struct SimApplication : HostApplication {
   std::vector<std::string> opened_urls;  // every URL asked to open, in order
   bool open_url_result = true;           // what the system answers
 
+  // Remote notifications. "isRegisteredForRemoteNotifications" of the
+  // application object answers `registered_for_remote_notifications`;
+  // "registerForRemoteNotifications" counts the request and, when a device
+  // token is scripted, delivers it later on the main queue: the app becomes
+  // registered and its delegate's
+  // "application:didRegisterForRemoteNotificationsWithDeviceToken:" (when
+  // the delegate has it) receives the application and the token's bytes.
+  // Without a token the request stays unanswered.
+  bool registered_for_remote_notifications = false;
+  std::optional<std::string> device_token;
+  std::size_t remote_notification_registrations = 0;
+  // What the notification centre answers (the settings as they are when
+  // asked), on a queue of its own, one task per request; with
+  // `notification_settings_inline` the answer comes at once on the asking
+  // thread instead (for measurements that leave the queue hop out).
+  NotificationSettings notification_settings;
+  bool notification_settings_inline = false;
+  std::size_t notification_settings_requests = 0;
+  // Settings with which a user sees the app's notifications.
+  static NotificationSettings AllowedNotificationSettings() { return {2, 2, 2, 1}; }
+
   std::optional<std::string> bundleIdentifier() override { return bundle_identifier; }
   std::optional<Json> infoValue(const std::string& key) override;
   std::optional<std::string> bundleResourcePath(const std::string& name, const std::string& type) override;
@@ -74,6 +96,9 @@ struct SimApplication : HostApplication {
   // Null while `has_shared_application` is false.
   std::shared_ptr<HostObject> applicationObject() override;
   std::vector<std::shared_ptr<Window>> windows() override;
+  void getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) override;
+  // The label of the queue the settings are answered on.
+  static constexpr const char* kNotificationSettingsQueueLabel = "notification-settings.call-out";
 
   // The user interface (sim_ui.cc). The runtime holds UIKit's classes (see
   // DefineSimUIKitClasses); a test defines the app's own classes in it.
@@ -109,6 +134,12 @@ struct SimApplication : HostApplication {
   std::size_t dispatchedEvents() const;
 
  private:
+  friend class SimPlatform;
+  friend void DefineSimUIKitClasses(HostRuntime& runtime);
+  void RegisterForRemoteNotifications();
+
+  SimPlatform* platform_ = nullptr;  // the host this application belongs to
+  std::shared_ptr<DispatchQueue> settings_queue_;
   std::shared_ptr<HostRuntime> runtime_;
   std::shared_ptr<SimApplicationObject> application_object_;
   std::vector<std::shared_ptr<SimWindow>> windows_;

@@ -42,6 +42,15 @@ void DefineSimUIKitClasses(HostRuntime& runtime) {
     ++app.dispatched_events_;
     return std::any();
   }));
+  application->addMethod("isRegisteredForRemoteNotifications",
+                         On<SimApplicationObject>([](SimApplicationObject& app, const HostArgs&) {
+                           return std::any(app.app_->registered_for_remote_notifications);
+                         }));
+  application->addMethod("registerForRemoteNotifications",
+                         On<SimApplicationObject>([](SimApplicationObject& app, const HostArgs&) {
+                           app.app_->RegisterForRemoteNotifications();
+                           return std::any();
+                         }));
 
   auto view_controller = runtime.defineClass("UIViewController", responder);
   view_controller->addMethod("viewWillAppear:", MakeImp(NoOp));
@@ -141,7 +150,7 @@ void SimWindow::setRootViewController(std::shared_ptr<SimViewController> root) {
 
 SimApplication::SimApplication() : runtime_(std::make_shared<HostRuntime>()) {
   DefineSimUIKitClasses(*runtime_);
-  application_object_ = std::make_shared<SimApplicationObject>(runtime_->lookUpClass("UIApplication"));
+  application_object_ = std::make_shared<SimApplicationObject>(runtime_->lookUpClass("UIApplication"), this);
   DefineSimUserNotificationsClasses(*runtime_, application_object_);
 }
 
@@ -229,5 +238,31 @@ std::shared_ptr<HostObject> SimApplication::delegate() {
 }
 
 std::size_t SimApplication::dispatchedEvents() const { return application_object_->dispatchedEvents(); }
+
+void SimApplication::RegisterForRemoteNotifications() {
+  ++remote_notification_registrations;
+  if (!device_token || !platform_) return;
+  // The system answers later, on the main queue, with the token as it was
+  // when the app asked.
+  platform_->mainQueue()->async([this, token = *device_token] {
+    registered_for_remote_notifications = true;
+    auto app_delegate = delegate();
+    const char* selector = "application:didRegisterForRemoteNotificationsWithDeviceToken:";
+    if (!app_delegate || !app_delegate->respondsToSelector(selector)) return;
+    app_delegate->send(selector, {std::static_pointer_cast<HostObject>(application_object_), token});
+  });
+}
+
+void SimApplication::getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) {
+  ++notification_settings_requests;
+  if (!completion) return;
+  NotificationSettings settings = notification_settings;
+  if (notification_settings_inline || !platform_) {
+    completion(settings);
+    return;
+  }
+  if (!settings_queue_) settings_queue_ = platform_->createSerialQueue(kNotificationSettingsQueueLabel);
+  settings_queue_->async([completion = std::move(completion), settings] { completion(settings); });
+}
 
 }  // namespace tessarin::platform::sim

@@ -21,12 +21,15 @@
 namespace tessarin::platform::sim {
 
 class SimWindow;
+struct SimApplication;
 
 // Defines the platform classes the simulated host uses, with the base
 // implementations of the messages the SDK intercepts:
 //   NSObject
 //     UIResponder
-//       UIApplication          setDelegate:, delegate, sendEvent:
+//       UIApplication          setDelegate:, delegate, sendEvent:,
+//                              isRegisteredForRemoteNotifications,
+//                              registerForRemoteNotifications
 //       UIViewController       viewWillAppear:, viewDidAppear:,
 //                              viewWillDisappear:, viewDidDisappear:
 //         UINavigationController, UITabBarController, UIAlertController,
@@ -124,15 +127,18 @@ class SimWindow : public Window {
 
 // The shared application object. Its delegate lives in the instance
 // variable "_delegate", kept strongly as the application's entry point
-// keeps the delegate it made.
+// keeps the delegate it made. It answers for the scripted application that
+// made it, and is valid only as long as that application is.
 class SimApplicationObject : public HostObject {
  public:
-  using HostObject::HostObject;
+  SimApplicationObject(std::shared_ptr<HostClass> cls, SimApplication* app)
+      : HostObject(std::move(cls)), app_(app) {}
   // Events the base "sendEvent:" dispatched.
   std::size_t dispatchedEvents() const { return dispatched_events_; }
 
  private:
   friend void DefineSimUIKitClasses(HostRuntime& runtime);
+  SimApplication* app_;
   std::size_t dispatched_events_ = 0;
 };
 
