@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
 #include "tessarin/tessarin.h"
 #include "util/di.h"
@@ -17,12 +18,20 @@ namespace {
 using platform::sim::SimApplication;
 using platform::sim::SimPlatform;
 
+constexpr const char* kTokenSelector = "application:didRegisterForRemoteNotificationsWithDeviceToken:";
+
 struct PushHost {
   PushHost() {
     sim->app().notification_settings = SimApplication::AllowedNotificationSettings();
     sim->app().notification_settings_inline = true;
     sim->app().registered_for_remote_notifications = true;
+    // The app's delegate receives tokens; the SDK intercepts that method
+    // (swizzling is on: the Info values do not switch it off).
+    auto delegate_class = platform::sim::DefineAppClass(
+        sim->app().runtime(), "BenchAppDelegate",
+        {{kTokenSelector, platform::MakeImp([](platform::HostObject&, const platform::HostArgs&) { return std::any(); })}});
     facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+    sim->app().setDelegate(std::make_shared<platform::HostObject>(delegate_class));
     sim->launchApp();
     // Port 9 (discard) is never asked: with no server configuration the
     // queue holds its events.
@@ -44,14 +53,12 @@ struct PushHost {
 // token is new and reported.
 void BM_PushNewAPNsTokenUntilQueued(benchmark::State& state) {
   PushHost host;
-  // Swizzling is on (no switch in the Info values): the interception's call acts.
-  const bool if_swizzling = host.facade->swizzlingEnabled();
   std::string token(32, '\x5a');
   unsigned long long counter = 0;
   for (auto _ : state) {
     ++counter;
     std::memcpy(&token[24], &counter, sizeof counter);
-    host.facade->setAPNSToken(token, if_swizzling);
+    platform::sim::SendToAppDelegate(host.sim->app(), kTokenSelector, {token});
     if (counter % 1000 == 0) {
       state.PauseTiming();
       host.sim->runUntilIdle();  // the queue's own work
@@ -64,11 +71,10 @@ BENCHMARK(BM_PushNewAPNsTokenUntilQueued)->Repetitions(5)->ReportAggregatesOnly(
 // The platform delivers the same token at every launch: nothing to report.
 void BM_PushUnchangedAPNsToken(benchmark::State& state) {
   PushHost host;
-  const bool if_swizzling = host.facade->swizzlingEnabled();
   const std::string token(32, '\x5a');
-  host.facade->setAPNSToken(token, if_swizzling);
+  platform::sim::SendToAppDelegate(host.sim->app(), kTokenSelector, {token});
   host.sim->runUntilIdle();
-  for (auto _ : state) host.facade->setAPNSToken(token, if_swizzling);
+  for (auto _ : state) platform::sim::SendToAppDelegate(host.sim->app(), kTokenSelector, {token});
 }
 BENCHMARK(BM_PushUnchangedAPNsToken)->Repetitions(5)->ReportAggregatesOnly(true);
 

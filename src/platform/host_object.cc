@@ -47,7 +47,13 @@ std::string HostObject::Address() const {
   return address;
 }
 
-std::string HostObject::description() const { return "<" + className() + ": " + Address() + ">"; }
+std::string HostObject::description() const {
+  // Appended piece by piece: GCC 12 warns falsely about a literal prefixed
+  // to a string temporary.
+  std::string text = "<";
+  text.append(className()).append(": ").append(Address()).append(">");
+  return text;
+}
 
 std::any HostObject::send(const std::string& selector, const HostArgs& args) {
   ImpPtr imp = isa_ ? isa_->lookupMethod(selector) : nullptr;
