@@ -11,7 +11,11 @@
 // In the session the user touches the app, sees a home screen, opens a
 // product screen (which the service's "viewConfigs" rule names "Product
 // Detail", so its screen view is reported as that action), adds the product
-// to the cart there, goes back and buys it. The local service answers with a
+// to the cart there, goes back and buys it. Along the way the platform hands
+// the app delegate a push token, a marketer's test link ("tsrdemo://test/all")
+// is opened, and the user opens a push notification of an experience; the
+// SDK intercepts the app's delegates and reports each of them. The local
+// service answers with a
 // data campaign for the demo's own target ("home-banner") and one for each
 // --handle TARGET, and the demo's handlers print each campaign they receive
 // as one line:
@@ -21,6 +25,7 @@
 // "port", "useCDN", ...) and talks to that service instead.
 #include <stdlib.h>
 
+#include <any>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -32,7 +37,9 @@
 #include <string>
 
 #include "core/config.h"
+#include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/user_notifications.h"
 #include "service/local_service.h"
 #include "tessarin/context.h"
 #include "tessarin/items.h"
@@ -111,14 +118,23 @@ bool WaitFor(SimPlatform& sim, const std::function<bool()>& done, double seconds
   }
 }
 
-// Statistics events the service has received.
-std::size_t StatsReceived(LocalService& service) {
+// Events the service has received that carry `key`.
+std::size_t EventsWith(LocalService& service, const char* key) {
   std::size_t count = 0;
   for (const auto& request : service.requests(Endpoint::kEvents)) {
     if (!request.body.is_array()) continue;
-    for (const Json& event : request.body) count += event.contains(".cStat");
+    for (const Json& event : request.body) count += event.contains(key);
   }
   return count;
+}
+
+// A method of the app's own that prints that it ran and answers `result`.
+tessarin::platform::ImpPtr AppMethod(std::string what, std::any result = {}) {
+  return tessarin::platform::MakeImp(
+      [what = std::move(what), result](tessarin::platform::HostObject&, const tessarin::platform::HostArgs&) {
+        std::cout << "app: " << what << "\n";
+        return result;
+      });
 }
 
 std::string TemporaryDirectory() {
@@ -184,6 +200,24 @@ int main(int argc, char** argv) {
   for (const char* name : {"HomeViewController", "ProductViewController"}) {
     sim->app().runtime().defineClass(name, "UIViewController");
   }
+  // The user allows notifications, the app registers for them, and the
+  // platform has a device token to hand to the app delegate.
+  sim->app().notification_settings = tessarin::platform::sim::SimApplication::AllowedNotificationSettings();
+  sim->app().registered_for_remote_notifications = true;
+  sim->app().device_token = std::string("\x5e\x55\x10\x00\xca\xfe\xf0\x0d", 8);
+  // The app's delegates, with their own code; the SDK intercepts them.
+  using tessarin::platform::sim::DefineAppClass;
+  auto& runtime = sim->app().runtime();
+  auto app_delegate_class = DefineAppClass(
+      runtime, "DemoAppDelegate",
+      {{"application:didRegisterForRemoteNotificationsWithDeviceToken:", AppMethod("received its push token")},
+       {"application:openURL:options:", AppMethod("asked to open a URL, not one of its own", false)}});
+  auto notification_delegate_class = DefineAppClass(
+      runtime, "DemoNotificationDelegate",
+      {{"userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:",
+        AppMethod("the user opened a notification")}},
+      "NSObject");
+  if (!client.contains("usePushNotifications")) client["usePushNotifications"] = true;
 
   // The level goes first so the SDK's whole start is visible.
   tessarin::TSRLogger::setLogLevel(options.log_level);
@@ -207,14 +241,27 @@ int main(int argc, char** argv) {
     }
   }
 
-  // A short session: launch, consent and start, an identity and an
-  // attribute; the user touches the app, so its screens become active.
+  // A short session: launch (the app sets its delegates), consent and
+  // start, an identity and an attribute; the user touches the app, so its
+  // screens become active. The app registers for push notifications, and
+  // the platform delivers the device token to its delegate.
+  sim->app().setDelegate(std::make_shared<tessarin::platform::HostObject>(app_delegate_class));
+  // The notification centre holds its delegate weakly; the app keeps it.
+  auto notification_delegate = std::make_shared<tessarin::platform::HostObject>(notification_delegate_class);
+  tessarin::platform::sim::CurrentNotificationCenter(runtime)->send("setDelegate:", {notification_delegate});
   sim->launchApp();
+  sim->app().applicationObject()->send("registerForRemoteNotifications");
   sdk->startWithConfiguration(client);
   sdk->setUserId("demo-user");
   sdk->setUserAttribute("gold", "tier");
   sim->app().sendEvent();
   bool loaded = WaitFor(*sim, [&] { return sdk->isServerConfigLoaded() || sdk->disabled(); }, options.timeout);
+
+  // A marketer's test link: from now on events ask for all test campaigns.
+  tessarin::platform::sim::SendToAppDelegate(sim->app(), "application:openURL:options:",
+                                             {std::string("tsrdemo://test/all"), Json::object()});
+  sim->runUntilIdle();
+  std::cout << "demo: test selection " << sdk->testExperienceId().value_or("(none)") << "\n";
 
   // Home, then the product screen over it: the product is viewed and put
   // in the cart there, so those events carry the product screen's context.
@@ -246,6 +293,12 @@ int main(int argc, char** argv) {
   sim->runUntilIdle();
   sim->advance(12);
 
+  // A push notification of an experience, opened by the user: a click.
+  Json push = {{"aps", {{"alert", "Trail Shoes are back"}}}, {"tsr-eid", "demo-exp-7"}};
+  tessarin::platform::sim::DeliverNotificationResponse(
+      runtime, tessarin::platform::sim::MakeNotificationResponse(
+                   runtime, push, tessarin::platform::kUNNotificationDefaultActionIdentifier));
+
   // Back home, and the purchase.
   sim->app().disappear(product);
   home->dismissPresented();
@@ -267,7 +320,8 @@ int main(int argc, char** argv) {
                                  return q && q->eventQueueCount() == 0 &&
                                         (!service || (sdk->config().stringForKey("__visitorAffinityId") &&
                                                       delivered >= options.handle.size() &&
-                                                      StatsReceived(*service) >= options.handle.size()));
+                                                      EventsWith(*service, ".cStat") >= options.handle.size() + 1 &&
+                                                      EventsWith(*service, "_ptu") >= 1));
                                },
                                options.timeout);
 
