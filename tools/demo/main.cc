@@ -15,10 +15,9 @@
 // the app delegate a push token, a marketer's test link ("tsrdemo://test/all")
 // is opened, and the user opens a push notification of an experience; the
 // SDK intercepts the app's delegates and reports each of them. The local
-// service answers with a
-// data campaign for the demo's own target ("home-banner") and one for each
-// --handle TARGET, and the demo's handlers print each campaign they receive
-// as one line:
+// service answers with a data campaign for the demo's own target
+// ("home-banner") and one for each --handle TARGET, and the demo's handlers
+// print each campaign they receive as one line:
 //   campaign: <target> <the campaign's data as compact JSON>
 // With --config FILE it starts the SDK with that client
 // configuration (a JSON object: "account", "dataset", "domain", "protocol",
