@@ -67,6 +67,13 @@ const T* HostArg(const HostArgs& args, std::size_t index) {
   return std::any_cast<T>(&args[index]);
 }
 
+// The object a message argument or result holds; null for nil or for a
+// value that is not an object.
+inline std::shared_ptr<HostObject> HostObjectFrom(const std::any& value) {
+  auto* object = std::any_cast<std::shared_ptr<HostObject>>(&value);
+  return object ? *object : nullptr;
+}
+
 // What the runtime raises where the reference platform raises a named
 // exception: "NSInvalidArgumentException" for an unrecognised selector,
 // "NSUnknownKeyException" for an undefined key.

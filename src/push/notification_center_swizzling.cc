@@ -27,15 +27,10 @@ const char* const kSetDelegateTag = "-[UNUserNotificationCenter(TessarinPrivate)
 const char* const kSwizzleDelegateTag = "-[UNUserNotificationCenter(TessarinPrivate) tsr_swizzleDelegate:]";
 const char* const kResponseTag = "-[UNUserNotificationCenter(TessarinPrivate) tsr_swizzleDelegate:]_block_invoke";
 
-std::shared_ptr<HostObject> ObjectOf(const std::any& value) {
-  auto* object = std::any_cast<std::shared_ptr<HostObject>>(&value);
-  return object ? *object : nullptr;
-}
-
 // The object a property of `object` holds; null for a nil object or value.
 // An object that lacks the property raises, and the hook's guard logs it.
 std::shared_ptr<HostObject> Property(const std::shared_ptr<HostObject>& object, const char* name) {
-  return object ? ObjectOf(object->send(name)) : nullptr;
+  return object ? platform::HostObjectFrom(object->send(name)) : nullptr;
 }
 
 // What one host's interception shares: the façade it reports to (the
@@ -68,7 +63,7 @@ class CenterInterception : public std::enable_shared_from_this<CenterInterceptio
           TSRSwizzler::afterPrevious([weak](std::any result, HostObject&, const HostArgs& args) {
             TSRUtilitySafety::runWithTag(kResponseTag, [&] {
               auto self = weak.lock();
-              if (self && args.size() > 1) self->HandleResponse(ObjectOf(args[1]));
+              if (self && args.size() > 1) self->HandleResponse(platform::HostObjectFrom(args[1]));
             });
             return result;
           }));
@@ -130,13 +125,13 @@ void tsr_installNotificationCenterHooks(const std::shared_ptr<Tessarin>& facade)
         "setDelegate:", center_class,
         TSRSwizzler::afterPrevious([interception](std::any result, HostObject&, const HostArgs& args) {
           TSRUtilitySafety::runWithTag(kSetDelegateTag, [&] {
-            interception->swizzleDelegate(args.empty() ? nullptr : ObjectOf(args[0]));
+            interception->swizzleDelegate(args.empty() ? nullptr : platform::HostObjectFrom(args[0]));
           });
           return result;
         }));
     // The app may have set its delegate before the façade existed.
     TSRUtilitySafety::runWithTag(kSwizzleDelegateTag, [&] {
-      auto center = ObjectOf(center_class->send("currentNotificationCenter"));
+      auto center = platform::HostObjectFrom(center_class->send("currentNotificationCenter"));
       interception->swizzleDelegate(Property(center, "delegate"));
     });
   });

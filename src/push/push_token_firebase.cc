@@ -37,11 +37,6 @@ const char* const kDelegateTag = "+[TSRPushTokenManager swizzleFIRMessagingDeleg
 const char* const kReceiveTokenSelector = "messaging:didReceiveRegistrationToken:";
 const char* const kRefreshTokenSelector = "messaging:didRefreshRegistrationToken:";
 
-std::shared_ptr<HostObject> ObjectFrom(const std::any& value) {
-  auto* object = std::any_cast<std::shared_ptr<HostObject>>(&value);
-  return object ? *object : nullptr;
-}
-
 // What one host has learnt of Firebase and done to it. Made on the main
 // thread at the first start; the interceptions, which may run on any
 // thread, read the receiving façade and claim delegates under the lock.
@@ -139,7 +134,7 @@ std::shared_ptr<HostObject> TSRPushTokenManager::firMessagingInstance(Platform& 
         kFirebaseHint);
     return nullptr;
   }
-  host->messaging = ObjectFrom(cls->send("messaging"));
+  host->messaging = platform::HostObjectFrom(cls->send("messaging"));
   if (!host->messaging) {
     TSR_LOG_WARN(
         "FIRMessaging class 'messaging' selector returned nil. Maybe Firebase hasn't been configured. Or if you "
@@ -159,7 +154,7 @@ std::shared_ptr<HostObject> TSRPushTokenManager::firInstanceIDInstance(Platform&
     TSR_LOG_DEBUG("FIRInstanceID class does not respond to 'instanceID' selector");
     return nullptr;
   }
-  host->instance_id = ObjectFrom(cls->send("instanceID"));
+  host->instance_id = platform::HostObjectFrom(cls->send("instanceID"));
   if (!host->instance_id) TSR_LOG_DEBUG("FIRInstanceID class 'instanceID' selector returned nil");
   return host->instance_id;
 }
@@ -213,7 +208,7 @@ TSRPushTokenManager::FetchBlock TSRPushTokenManager::tryFetchBlockFCMTokenFromIn
       // the main thread itself.
       FIRInstanceIDResultHandler handler = [weak](std::any result, std::any) {
         auto facade = weak.lock();
-        auto token = fetchFirebaseTokenWithSelector("token", ObjectFrom(result));
+        auto token = fetchFirebaseTokenWithSelector("token", platform::HostObjectFrom(result));
         if (facade && token) facade->setFirebaseToken(*token, std::nullopt);
       };
       instance_id->send("instanceIDWithHandler:", {std::move(handler)});
@@ -254,7 +249,7 @@ void TSRPushTokenManager::setupFirebaseTokenCallbackHooks() {
           "FIRMessaging instance does not respond to 'delegate' selector. If you are using a newer/different "
           "version of Firebase: %@",
           kFirebaseHint);
-    } else if (auto delegate = ObjectFrom(messaging->send("delegate"))) {
+    } else if (auto delegate = platform::HostObjectFrom(messaging->send("delegate"))) {
       // The app usually sets its delegate before the SDK starts.
       validateAndSwizzleFIRMessagingDelegate(platform, delegate);
     }
@@ -280,7 +275,7 @@ void TSRPushTokenManager::swizzleSetFIRMessagingDelegate(Platform& platform,
       "setDelegate:", messaging->cls(),
       TSRSwizzler::afterPrevious([weak_platform, weak_host](std::any result, HostObject&, const HostArgs& args) {
         TSRUtilitySafety::runWithTag(kSetDelegateTag, [&] {
-          auto delegate = args.empty() ? nullptr : ObjectFrom(args[0]);
+          auto delegate = args.empty() ? nullptr : platform::HostObjectFrom(args[0]);
           auto platform = weak_platform.lock();
           auto host = weak_host.lock();
           if (!delegate || !platform || !host || !host->claimFirstDelegate()) return;

@@ -34,11 +34,6 @@ const char* const kReportTag = "-[UIApplication(TSRIdleTracking) reportUserEvent
 
 constexpr double kDefaultTimeOnPageTimeout = 120.0;
 
-std::shared_ptr<HostObject> ObjectArg(const std::any& value) {
-  auto* object = std::any_cast<std::shared_ptr<HostObject>>(&value);
-  return object ? *object : nullptr;
-}
-
 // What one host's interceptions share: the tracking they report to (the
 // newest façade's) and the delegate they took on. The application object
 // keeps it as an associated object, so it lasts as long as the host and
@@ -103,7 +98,7 @@ void InstallInterceptions(const std::shared_ptr<HostClass>& application_class,
         "setDelegate:", application_class,
         TSRSwizzler::afterPrevious([interception](std::any result, HostObject&, const HostArgs& args) {
           TSRUtilitySafety::runWithTag(kSwizzleDelegateTag, [&] {
-            interception->swizzleDelegate(args.empty() ? nullptr : ObjectArg(args[0]));
+            interception->swizzleDelegate(args.empty() ? nullptr : platform::HostObjectFrom(args[0]));
           });
           return result;
         }));
@@ -163,7 +158,7 @@ void TSRIdleTracking::InstallIfNecessary() {
   // before "setDelegate:" was intercepted.
   TSRUtilitySafety::runWithTag(kSwizzleDelegateTag, [&] {
     if (application->respondsToSelector("delegate")) {
-      interception->swizzleDelegate(ObjectArg(application->send("delegate")));
+      interception->swizzleDelegate(platform::HostObjectFrom(application->send("delegate")));
     }
   });
 }

@@ -16,11 +16,6 @@ ImpPtr Getter(std::string ivar) {
   return MakeImp([ivar = std::move(ivar)](HostObject& self, const HostArgs&) { return self.ivar(ivar); });
 }
 
-std::shared_ptr<HostObject> ObjectOf(const std::any& value) {
-  auto* object = std::any_cast<std::shared_ptr<HostObject>>(&value);
-  return object ? *object : nullptr;
-}
-
 std::shared_ptr<HostObject> Make(HostRuntime& runtime, const std::string& className,
                                  std::initializer_list<std::pair<const char*, std::any>> ivars) {
   auto object = std::make_shared<HostObject>(runtime.lookUpClass(className));
@@ -49,7 +44,7 @@ void DefineSimUserNotificationsClasses(HostRuntime& runtime, const std::shared_p
   };
   center->addClassMethod("currentNotificationCenter", MakeImp(current_center));
   center->addMethod("setDelegate:", MakeImp([](HostObject& self, const HostArgs& args) {
-    std::weak_ptr<HostObject> delegate = args.empty() ? nullptr : ObjectOf(args[0]);
+    std::weak_ptr<HostObject> delegate = args.empty() ? nullptr : platform::HostObjectFrom(args[0]);
     self.setIvar("_delegate", delegate);
     return std::any();
   }));
@@ -83,7 +78,7 @@ void DefineSimUserNotificationsClasses(HostRuntime& runtime, const std::shared_p
 std::shared_ptr<HostObject> CurrentNotificationCenter(HostRuntime& runtime) {
   auto center_class = runtime.lookUpClass(kUNUserNotificationCenterClass);
   if (!center_class) return nullptr;
-  return ObjectOf(center_class->send("currentNotificationCenter"));
+  return platform::HostObjectFrom(center_class->send("currentNotificationCenter"));
 }
 
 std::shared_ptr<HostObject> MakeNotificationResponse(HostRuntime& runtime, const Json& userInfo,
@@ -100,7 +95,7 @@ std::shared_ptr<HostObject> MakeNotificationResponse(HostRuntime& runtime, const
 bool DeliverNotificationResponse(HostRuntime& runtime, const std::shared_ptr<HostObject>& response,
                                  std::function<void()> completionHandler) {
   auto center = CurrentNotificationCenter(runtime);
-  auto delegate = center ? ObjectOf(center->send("delegate")) : nullptr;
+  auto delegate = center ? platform::HostObjectFrom(center->send("delegate")) : nullptr;
   if (!delegate || !delegate->respondsToSelector(kDidReceiveNotificationResponseSelector)) return false;
   delegate->send(kDidReceiveNotificationResponseSelector,
                  {std::any(center), std::any(response), std::any(std::move(completionHandler))});
