@@ -230,7 +230,10 @@ void TSRPushTokenManager::enqueuePushTokenUpdateEvent() {
   Json platforms = Json::array();
   for (const auto& [name, entry] : push_tokens_.items()) platforms.push_back(name);
   TSR_LOG_INFO("Push token update event for platforms: %@ ", platforms);
-  if (event_sender_) event_sender_->addEvent(std::move(*event));
+  // A reset drops the façade's queue and the next start makes another;
+  // the update goes to the queue in use, never to a dropped one.
+  std::shared_ptr<EventQueue> queue = facade->eventSender() ? facade->eventSender() : event_sender_;
+  if (queue) queue->addEvent(std::move(*event));
   removePreviousTokens();
 }
 

@@ -68,6 +68,19 @@ TEST_F(PushTokenManagerTest, ChangedTokensAreReportedOnceAndTheReplacedOneRidesA
   EXPECT_EQ(env->queue->events.back().value("userId", ""), "user-7");
 }
 
+TEST_F(PushTokenManagerTest, AfterAResetTheUpdateGoesToTheNewQueue) {
+  Make();
+  Start();
+  auto dropped = env->queue;
+  facade->reset();
+  sim->runUntilIdle();
+  Start();
+  ASSERT_NE(env->queue, dropped);
+  DeliverAPNs(kTokenA);
+  EXPECT_EQ(Reports(), std::vector<std::string>{R"({"APNS_SANDBOX":{"token":"0102abcd"}})"});
+  for (const Json& event : dropped->events) EXPECT_NE(event.value(".se", ""), "ptu");
+}
+
 TEST_F(PushTokenManagerTest, SettingsDecideWhetherATokenIsKeptAndTheAnswerComesLater) {
   struct Case {
     platform::NotificationSettings settings;
