@@ -161,19 +161,35 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
 
  private:
   void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
-  void ViewItemOnMain(const Json& item, const std::string& itemAction, const std::optional<std::string>& actionName);
+  void ViewItemOnMain(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
   void Warn() { ++promote_warnings_; }
   // Whether stringifyItemToJson would succeed, without writing the text.
   static bool Stringifiable(const Json& item);
+  // Sends the pending ping and forgets its item, then says whether `item`
+  // may become the pingable one. Logs and counts what condensing it and
+  // writing the result would, but builds nothing: a view's condensed item
+  // is rarely pinged before the next view replaces it. A view has already
+  // checked the item's required fields (`requiredFieldsChecked`).
+  bool ReplacePingableItem(const Json& item, bool requiredFieldsChecked);
+  // Keeps an item ReplacePingableItem accepted and times its ping.
+  void KeepPingableItem(Json item);
+  enum class Condensable { kRefused, kUnwritable, kWritable };
+  // sparsifyItem's checks and log lines, without building the result, and
+  // whether that result could be written.
+  Condensable CheckCondensable(const Json& item, bool requiredFieldsChecked);
+  // sparsifyItem's result for an item CheckCondensable did not refuse,
+  // built silently.
+  static Json CondenseCheckedItem(const Json& item);
 
   bool active_ = false;
   std::vector<std::uint64_t> observers_;
   double ping_max_delay_ = 0;
   double ping_view_time_start_ = 0;
   std::shared_ptr<platform::Timer> ping_timer_;
-  // Kept as JSON and written out only when a ping goes: most views are
-  // followed by another view long before their ping is due.
-  std::optional<Json> current_view_item_pingable_sparse_;
+  // The viewed item in full, already checked. Condensed and written out
+  // only when a ping goes: most views are followed by another view long
+  // before their ping is due.
+  std::optional<Json> current_view_item_pingable_;
   std::int64_t promote_warnings_ = 0;
   std::string identifier_;
 

@@ -182,31 +182,36 @@ void TSRContext::sendViewAction() {
 // --- Time-on-page pings ---
 
 void TSRContext::setCurrentViewItemPingable(const Json& item) {
-  if (current_view_item_pingable_sparse_) sendAndClearPing();
-  current_view_item_pingable_sparse_.reset();
-  if (!item.is_null()) {
-    if (auto sparse = sparsifyItem(item)) {
-      // A condensed item that cannot become text is refused now, with the
-      // writer's own log line, as if it had been written.
-      if (Stringifiable(*sparse)) {
-        current_view_item_pingable_sparse_ = std::move(*sparse);
-      } else {
-        stringifyItemToJson(&*sparse);
-      }
-    }
-  }
-  if (current_view_item_pingable_sparse_) restartOrClearPingTimer();
+  if (ReplacePingableItem(item, false)) KeepPingableItem(item);
+}
+
+bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
+  if (current_view_item_pingable_) sendAndClearPing();
+  current_view_item_pingable_.reset();
+  if (item.is_null()) return false;
+  Condensable condensable = CheckCondensable(item, requiredFieldsChecked);
+  if (condensable != Condensable::kUnwritable) return condensable == Condensable::kWritable;
+  // A condensed item that cannot become text is refused now, with the
+  // writer's own log line, as if it had been written.
+  Json condensed = CondenseCheckedItem(item);
+  stringifyItemToJson(&condensed);
+  return false;
+}
+
+void TSRContext::KeepPingableItem(Json item) {
+  current_view_item_pingable_ = std::move(item);
+  restartOrClearPingTimer();
 }
 
 std::optional<std::string> TSRContext::currentViewItemPingableSparseJson() const {
-  if (!current_view_item_pingable_sparse_) return std::nullopt;
-  return CompactJsonText(*current_view_item_pingable_sparse_);
+  if (!current_view_item_pingable_) return std::nullopt;
+  return CompactJsonText(CondenseCheckedItem(*current_view_item_pingable_));
 }
 
 void TSRContext::restartOrClearPingTimer() {
   auto facade = Facade();
   double interval = 0;
-  bool conditions = facade && active_ && current_view_item_pingable_sparse_ && AppIsActive() && !UserIsIdle();
+  bool conditions = facade && active_ && current_view_item_pingable_ && AppIsActive() && !UserIsIdle();
   if (conditions) interval = facade->config().doubleForKey("timeOnPageTimeout").value_or(120.0);
   if (!conditions || !(interval > 0)) {
     ping_view_time_start_ = 0;
@@ -232,19 +237,20 @@ void TSRContext::setPingTimer(std::shared_ptr<platform::Timer> timer) {
 }
 
 void TSRContext::sendAndClearPing() {
-  if (ping_view_time_start_ != 0 && current_view_item_pingable_sparse_) {
+  if (ping_view_time_start_ != 0 && current_view_item_pingable_) {
     double elapsed = platform_->now(platform::Clock::kWall) - ping_view_time_start_;
     // A late timer or a long stop must not report more than one interval.
     if (auto facade = Facade()) {
-      // The ping carries the item's text, checked writable when the item
-      // was kept. A ping with no time on the page is refused by the façade,
-      // whose log line prints the object as that same text, so the text is
-      // written only for a ping that can go.
+      // The ping carries the condensed item's text, checked writable when
+      // the item was kept. A ping with no time on the page is refused by
+      // the façade with a warning that prints the condensed item, so the
+      // item is condensed for it only when that warning prints.
       double time_on_page = std::min(elapsed, ping_max_delay_);
       if (time_on_page > 0) {
-        facade->sendPingForItem(Json(CompactJsonText(*current_view_item_pingable_sparse_)), time_on_page);
-      } else {
-        facade->sendPingForItem(*current_view_item_pingable_sparse_, time_on_page);
+        facade->sendPingForItem(Json(CompactJsonText(CondenseCheckedItem(*current_view_item_pingable_))),
+                                time_on_page);
+      } else if (TSRLogger::enabled(TSRLogLevelWarn)) {
+        facade->sendPingForItem(CondenseCheckedItem(*current_view_item_pingable_), time_on_page);
       }
     }
   }

@@ -68,20 +68,24 @@ void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(
       *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
-      [self, item = std::move(item), itemAction, actionName] {
+      [self, item = std::move(item), itemAction, actionName]() mutable {
         if (self->FacadeDisabled()) return;
-        self->ViewItemOnMain(item, itemAction, actionName);
+        // Runs once: the item is handed over rather than copied.
+        self->ViewItemOnMain(std::move(item), itemAction, actionName);
       });
 }
 
-void TSRContext::ViewItemOnMain(const Json& item, const std::string& itemAction,
+void TSRContext::ViewItemOnMain(Json item, const std::string& itemAction,
                                 const std::optional<std::string>& actionName) {
   if (item.is_null() || !hasRequiredStringFields(item)) {
     setCurrentViewItemPingable(nullptr);
     return;
   }
   logUnknownItemFields(item);
-  setCurrentViewItemPingable(item);
+  // The previous item's ping goes first; this item is kept for its own
+  // ping only once its view event's text is written, so that it can be
+  // moved rather than copied.
+  bool pingable = ReplacePingableItem(item, true);
   // The view event carries the full item; only pings carry the condensed
   // one. Copied only when there is something to strip.
   auto empty_array = [&item](const char* key) {
@@ -95,6 +99,7 @@ void TSRContext::ViewItemOnMain(const Json& item, const std::string& itemAction,
   } else {
     text = stringifyItemToJson(&item);
   }
+  if (pingable) KeepPingableItem(std::move(item));
   if (text && !text->empty()) trackItemFields(Json{{TSREvent_item, std::move(*text)}}, itemAction, actionName);
 }
 

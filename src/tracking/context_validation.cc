@@ -4,6 +4,7 @@
 // complained.
 #include <cmath>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/log.h"
@@ -23,6 +24,18 @@ struct FieldTables {
   std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
   // Which of sparse_item hold nested items ("categories", "tags").
   std::vector<bool> sparse_item_nested{false, false, false, false, true, true, false};
+  // The lists of nested items an item may hold, in the order they are
+  // checked, and which fields their condensed elements keep.
+  struct NestedList {
+    std::string list;
+    std::string element;
+    // A tag's unknown fields are reported from its full form, a
+    // category's from its condensed one.
+    bool full_form_fields;
+    const std::vector<std::string>& kept;
+  };
+  std::vector<NestedList> nested_lists{{"categories", "category", false, required_item},
+                                       {"tags", "tag", true, required_tag}};
   TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
                                    "published", "expiration"};
   TSRFieldSet known_categorized_item;
@@ -34,6 +47,11 @@ struct FieldTables {
   TSRFieldSet known_line_item{"item", "quantity"};
   TSRFieldSet known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
 
+  // Per known type, which of sparse_item it knows: the condensed item's
+  // unknown fields are found without hashing on every view.
+  std::vector<bool> sparse_known_product, sparse_known_article, sparse_known_blog, sparse_known_category,
+      sparse_known_tag;
+
   FieldTables() {
     known_categorized_item = With(known_item, {"categories"});
     known_blog = With(known_categorized_item, {"modifiedDate", "subtitle"});
@@ -42,6 +60,17 @@ struct FieldTables {
                                                   "inventoryCount", "alternateId", "isProduct"});
     known_category = With(known_item, {"isDepartment"});
     known_tag = With(known_item, {"tagType"});
+    sparse_known_product = SparseKnown(known_product);
+    sparse_known_article = SparseKnown(known_article);
+    sparse_known_blog = SparseKnown(known_blog);
+    sparse_known_category = SparseKnown(known_category);
+    sparse_known_tag = SparseKnown(known_tag);
+  }
+
+  std::vector<bool> SparseKnown(const TSRFieldSet& known) const {
+    std::vector<bool> flags;
+    for (const std::string& name : sparse_item) flags.push_back(known.count(name) > 0);
+    return flags;
   }
 
   static TSRFieldSet With(TSRFieldSet base, std::initializer_list<const char*> more) {
@@ -56,9 +85,34 @@ const FieldTables& Tables() {
   return tables;
 }
 
-std::string TypeValue(const Json& item) {
+// A view into the item's own text; empty when the type is missing or not
+// text.
+std::string_view TypeValue(const Json& item) {
   auto type = item.find("type");
-  return type != item.end() && type->is_string() ? type->get<std::string>() : std::string();
+  return type != item.end() && type->is_string() ? std::string_view(type->get_ref<const std::string&>())
+                                                 : std::string_view();
+}
+
+// The fields a known type of item may carry; null for a type not known.
+const TSRFieldSet* KnownFieldsForType(std::string_view type) {
+  const FieldTables& tables = Tables();
+  if (type == "p") return &tables.known_product;
+  if (type == "a") return &tables.known_article;
+  if (type == "b") return &tables.known_blog;
+  if (type == "c") return &tables.known_category;
+  if (type == "t") return &tables.known_tag;
+  return nullptr;
+}
+
+// Which of sparse_item a known type knows; null for a type not known.
+const std::vector<bool>* SparseKnownForType(std::string_view type) {
+  const FieldTables& tables = Tables();
+  if (type == "p") return &tables.sparse_known_product;
+  if (type == "a") return &tables.sparse_known_article;
+  if (type == "b") return &tables.sparse_known_blog;
+  if (type == "c") return &tables.sparse_known_category;
+  if (type == "t") return &tables.sparse_known_tag;
+  return nullptr;
 }
 
 LogArg TypeArg(const Json& item) {
@@ -107,26 +161,14 @@ bool TSRContext::hasRequiredStringFields(const Json& item) {
 
 void TSRContext::logUnknownItemFields(const Json& item) {
   if (!item.is_object()) return;
-  std::string type = TypeValue(item);
-  const FieldTables& tables = Tables();
-  const TSRFieldSet* known = nullptr;
-  if (type == "p") {
-    known = &tables.known_product;
-  } else if (type == "a") {
-    known = &tables.known_article;
-  } else if (type == "b") {
-    known = &tables.known_blog;
-  } else if (type == "c") {
-    known = &tables.known_category;
-  } else if (type == "t") {
-    known = &tables.known_tag;
-  }
+  std::string_view type = TypeValue(item);
+  const TSRFieldSet* known = KnownFieldsForType(type);
   if (!known) {
     Warn();
     TSR_LOG_WARN("Context: Unknown item type [%@]", TypeArg(item));
     return;
   }
-  logUnknownFields(item, type, *known);
+  logUnknownFields(item, std::string(type), *known);
 }
 
 void TSRContext::logUnknownFields(const Json& object, const std::string& objectName,
@@ -273,6 +315,87 @@ std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
   }
   logUnknownItemFields(sparse);
   return sparse;
+}
+
+// The two below follow sparsifyItem step by step; the item view relies
+// on them logging, counting and condensing exactly as it does.
+
+TSRContext::Condensable TSRContext::CheckCondensable(const Json& item, bool requiredFieldsChecked) {
+  if (!item.is_object()) return Condensable::kRefused;
+  // The condensed item carries the item's own "_id", "type" and "tagType",
+  // so the item's required fields are the condensed item's.
+  if (!requiredFieldsChecked && !hasRequiredStringFields(item)) return Condensable::kRefused;
+  const FieldTables& tables = Tables();
+  // Whether the strict writer would take the condensed item, gathered along
+  // the way: it is refused only after every check has logged.
+  bool writable = true;
+  for (const FieldTables::NestedList& nested : tables.nested_lists) {
+    auto list = item.find(nested.list);
+    if (list == item.end()) continue;
+    if (isWrongKindOfClass(&*list, nested.list, JsonKind::kArray) || !list->is_array()) {
+      return Condensable::kRefused;
+    }
+    for (const Json& element : *list) {
+      if (isWrongKindOfClass(&element, nested.element, JsonKind::kDictionary) || !element.is_object()) {
+        return Condensable::kRefused;
+      }
+      if (!hasRequiredStringFields(element)) return Condensable::kRefused;
+      if (nested.full_form_fields) {
+        logUnknownItemFields(element);
+      } else if (!KnownFieldsForType(TypeValue(element))) {
+        // A condensed category holds only "_id" and "type", which every
+        // known type accepts: only an unknown type is reported.
+        Warn();
+        TSR_LOG_WARN("Context: Unknown item type [%@]", TypeArg(element));
+      }
+      for (const std::string& field : nested.kept) {
+        auto kept = element.find(field);
+        if (kept != element.end()) writable = writable && Writable(*kept);
+      }
+    }
+  }
+  std::string_view type = TypeValue(item);
+  const std::vector<bool>* known = SparseKnownForType(type);
+  if (!known) {
+    Warn();
+    TSR_LOG_WARN("Context: Unknown item type [%@]", TypeArg(item));
+  }
+  // The condensed item's keys, in its order; empty lists are left out, and
+  // lists were looked at above.
+  for (std::size_t i = 0; i < tables.sparse_item.size(); ++i) {
+    const std::string& name = tables.sparse_item[i];
+    auto value = item.find(name);
+    if (value == item.end()) continue;
+    bool nested = tables.sparse_item_nested[i];
+    if (nested && value->empty()) continue;
+    if (known && !(*known)[i]) {
+      Warn();
+      TSR_LOG_WARN("Context: Unknown field [%@] for [%@]", name, type);
+    }
+    if (!nested) writable = writable && Writable(*value);
+  }
+  return writable ? Condensable::kWritable : Condensable::kUnwritable;
+}
+
+Json TSRContext::CondenseCheckedItem(const Json& item) {
+  const FieldTables& tables = Tables();
+  Json condensed = Json::object();
+  condensed.get_ref<Json::object_t&>().reserve(tables.sparse_item.size());
+  for (std::size_t i = 0; i < tables.sparse_item.size(); ++i) {
+    const std::string& name = tables.sparse_item[i];
+    auto value = item.find(name);
+    if (value == item.end()) continue;
+    if (!tables.sparse_item_nested[i] || !value->is_array()) {
+      condensed[name] = *value;
+      continue;
+    }
+    if (value->empty()) continue;
+    Json reduced = Json::array();
+    const std::vector<std::string>& kept = name == "tags" ? tables.required_tag : tables.required_item;
+    for (const Json& element : *value) reduced.push_back(pickFields(element, kept));
+    condensed[name] = std::move(reduced);
+  }
+  return condensed;
 }
 
 std::optional<Json> TSRContext::sparsifyLineItem(const Json& lineItem) {
