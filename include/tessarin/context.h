@@ -163,8 +163,6 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
   void ViewItemOnMain(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
   void Warn() { ++promote_warnings_; }
-  // Whether stringifyItemToJson would succeed, without writing the text.
-  static bool Stringifiable(const Json& item);
   // Sends the pending ping and forgets its item, then says whether `item`
   // may become the pingable one. Logs and counts what condensing it and
   // writing the result would, but builds nothing: a view's condensed item

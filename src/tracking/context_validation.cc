@@ -235,12 +235,6 @@ bool Writable(const Json& value) {
 
 }  // namespace
 
-bool TSRContext::Stringifiable(const Json& item) {
-  // Exactly what stringifyItemToJson refuses: not a dictionary, not valid
-  // JSON, or text that is not UTF-8 (which the strict writer throws on).
-  return item.is_object() && Writable(item);
-}
-
 Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {
   Json picked = Json::object();
   if (!dictionary.is_object()) return picked;
