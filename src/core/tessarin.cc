@@ -16,6 +16,7 @@
 #include "transport/events_util.h"
 #include "util/device_util.h"
 #include "util/dictionary_util.h"
+#include "util/json_dispose.h"
 #include "util/json_util.h"
 #include "util/networking.h"
 #include "platform/http_transport.h"
@@ -602,14 +603,19 @@ void Tessarin::sendAction(const std::string& action, const std::string& contextI
   TSR_LOG_DEBUG("Action: [%@] contextId [%@]", action, contextId);
   auto event = buildFullEventParams();
   if (!event) return;
-  (*event)[TSREvent_action] = action;
-  (*event)[TSREvent_contextId] = contextId;
+  // The base record never holds these two: appended, not looked up.
+  auto& fields = event->get_ref<Json::object_t&>();
+  fields.emplace_back(TSREvent_action, action);
+  fields.emplace_back(TSREvent_contextId, contextId);
   // Pending attributes ride on this event and are then forgotten.
-  for (auto& [name, value] : attributes_.items()) (*event)[name] = value;
-  attributes_ = Json::object();
+  if (!attributes_.empty()) {
+    for (auto& [name, value] : attributes_.items()) (*event)[name] = value;
+    attributes_ = Json::object();
+  }
   // The caller's fields come last, so they override everything before them.
   if (additionalFields.is_object()) {
-    for (auto& [key, value] : additionalFields.items()) (*event)[key] = std::move(value);
+    for (auto& [key, value] : additionalFields.get_ref<Json::object_t&>()) (*event)[key] = std::move(value);
+    DisposeJson(additionalFields);
   }
   if (event_sender_) event_sender_->addEvent(std::move(*event));
 }

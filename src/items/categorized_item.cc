@@ -40,6 +40,7 @@ void TSRCategorizedItem::mergeCategorizedItemFieldsFromJSONDictionary(const Json
 void TSRCategorizedItem::writeJSON(Json& json) const {
   TSRItem::writeJSON(json);
   Json categoriesJson = Json::array();
+  categoriesJson.get_ref<Json::array_t&>().reserve(categories.size());
   for (const auto& element : categories) {
     auto category = std::dynamic_pointer_cast<TSRCategory>(element);
     if (!category) {
@@ -49,7 +50,7 @@ void TSRCategorizedItem::writeJSON(Json& json) const {
     }
     categoriesJson.push_back(category->toJSONDictionary());
   }
-  if (!categoriesJson.empty()) json[TSRItem_categories] = std::move(categoriesJson);
+  if (!categoriesJson.empty()) items::PutValue(json, TSRItem_categories, std::move(categoriesJson));
 }
 
 }  // namespace tessarin

@@ -33,7 +33,7 @@ bool TSRCategory::readJSON(const Json& json) {
 
 void TSRCategory::writeJSON(Json& json) const {
   TSRItem::writeJSON(json);
-  json[TSRItem_isDepartment] = isDepartment;
+  items::PutValue(json, TSRItem_isDepartment, isDepartment);
 }
 
 }  // namespace tessarin

@@ -12,6 +12,7 @@ using items::FieldOfKind;
 using items::NumberField;
 using items::PutDate;
 using items::PutNumber;
+using items::PutValue;
 using items::PutString;
 using items::StringField;
 
@@ -116,7 +117,7 @@ Json TSRItem::toJSONDictionary() const {
 
 void TSRItem::writeJSON(Json& json) const {
   PutString(json, TSRItem_tsrId, tsrId);
-  if (const char* code = typeCode()) json[TSRItem_type] = code;
+  if (const char* code = typeCode()) PutValue(json, TSRItem_type, code);
   PutString(json, TSRItem_name, name);
   PutString(json, TSRItem_tsrDescription, tsrDescription);
   PutString(json, TSRItem_url, url);
@@ -124,7 +125,7 @@ void TSRItem::writeJSON(Json& json) const {
   PutDate(json, TSRItem_published, published);
   PutDate(json, TSRItem_expiration, expiration);
 
-  Json tagsJson = Json::array();
+  Json tagsJson;
   for (const auto& element : tags) {
     auto tag = std::dynamic_pointer_cast<TSRTag>(element);
     if (!tag) {
@@ -134,15 +135,17 @@ void TSRItem::writeJSON(Json& json) const {
     }
     tagsJson.push_back(tag->toJSONDictionary());
   }
-  if (!tagsJson.empty()) json[TSRItem_tags] = std::move(tagsJson);
+  if (!tagsJson.empty()) PutValue(json, TSRItem_tags, std::move(tagsJson));
 
   if (promotionState == TSRPromotionState_prioritized) {
-    json[TSRItem_promotionState] = TSRPromotionStateString_prioritized;
+    PutValue(json, TSRItem_promotionState, TSRPromotionStateString_prioritized);
   } else if (promotionState == TSRPromotionState_excluded) {
-    json[TSRItem_promotionState] = TSRPromotionStateString_excluded;
+    PutValue(json, TSRItem_promotionState, TSRPromotionStateString_excluded);
   }
   if (location) {
-    if (std::optional<Json> locationJson = location->toJSONDictionary()) json[TSRItem_location] = *locationJson;
+    if (std::optional<Json> locationJson = location->toJSONDictionary()) {
+      PutValue(json, TSRItem_location, std::move(*locationJson));
+    }
   }
   PutNumber(json, TSRItem_rating, rating);
   PutNumber(json, TSRItem_numRatings, numRatings);

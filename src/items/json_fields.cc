@@ -1,5 +1,6 @@
 #include "items/json_fields.h"
 
+#include <cassert>
 #include <cmath>
 
 #include "util/date_time_util.h"
@@ -50,16 +51,22 @@ Json NumberJson(double value) {
 
 Json DateJson(double seconds) { return Json(TSRUtilityDateTime::epochMillisFromDate(seconds)); }
 
+void PutValue(Json& json, const char* key, Json value) {
+  auto& fields = json.get_ref<Json::object_t&>();
+  assert(fields.find(key) == fields.end());
+  fields.emplace_back(key, std::move(value));
+}
+
 void PutString(Json& json, const char* key, const std::optional<std::string>& value) {
-  if (value) json[key] = *value;
+  if (value) PutValue(json, key, Json(*value));
 }
 
 void PutNumber(Json& json, const char* key, const std::optional<double>& value) {
-  if (value) json[key] = NumberJson(*value);
+  if (value) PutValue(json, key, NumberJson(*value));
 }
 
 void PutDate(Json& json, const char* key, const std::optional<double>& seconds) {
-  if (seconds) json[key] = DateJson(*seconds);
+  if (seconds) PutValue(json, key, DateJson(*seconds));
 }
 
 }  // namespace tessarin::items

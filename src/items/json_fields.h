@@ -28,6 +28,10 @@ Json NumberJson(double value);
 // Seconds since 1970 as whole milliseconds since 1970.
 Json DateJson(double seconds);
 
+// The writers below add a field to an object that does not hold `key` yet,
+// as an object being built from a catalog object's own fields never does.
+// They append without looking the key up: items are written on every view.
+void PutValue(Json& json, const char* key, Json value);
 void PutString(Json& json, const char* key, const std::optional<std::string>& value);
 void PutNumber(Json& json, const char* key, const std::optional<double>& value);
 void PutDate(Json& json, const char* key, const std::optional<double>& seconds);

@@ -2,6 +2,7 @@
 #include <array>
 
 #include "core/log.h"
+#include "items/json_fields.h"
 #include "tessarin/items.h"
 
 namespace tessarin {
@@ -66,7 +67,7 @@ bool TSRTag::readJSON(const Json& json) {
 
 void TSRTag::writeJSON(Json& json) const {
   TSRItem::writeJSON(json);
-  if (const char* type = tagTypeString(tagType)) json[TSRItem_tagType] = type;
+  if (const char* type = tagTypeString(tagType)) items::PutValue(json, TSRItem_tagType, type);
 }
 
 }  // namespace tessarin

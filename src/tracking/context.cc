@@ -11,6 +11,7 @@
 #include "tessarin/tessarin.h"
 #include "util/di.h"
 #include "util/host_app.h"
+#include "util/json_dispose.h"
 #include "util/json_writer.h"
 #include "util/safety.h"
 #include "util/timing_util.h"
@@ -186,8 +187,12 @@ void TSRContext::setCurrentViewItemPingable(const Json& item) {
 }
 
 bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
-  if (current_view_item_pingable_) sendAndClearPing();
-  current_view_item_pingable_.reset();
+  if (current_view_item_pingable_) {
+    sendAndClearPing();
+    // Freed on every item view, so freed the cheap way.
+    DisposeJson(*current_view_item_pingable_);
+    current_view_item_pingable_.reset();
+  }
   if (item.is_null()) return false;
   Condensable condensable = CheckCondensable(item, requiredFieldsChecked);
   if (condensable != Condensable::kUnwritable) return condensable == Condensable::kWritable;

@@ -100,7 +100,10 @@ void TSRContext::ViewItemOnMain(Json item, const std::string& itemAction,
     text = stringifyItemToJson(&item);
   }
   if (pingable) KeepPingableItem(std::move(item));
-  if (text && !text->empty()) trackItemFields(Json{{TSREvent_item, std::move(*text)}}, itemAction, actionName);
+  if (!text || text->empty()) return;
+  Json fields = Json::object();
+  fields.get_ref<Json::object_t&>().emplace_back(TSREvent_item, std::move(*text));
+  trackItemFields(std::move(fields), itemAction, actionName);
 }
 
 void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& itemAction,

@@ -20,38 +20,42 @@ std::optional<Json> TSRUtilityEvents::buildBaseParams(Tessarin& facade) {
   }
   TSRUtilityDI& environment = facade.environment();
   Json event = Json::object();
+  auto& fields = event.get_ref<Json::object_t&>();
   // Room for the base keys and the few an action adds, so the record is
   // not moved while it grows.
-  event.get_ref<Json::object_t&>().reserve(20);
-  event[TSREvent_mobileBeaconVersion] = kTessarinSDKVersion;
+  fields.reserve(20);
+  // Every key below is new to the record: appended, not looked up, as
+  // this runs for every event.
+  auto put = [&fields](const char* key, Json value) { fields.emplace_back(key, std::move(value)); };
+  put(TSREvent_mobileBeaconVersion, kTessarinSDKVersion);
 
   auto anon_id = TSRUtilityDevice::identifierForVendor(environment);
   if (!anon_id) {
     TSR_LOG_ERROR("Cannot build event, no anonId");
     return std::nullopt;
   }
-  event[TSREvent_anonId] = *anon_id;
+  put(TSREvent_anonId, std::move(*anon_id));
   if (auto affinity = facade.config().stringForKey("__visitorAffinityId")) {
-    event[TSREvent_anonAffinityId] = *affinity;
+    put(TSREvent_anonAffinityId, std::move(*affinity));
   }
 
   if (auto user = facade.userId()) {
-    event[TSREvent_userId] = *user;
+    put(TSREvent_userId, std::move(*user));
   } else {
-    event[TSREvent_anon] = "true";  // a string, as the service expects
+    put(TSREvent_anon, "true");  // a string, as the service expects
   }
-  if (auto account = facade.accountId()) event[TSREvent_accountId] = *account;
+  if (auto account = facade.accountId()) put(TSREvent_accountId, std::move(*account));
 
-  event[TSREvent_timestamp] = TSRUtilityDateTime::currentTimeEpochMillis(environment.platform());
+  put(TSREvent_timestamp, TSRUtilityDateTime::currentTimeEpochMillis(environment.platform()));
   std::string machine = TSRUtilityDevice::machine(environment);
-  if (!machine.empty()) event[TSREvent_device] = machine;
+  if (!machine.empty()) put(TSREvent_device, std::move(machine));
   std::string os_name = environment.currentDevice().systemName();
-  if (!os_name.empty()) event[TSREvent_osName] = os_name;
+  if (!os_name.empty()) put(TSREvent_osName, std::move(os_name));
   std::string os_version = TSRUtilityDevice::osVersion(environment);
-  if (!os_version.empty()) event[TSREvent_osVersion] = os_version;
+  if (!os_version.empty()) put(TSREvent_osVersion, std::move(os_version));
   TSRUtilityHostApp& host = environment.hostApp();
-  if (auto bundle = host.bundleIdentifier()) event[TSREvent_appName] = *bundle;
-  if (auto version = host.bundleVersion()) event[TSREvent_appVersion] = *version;
+  if (auto bundle = host.bundleIdentifier()) put(TSREvent_appName, std::move(*bundle));
+  if (auto version = host.bundleVersion()) put(TSREvent_appVersion, std::move(*version));
   return event;
 }
 

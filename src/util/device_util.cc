@@ -9,9 +9,12 @@
 namespace tessarin {
 namespace {
 
+// Identifiers are ASCII; the C library's tolower would also consult the
+// host app's locale, on every event.
 std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
   return text;
 }
 
