@@ -32,6 +32,11 @@
 
 namespace tessarin {
 
+namespace items {
+// Receives an item's fields as the SDK writes them (internal).
+class FieldSink;
+}  // namespace items
+
 // JSON keys. Note that the field `subTitle` is written under "subtitle".
 inline constexpr const char* TSRItem_tsrId = "_id";
 inline constexpr const char* TSRItem_type = "type";
@@ -130,13 +135,15 @@ class TSRItem {
   virtual const char* typeCode() const { return nullptr; }
   // "<TSRProduct: _id=sku-1>", for log lines.
   std::string description() const;
+  // Hands this class's set fields to `out`, in the order the JSON form
+  // holds them; a subclass hands over its base's first. The SDK writes an
+  // item's JSON, and the text of a view of it, from this one description.
+  virtual void writeFields(items::FieldSink& out) const;
 
  protected:
   // Reads this class's fields from `json`; false (logged) when the JSON
   // cannot make an item of this class. Subclasses read the base first.
   virtual bool readJSON(const Json& json);
-  // Writes this class's set fields into `json`.
-  virtual void writeJSON(Json& json) const;
 
   // Shared by the class constructors: `item` filled from `json`, or null.
   template <class T>
@@ -172,7 +179,7 @@ class TSRCategory : public TSRItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 class TSRTag : public TSRItem {
@@ -198,7 +205,7 @@ class TSRTag : public TSRItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 // The base of items that belong to categories.
@@ -219,7 +226,7 @@ class TSRCategorizedItem : public TSRItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 class TSRProduct : public TSRCategorizedItem {
@@ -245,7 +252,7 @@ class TSRProduct : public TSRCategorizedItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 class TSRArticle : public TSRCategorizedItem {
@@ -267,7 +274,7 @@ class TSRArticle : public TSRCategorizedItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 // A blog post; it has the same fields as an article.
@@ -290,7 +297,7 @@ class TSRBlog : public TSRCategorizedItem {
 
  protected:
   bool readJSON(const Json& json) override;
-  void writeJSON(Json& json) const override;
+  void writeFields(items::FieldSink& out) const override;
 };
 
 }  // namespace tessarin

@@ -1,4 +1,5 @@
 // TSRArticle: an article the user reads.
+#include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"
 
@@ -34,10 +35,10 @@ bool TSRArticle::readJSON(const Json& json) {
   return true;
 }
 
-void TSRArticle::writeJSON(Json& json) const {
-  TSRCategorizedItem::writeJSON(json);
-  items::PutDate(json, TSRItem_modifiedDate, modifiedDate);
-  items::PutString(json, TSRItem_subTitle, subTitle);
+void TSRArticle::writeFields(items::FieldSink& out) const {
+  TSRCategorizedItem::writeFields(out);
+  out.DateIfSet(TSRItem_modifiedDate, modifiedDate);
+  out.TextIfSet(TSRItem_subTitle, subTitle);
 }
 
 }  // namespace tessarin

@@ -1,4 +1,5 @@
 // TSRBlog: a blog post; it carries the same fields as an article.
+#include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"
 
@@ -32,10 +33,10 @@ bool TSRBlog::readJSON(const Json& json) {
   return true;
 }
 
-void TSRBlog::writeJSON(Json& json) const {
-  TSRCategorizedItem::writeJSON(json);
-  items::PutDate(json, TSRItem_modifiedDate, modifiedDate);
-  items::PutString(json, TSRItem_subTitle, subTitle);
+void TSRBlog::writeFields(items::FieldSink& out) const {
+  TSRCategorizedItem::writeFields(out);
+  out.DateIfSet(TSRItem_modifiedDate, modifiedDate);
+  out.TextIfSet(TSRItem_subTitle, subTitle);
 }
 
 }  // namespace tessarin

@@ -1,7 +1,7 @@
 // TSRCategorizedItem: the categories shared by products, articles and blogs.
 #include "core/log.h"
+#include "items/field_sink.h"
 #include "items/json_fields.h"
-#include "items/log_names.h"
 #include "tessarin/items.h"
 
 namespace tessarin {
@@ -37,20 +37,9 @@ void TSRCategorizedItem::mergeCategorizedItemFieldsFromJSONDictionary(const Json
   if (!built.empty()) categories = std::move(built);
 }
 
-void TSRCategorizedItem::writeJSON(Json& json) const {
-  TSRItem::writeJSON(json);
-  Json categoriesJson = Json::array();
-  categoriesJson.get_ref<Json::array_t&>().reserve(categories.size());
-  for (const auto& element : categories) {
-    auto category = std::dynamic_pointer_cast<TSRCategory>(element);
-    if (!category) {
-      TSR_LOG_WARN("Items: to JSON, ignoring invalid object (expected TSRCategory) in categories array: %@ %@",
-                   items::ElementClassName(element.get()), items::ElementDescription(element.get()));
-      continue;
-    }
-    categoriesJson.push_back(category->toJSONDictionary());
-  }
-  if (!categoriesJson.empty()) items::PutValue(json, TSRItem_categories, std::move(categoriesJson));
+void TSRCategorizedItem::writeFields(items::FieldSink& out) const {
+  TSRItem::writeFields(out);
+  if (!categories.empty()) out.Items(TSRItem_categories, categories, items::NestedList::kCategories);
 }
 
 }  // namespace tessarin

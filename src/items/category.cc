@@ -1,4 +1,5 @@
 // TSRCategory: a category of the catalog, possibly a department.
+#include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"
 
@@ -31,9 +32,9 @@ bool TSRCategory::readJSON(const Json& json) {
   return true;
 }
 
-void TSRCategory::writeJSON(Json& json) const {
-  TSRItem::writeJSON(json);
-  items::PutValue(json, TSRItem_isDepartment, isDepartment);
+void TSRCategory::writeFields(items::FieldSink& out) const {
+  TSRItem::writeFields(out);
+  out.Flag(TSRItem_isDepartment, isDepartment);
 }
 
 }  // namespace tessarin

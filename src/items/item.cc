@@ -1,8 +1,8 @@
 // TSRItem: the fields every catalog item has, its JSON form, and the
 // class-dispatching readers.
 #include "core/log.h"
+#include "items/field_sink.h"
 #include "items/json_fields.h"
-#include "items/log_names.h"
 #include "tessarin/items.h"
 
 namespace tessarin {
@@ -10,10 +10,6 @@ namespace tessarin {
 using items::DateField;
 using items::FieldOfKind;
 using items::NumberField;
-using items::PutDate;
-using items::PutNumber;
-using items::PutValue;
-using items::PutString;
 using items::StringField;
 
 std::shared_ptr<TSRItem> TSRItem::initWithTsrId(const std::string& tsrId) { return withId<TSRItem>(tsrId); }
@@ -111,44 +107,29 @@ Json TSRItem::toJSONDictionary() const {
   // Room for every field of the largest item class, so that building it
   // never moves what is already written.
   json.get_ref<Json::object_t&>().reserve(20);
-  writeJSON(json);
+  items::JsonFieldSink sink(json);
+  writeFields(sink);
   return json;
 }
 
-void TSRItem::writeJSON(Json& json) const {
-  PutString(json, TSRItem_tsrId, tsrId);
-  if (const char* code = typeCode()) PutValue(json, TSRItem_type, code);
-  PutString(json, TSRItem_name, name);
-  PutString(json, TSRItem_tsrDescription, tsrDescription);
-  PutString(json, TSRItem_url, url);
-  PutString(json, TSRItem_imageUrl, imageUrl);
-  PutDate(json, TSRItem_published, published);
-  PutDate(json, TSRItem_expiration, expiration);
-
-  Json tagsJson;
-  for (const auto& element : tags) {
-    auto tag = std::dynamic_pointer_cast<TSRTag>(element);
-    if (!tag) {
-      TSR_LOG_WARN("Items: to JSON, ignoring invalid object (expected TSRTag) in tags array: %@ %@",
-                   items::ElementClassName(element.get()), items::ElementDescription(element.get()));
-      continue;
-    }
-    tagsJson.push_back(tag->toJSONDictionary());
-  }
-  if (!tagsJson.empty()) PutValue(json, TSRItem_tags, std::move(tagsJson));
-
+void TSRItem::writeFields(items::FieldSink& out) const {
+  out.TextIfSet(TSRItem_tsrId, tsrId);
+  if (const char* code = typeCode()) out.Code(TSRItem_type, code);
+  out.TextIfSet(TSRItem_name, name);
+  out.TextIfSet(TSRItem_tsrDescription, tsrDescription);
+  out.TextIfSet(TSRItem_url, url);
+  out.TextIfSet(TSRItem_imageUrl, imageUrl);
+  out.DateIfSet(TSRItem_published, published);
+  out.DateIfSet(TSRItem_expiration, expiration);
+  if (!tags.empty()) out.Items(TSRItem_tags, tags, items::NestedList::kTags);
   if (promotionState == TSRPromotionState_prioritized) {
-    PutValue(json, TSRItem_promotionState, TSRPromotionStateString_prioritized);
+    out.Code(TSRItem_promotionState, TSRPromotionStateString_prioritized);
   } else if (promotionState == TSRPromotionState_excluded) {
-    PutValue(json, TSRItem_promotionState, TSRPromotionStateString_excluded);
+    out.Code(TSRItem_promotionState, TSRPromotionStateString_excluded);
   }
-  if (location) {
-    if (std::optional<Json> locationJson = location->toJSONDictionary()) {
-      PutValue(json, TSRItem_location, std::move(*locationJson));
-    }
-  }
-  PutNumber(json, TSRItem_rating, rating);
-  PutNumber(json, TSRItem_numRatings, numRatings);
+  if (location) out.Location(TSRItem_location, *location);
+  out.NumberIfSet(TSRItem_rating, rating);
+  out.NumberIfSet(TSRItem_numRatings, numRatings);
 }
 
 std::string TSRItem::description() const {

@@ -1,12 +1,11 @@
 // TSRProduct: something the user can buy.
+#include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"
 
 namespace tessarin {
 
 using items::NumberField;
-using items::PutNumber;
-using items::PutString;
 using items::StringField;
 
 std::shared_ptr<TSRProduct> TSRProduct::initWithTsrId(const std::string& tsrId) { return withId<TSRProduct>(tsrId); }
@@ -45,14 +44,14 @@ bool TSRProduct::readJSON(const Json& json) {
   return true;
 }
 
-void TSRProduct::writeJSON(Json& json) const {
-  TSRCategorizedItem::writeJSON(json);
-  PutNumber(json, TSRItem_price, price);
-  PutString(json, TSRItem_priceDescription, priceDescription);
-  PutNumber(json, TSRItem_listPrice, listPrice);
-  PutString(json, TSRItem_currency, currency);
-  PutNumber(json, TSRItem_inventoryCount, inventoryCount);
-  PutString(json, TSRItem_alternateId, alternateId);
+void TSRProduct::writeFields(items::FieldSink& out) const {
+  TSRCategorizedItem::writeFields(out);
+  out.NumberIfSet(TSRItem_price, price);
+  out.TextIfSet(TSRItem_priceDescription, priceDescription);
+  out.NumberIfSet(TSRItem_listPrice, listPrice);
+  out.TextIfSet(TSRItem_currency, currency);
+  out.NumberIfSet(TSRItem_inventoryCount, inventoryCount);
+  out.TextIfSet(TSRItem_alternateId, alternateId);
 }
 
 }  // namespace tessarin

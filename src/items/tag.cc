@@ -2,7 +2,7 @@
 #include <array>
 
 #include "core/log.h"
-#include "items/json_fields.h"
+#include "items/field_sink.h"
 #include "tessarin/items.h"
 
 namespace tessarin {
@@ -65,9 +65,9 @@ bool TSRTag::readJSON(const Json& json) {
   return true;
 }
 
-void TSRTag::writeJSON(Json& json) const {
-  TSRItem::writeJSON(json);
-  if (const char* type = tagTypeString(tagType)) items::PutValue(json, TSRItem_tagType, type);
+void TSRTag::writeFields(items::FieldSink& out) const {
+  TSRItem::writeFields(out);
+  if (const char* type = tagTypeString(tagType)) out.Code(TSRItem_tagType, type);
 }
 
 }  // namespace tessarin

@@ -10,80 +10,12 @@
 #include "core/log.h"
 #include "tessarin/context.h"
 #include "util/json_util.h"
+#include "tracking/item_field_tables.h"
 #include "util/json_writer.h"
 
 namespace tessarin {
 
 namespace {
-
-// The keys each kind of reported object may carry. Keys outside these sets
-// are reported, never removed.
-struct FieldTables {
-  std::vector<std::string> required_item{"_id", "type"};
-  std::vector<std::string> required_tag{"_id", "type", "tagType"};
-  std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
-  // Which of sparse_item hold nested items ("categories", "tags").
-  std::vector<bool> sparse_item_nested{false, false, false, false, true, true, false};
-  // The lists of nested items an item may hold, in the order they are
-  // checked, and which fields their condensed elements keep.
-  struct NestedList {
-    std::string list;
-    std::string element;
-    // A tag's unknown fields are reported from its full form, a
-    // category's from its condensed one.
-    bool full_form_fields;
-    const std::vector<std::string>& kept;
-  };
-  std::vector<NestedList> nested_lists{{"categories", "category", false, required_item},
-                                       {"tags", "tag", true, required_tag}};
-  TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
-                                   "published", "expiration"};
-  TSRFieldSet known_categorized_item;
-  TSRFieldSet known_blog;
-  TSRFieldSet known_article;
-  TSRFieldSet known_product;
-  TSRFieldSet known_category;
-  TSRFieldSet known_tag;
-  TSRFieldSet known_line_item{"item", "quantity"};
-  TSRFieldSet known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
-
-  // Per known type, which of sparse_item it knows: the condensed item's
-  // unknown fields are found without hashing on every view.
-  std::vector<bool> sparse_known_product, sparse_known_article, sparse_known_blog, sparse_known_category,
-      sparse_known_tag;
-
-  FieldTables() {
-    known_categorized_item = With(known_item, {"categories"});
-    known_blog = With(known_categorized_item, {"modifiedDate", "subtitle"});
-    known_article = known_blog;
-    known_product = With(known_categorized_item, {"price", "priceDescription", "listPrice", "currency",
-                                                  "inventoryCount", "alternateId", "isProduct"});
-    known_category = With(known_item, {"isDepartment"});
-    known_tag = With(known_item, {"tagType"});
-    sparse_known_product = SparseKnown(known_product);
-    sparse_known_article = SparseKnown(known_article);
-    sparse_known_blog = SparseKnown(known_blog);
-    sparse_known_category = SparseKnown(known_category);
-    sparse_known_tag = SparseKnown(known_tag);
-  }
-
-  std::vector<bool> SparseKnown(const TSRFieldSet& known) const {
-    std::vector<bool> flags;
-    for (const std::string& name : sparse_item) flags.push_back(known.count(name) > 0);
-    return flags;
-  }
-
-  static TSRFieldSet With(TSRFieldSet base, std::initializer_list<const char*> more) {
-    for (const char* key : more) base.insert(key);
-    return base;
-  }
-};
-
-// Built once, on first use, and read-only after that.
-const FieldTables& Tables() {
-  static const FieldTables tables;
-  return tables;
-}
 
 // A view into the item's own text; empty when the type is missing or not
 // text.
@@ -91,28 +23,6 @@ std::string_view TypeValue(const Json& item) {
   auto type = item.find("type");
   return type != item.end() && type->is_string() ? std::string_view(type->get_ref<const std::string&>())
                                                  : std::string_view();
-}
-
-// The fields a known type of item may carry; null for a type not known.
-const TSRFieldSet* KnownFieldsForType(std::string_view type) {
-  const FieldTables& tables = Tables();
-  if (type == "p") return &tables.known_product;
-  if (type == "a") return &tables.known_article;
-  if (type == "b") return &tables.known_blog;
-  if (type == "c") return &tables.known_category;
-  if (type == "t") return &tables.known_tag;
-  return nullptr;
-}
-
-// Which of sparse_item a known type knows; null for a type not known.
-const std::vector<bool>* SparseKnownForType(std::string_view type) {
-  const FieldTables& tables = Tables();
-  if (type == "p") return &tables.sparse_known_product;
-  if (type == "a") return &tables.sparse_known_article;
-  if (type == "b") return &tables.sparse_known_blog;
-  if (type == "c") return &tables.sparse_known_category;
-  if (type == "t") return &tables.sparse_known_tag;
-  return nullptr;
 }
 
 LogArg TypeArg(const Json& item) {
@@ -145,7 +55,7 @@ bool TSRContext::hasRequiredStringFields(const Json& item) {
     TSR_LOG_ERROR("Context: item to be serialized should be an NSDictionary but was %@", JsonClassName(item));
     return false;
   }
-  const auto& required = TypeValue(item) == "t" ? Tables().required_tag : Tables().required_item;
+  const auto& required = TypeValue(item) == "t" ? ItemFields().required_tag : ItemFields().required_item;
   for (const std::string& field : required) {
     auto value = item.find(field);
     const Json* found = value == item.end() ? nullptr : &*value;
@@ -258,7 +168,7 @@ Json TSRContext::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
 
 std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
   if (!item.is_object()) return std::nullopt;
-  const FieldTables& tables = Tables();
+  const ItemFieldTables& tables = ItemFields();
   // Categories and tags are reduced from the item itself rather than copied
   // whole first: this runs on every item view.
   Json sparse = Json::object();
@@ -319,11 +229,11 @@ TSRContext::Condensable TSRContext::CheckCondensable(const Json& item, bool requ
   // The condensed item carries the item's own "_id", "type" and "tagType",
   // so the item's required fields are the condensed item's.
   if (!requiredFieldsChecked && !hasRequiredStringFields(item)) return Condensable::kRefused;
-  const FieldTables& tables = Tables();
+  const ItemFieldTables& tables = ItemFields();
   // Whether the strict writer would take the condensed item, gathered along
   // the way: it is refused only after every check has logged.
   bool writable = true;
-  for (const FieldTables::NestedList& nested : tables.nested_lists) {
+  for (const ItemFieldTables::NestedList& nested : tables.nested_lists) {
     auto list = item.find(nested.list);
     if (list == item.end()) continue;
     if (isWrongKindOfClass(&*list, nested.list, JsonKind::kArray) || !list->is_array()) {
@@ -372,7 +282,7 @@ TSRContext::Condensable TSRContext::CheckCondensable(const Json& item, bool requ
 }
 
 Json TSRContext::CondenseCheckedItem(const Json& item) {
-  const FieldTables& tables = Tables();
+  const ItemFieldTables& tables = ItemFields();
   Json condensed = Json::object();
   condensed.get_ref<Json::object_t&>().reserve(tables.sparse_item.size());
   for (std::size_t i = 0; i < tables.sparse_item.size(); ++i) {
@@ -402,7 +312,7 @@ std::optional<Json> TSRContext::sparsifyLineItem(const Json& lineItem) {
   auto condensed = sparsifyItem(*item);
   if (!condensed) return std::nullopt;
   *item = std::move(*condensed);
-  logUnknownFields(sparse, "lineItem", Tables().known_line_item);
+  logUnknownFields(sparse, "lineItem", ItemFields().known_line_item);
   return sparse;
 }
 
@@ -422,7 +332,7 @@ std::optional<Json> TSRContext::sparsifyLineItemsInOrder(const Json& order) {
     }
     if (!condensed.empty()) sparse["lineItems"] = std::move(condensed);
   }
-  logUnknownFields(sparse, "order", Tables().known_order);
+  logUnknownFields(sparse, "order", ItemFields().known_order);
   return sparse;
 }
 

@@ -1,0 +1,88 @@
+// The fields of the catalog objects a context checks and condenses: which
+// keys each type may carry, which it requires, and which a condensed item
+// keeps. Built once, on first use, and read-only after that.
+#ifndef TESSARIN_TRACKING_ITEM_FIELD_TABLES_H_
+#define TESSARIN_TRACKING_ITEM_FIELD_TABLES_H_
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tessarin/context.h"
+
+namespace tessarin {
+
+// The keys each kind of reported object may carry. Keys outside these sets
+// are reported, never removed.
+struct ItemFieldTables {
+  std::vector<std::string> required_item{"_id", "type"};
+  std::vector<std::string> required_tag{"_id", "type", "tagType"};
+  std::vector<std::string> sparse_item{"_id", "type", "price", "currency", "categories", "tags", "tagType"};
+  // Which of sparse_item hold nested items ("categories", "tags").
+  std::vector<bool> sparse_item_nested{false, false, false, false, true, true, false};
+  // The lists of nested items an item may hold, in the order they are
+  // checked, and which fields their condensed elements keep.
+  struct NestedList {
+    std::string list;
+    std::string element;
+    // A tag's unknown fields are reported from its full form, a
+    // category's from its condensed one.
+    bool full_form_fields;
+    const std::vector<std::string>& kept;
+  };
+  std::vector<NestedList> nested_lists{{"categories", "category", false, required_item},
+                                       {"tags", "tag", true, required_tag}};
+  TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
+                                   "published", "expiration"};
+  TSRFieldSet known_categorized_item;
+  TSRFieldSet known_blog;
+  TSRFieldSet known_article;
+  TSRFieldSet known_product;
+  TSRFieldSet known_category;
+  TSRFieldSet known_tag;
+  TSRFieldSet known_line_item{"item", "quantity"};
+  TSRFieldSet known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
+
+  // Per known type, which of sparse_item it knows: the condensed item's
+  // unknown fields are found without hashing on every view.
+  std::vector<bool> sparse_known_product, sparse_known_article, sparse_known_blog, sparse_known_category,
+      sparse_known_tag;
+
+  ItemFieldTables() {
+    known_categorized_item = With(known_item, {"categories"});
+    known_blog = With(known_categorized_item, {"modifiedDate", "subtitle"});
+    known_article = known_blog;
+    known_product = With(known_categorized_item, {"price", "priceDescription", "listPrice", "currency",
+                                                  "inventoryCount", "alternateId", "isProduct"});
+    known_category = With(known_item, {"isDepartment"});
+    known_tag = With(known_item, {"tagType"});
+    sparse_known_product = SparseKnown(known_product);
+    sparse_known_article = SparseKnown(known_article);
+    sparse_known_blog = SparseKnown(known_blog);
+    sparse_known_category = SparseKnown(known_category);
+    sparse_known_tag = SparseKnown(known_tag);
+  }
+
+  std::vector<bool> SparseKnown(const TSRFieldSet& known) const {
+    std::vector<bool> flags;
+    for (const std::string& name : sparse_item) flags.push_back(known.count(name) > 0);
+    return flags;
+  }
+
+  static TSRFieldSet With(TSRFieldSet base, std::initializer_list<const char*> more) {
+    for (const char* key : more) base.insert(key);
+    return base;
+  }
+};
+
+const ItemFieldTables& ItemFields();
+
+// The fields a known type of item may carry; null for a type not known.
+const TSRFieldSet* KnownFieldsForType(std::string_view type);
+// Which of sparse_item a known type knows; null for a type not known.
+const std::vector<bool>* SparseKnownForType(std::string_view type);
+
+}  // namespace tessarin
+
+#endif  // TESSARIN_TRACKING_ITEM_FIELD_TABLES_H_
