@@ -162,6 +162,12 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
  private:
   void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
   void ViewItemOnMain(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
+  // An item view of a catalog object: straight from the object to its
+  // texts when it is plain, through its JSON otherwise.
+  void ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
+                      const std::optional<std::string>& actionName, const char* tag);
+  void ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
+                           const std::optional<std::string>& actionName);
   void Warn() { ++promote_warnings_; }
   // Sends the pending ping and forgets its item, then says whether `item`
   // may become the pingable one. Logs and counts what condensing it and
@@ -169,8 +175,16 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   // is rarely pinged before the next view replaces it. A view has already
   // checked the item's required fields (`requiredFieldsChecked`).
   bool ReplacePingableItem(const Json& item, bool requiredFieldsChecked);
+  // Sends the pending ping and forgets its item.
+  void ForgetPingableItem();
   // Keeps an item ReplacePingableItem accepted and times its ping.
   void KeepPingableItem(Json item);
+  // Keeps a plain item, as its condensed text, and times its ping.
+  void KeepPingableText(std::string condensedText);
+  bool HasPingableItem() const { return current_view_item_pingable_ || current_view_item_pingable_text_; }
+  // The condensed pingable item, as text and as JSON.
+  std::string PingableItemText() const;
+  Json PingableItemCondensed() const;
   enum class Condensable { kRefused, kUnwritable, kWritable };
   // sparsifyItem's checks and log lines, without building the result, and
   // whether that result could be written.
@@ -184,10 +198,12 @@ class TSRContext : public std::enable_shared_from_this<TSRContext> {
   double ping_max_delay_ = 0;
   double ping_view_time_start_ = 0;
   std::shared_ptr<platform::Timer> ping_timer_;
-  // The viewed item in full, already checked. Condensed and written out
-  // only when a ping goes: most views are followed by another view long
-  // before their ping is due.
+  // The viewed item, already checked, kept for its ping: either in full,
+  // condensed and written out only when a ping goes (most views are
+  // followed by another view long before their ping is due), or, for a
+  // plain catalog object, as the condensed text written with the view.
   std::optional<Json> current_view_item_pingable_;
+  std::optional<std::string> current_view_item_pingable_text_;
   std::int64_t promote_warnings_ = 0;
   std::string identifier_;
 

@@ -186,13 +186,19 @@ void TSRContext::setCurrentViewItemPingable(const Json& item) {
   if (ReplacePingableItem(item, false)) KeepPingableItem(item);
 }
 
-bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
+void TSRContext::ForgetPingableItem() {
+  if (!HasPingableItem()) return;
+  sendAndClearPing();
   if (current_view_item_pingable_) {
-    sendAndClearPing();
     // Freed on every item view, so freed the cheap way.
     DisposeJson(*current_view_item_pingable_);
     current_view_item_pingable_.reset();
   }
+  current_view_item_pingable_text_.reset();
+}
+
+bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
+  ForgetPingableItem();
   if (item.is_null()) return false;
   Condensable condensable = CheckCondensable(item, requiredFieldsChecked);
   if (condensable != Condensable::kUnwritable) return condensable == Condensable::kWritable;
@@ -208,15 +214,31 @@ void TSRContext::KeepPingableItem(Json item) {
   restartOrClearPingTimer();
 }
 
-std::optional<std::string> TSRContext::currentViewItemPingableSparseJson() const {
-  if (!current_view_item_pingable_) return std::nullopt;
+void TSRContext::KeepPingableText(std::string condensedText) {
+  current_view_item_pingable_text_ = std::move(condensedText);
+  restartOrClearPingTimer();
+}
+
+std::string TSRContext::PingableItemText() const {
+  if (current_view_item_pingable_text_) return *current_view_item_pingable_text_;
   return CompactJsonText(CondenseCheckedItem(*current_view_item_pingable_));
+}
+
+Json TSRContext::PingableItemCondensed() const {
+  // The text was written by the SDK from a plain item: it always parses.
+  if (current_view_item_pingable_text_) return Json::parse(*current_view_item_pingable_text_);
+  return CondenseCheckedItem(*current_view_item_pingable_);
+}
+
+std::optional<std::string> TSRContext::currentViewItemPingableSparseJson() const {
+  if (!HasPingableItem()) return std::nullopt;
+  return PingableItemText();
 }
 
 void TSRContext::restartOrClearPingTimer() {
   auto facade = Facade();
   double interval = 0;
-  bool conditions = facade && active_ && current_view_item_pingable_ && AppIsActive() && !UserIsIdle();
+  bool conditions = facade && active_ && HasPingableItem() && AppIsActive() && !UserIsIdle();
   if (conditions) interval = facade->config().doubleForKey("timeOnPageTimeout").value_or(120.0);
   if (!conditions || !(interval > 0)) {
     ping_view_time_start_ = 0;
@@ -242,7 +264,7 @@ void TSRContext::setPingTimer(std::shared_ptr<platform::Timer> timer) {
 }
 
 void TSRContext::sendAndClearPing() {
-  if (ping_view_time_start_ != 0 && current_view_item_pingable_) {
+  if (ping_view_time_start_ != 0 && HasPingableItem()) {
     double elapsed = platform_->now(platform::Clock::kWall) - ping_view_time_start_;
     // A late timer or a long stop must not report more than one interval.
     if (auto facade = Facade()) {
@@ -252,10 +274,9 @@ void TSRContext::sendAndClearPing() {
       // item is condensed for it only when that warning prints.
       double time_on_page = std::min(elapsed, ping_max_delay_);
       if (time_on_page > 0) {
-        facade->sendPingForItem(Json(CompactJsonText(CondenseCheckedItem(*current_view_item_pingable_))),
-                                time_on_page);
+        facade->sendPingForItem(Json(PingableItemText()), time_on_page);
       } else if (TSRLogger::enabled(TSRLogLevelWarn)) {
-        facade->sendPingForItem(CondenseCheckedItem(*current_view_item_pingable_), time_on_page);
+        facade->sendPingForItem(PingableItemCondensed(), time_on_page);
       }
     }
   }

@@ -13,6 +13,7 @@
 #include "tessarin/order.h"
 #include "tessarin/review.h"
 #include "tessarin/tessarin.h"
+#include "tracking/plain_item_view.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -42,25 +43,55 @@ bool HasReservedPrefix(const std::string& target) {
 
 void TSRContext::viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
-  viewItemWithDictionary(ToJson(item, "-[TSRContext viewItem:actionName:]"), TSRItemAction_viewItem, actionName);
+  ViewItemObject(item, TSRItemAction_viewItem, actionName, "-[TSRContext viewItem:actionName:]");
 }
 
 void TSRContext::viewItemDetail(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
-  viewItemWithDictionary(ToJson(item, "-[TSRContext viewItemDetail:actionName:]"), TSRItemAction_viewItemDetail,
-                         actionName);
+  ViewItemObject(item, TSRItemAction_viewItemDetail, actionName, "-[TSRContext viewItemDetail:actionName:]");
 }
 
 void TSRContext::viewCategory(const std::shared_ptr<TSRCategory>& category,
                               const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
-  viewItemWithDictionary(ToJson(category, "-[TSRContext viewCategory:actionName:]"), TSRItemAction_viewCategory,
-                         actionName);
+  ViewItemObject(category, TSRItemAction_viewCategory, actionName, "-[TSRContext viewCategory:actionName:]");
 }
 
 void TSRContext::viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
-  viewItemWithDictionary(ToJson(tag, "-[TSRContext viewTag:actionName:]"), TSRItemAction_viewTag, actionName);
+  ViewItemObject(tag, TSRItemAction_viewTag, actionName, "-[TSRContext viewTag:actionName:]");
+}
+
+void TSRContext::ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
+                                const std::optional<std::string>& actionName, const char* tag) {
+  // Both texts are written here, on the caller's thread, as the JSON
+  // would be: the app's objects are read nowhere else.
+  std::optional<PlainItemView> plain;
+  TSRUtilitySafety::runWithTag(tag, [&] {
+    if (item) plain = WritePlainItemView(*item);
+  });
+  if (!plain) {
+    viewItemWithDictionary(ToJson(item, tag), itemAction, actionName);
+    return;
+  }
+  auto self = shared_from_this();
+  TSRUtilitySafety::runOnMainWithTag(
+      *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
+      [self, plain = std::move(*plain), itemAction, actionName]() mutable {
+        if (self->FacadeDisabled()) return;
+        self->ViewPlainItemOnMain(std::move(plain.item), std::move(plain.condensed), itemAction, actionName);
+      });
+}
+
+void TSRContext::ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
+                                     const std::optional<std::string>& actionName) {
+  // What ViewItemOnMain does with an item that passes every check, in the
+  // same order: the previous item's ping, this item kept, its view event.
+  ForgetPingableItem();
+  KeepPingableText(std::move(condensedText));
+  Json fields = Json::object();
+  fields.get_ref<Json::object_t&>().emplace_back(TSREvent_item, std::move(itemText));
+  trackItemFields(std::move(fields), itemAction, actionName);
 }
 
 void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction,
