@@ -28,7 +28,7 @@ std::shared_ptr<TSRProduct> BenchProduct() {
   return product;
 }
 
-void BM_ViewItemOnMainThread(benchmark::State& state) {
+void ViewRepeatedly(benchmark::State& state, const std::shared_ptr<TSRProduct>& product) {
   auto sim = std::make_shared<SimPlatform>();
   auto environment = std::make_shared<TSRUtilityDI>(sim);
   auto facade = Tessarin::createWithEnvironment(environment);
@@ -40,7 +40,6 @@ void BM_ViewItemOnMainThread(benchmark::State& state) {
                                       {"protocol", "http"}, {"port", 9}, {"useCDN", false}});
   sim->runUntilIdle();
   auto context = facade->globalContext();
-  auto product = BenchProduct();
   long viewed = 0;
   for (auto _ : state) {
     context->viewItem(product);
@@ -53,7 +52,21 @@ void BM_ViewItemOnMainThread(benchmark::State& state) {
   context.reset();
   facade.reset();
 }
+
+// The product above: plain, so its texts are written straight from it.
+void BM_ViewItemOnMainThread(benchmark::State& state) { ViewRepeatedly(state, BenchProduct()); }
 BENCHMARK(BM_ViewItemOnMainThread);
+
+// The same product as an object of the app's own subclass, which may write
+// JSON of its own: the view goes through the item's JSON and its checks.
+class AppProduct : public TSRProduct {};
+
+void BM_ViewItemThroughJsonOnMainThread(benchmark::State& state) {
+  auto product = std::make_shared<AppProduct>();
+  static_cast<TSRProduct&>(*product) = *BenchProduct();
+  ViewRepeatedly(state, product);
+}
+BENCHMARK(BM_ViewItemThroughJsonOnMainThread);
 
 }  // namespace
 }  // namespace tessarin

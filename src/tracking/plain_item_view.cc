@@ -125,7 +125,7 @@ class PlainFieldSink final : public items::FieldSink {
     }
     if (!first_) state_.out.Put(',');
     first_ = false;
-    state_.out.String(key, ':');
+    state_.out.Key(key);
     return true;
   }
 
@@ -188,14 +188,14 @@ std::string CondensedText(const ViewState& state) {
     if (!span.set()) return;
     if (!first) out.Put(',');
     first = false;
-    out.String(key, ':');
+    out.Key(key);
     out.Put(item.Written(span.from, span.to));
   };
   auto list = [&](const char* key, const std::vector<Kept>& elements) {
     if (elements.empty()) return;
     if (!first) out.Put(',');
     first = false;
-    out.String(key, ':');
+    out.Key(key);
     out.Put('[');
     for (std::size_t i = 0; i < elements.size(); ++i) {
       if (i > 0) out.Put(',');

@@ -31,7 +31,7 @@ struct PlainItemView {
 //   - it has its required fields (a tag also its tag type), and only fields
 //     its type knows; so do the tags in its "tags"; its categories have
 //     their required fields;
-//   - all its text is ASCII, its numbers are finite, and no item in it has
+//   - all its text is UTF-8, its numbers are finite, and no item in it has
 //     a location.
 std::optional<PlainItemView> WritePlainItemView(const TSRItem& item);
 

@@ -30,6 +30,34 @@ constexpr std::array<bool, 256> kNeedsAttention = [] {
   return table;
 }();
 
+// The length of the well-formed UTF-8 sequence that starts at `p`, or 0.
+// Overlong forms, surrogates and code points past U+10FFFF are not
+// well-formed; the general writer refuses them too.
+std::size_t Utf8SequenceLength(const unsigned char* p, const unsigned char* end) {
+  const unsigned char lead = p[0];
+  std::size_t length;
+  unsigned char low = 0x80, high = 0xBF;  // the second byte's range
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    return 0;
+  }
+  if (static_cast<std::size_t>(end - p) < length) return 0;
+  if (p[1] < low || p[1] > high) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if (p[i] < 0x80 || p[i] > 0xBF) return 0;
+  }
+  return length;
+}
+
 }  // namespace
 
 void JsonTextWriter::Grow(std::size_t n) {
@@ -41,11 +69,18 @@ void JsonTextWriter::Put(std::string_view text) {
   used_ += text.size();
 }
 
-// The rare string with something to escape, from its first such byte on.
+// A string with something to escape or check, from its first such byte
+// on. Text beyond ASCII is kept as it is, once it is known to be UTF-8.
 bool JsonTextWriter::Escaped(const char* run, const char* p, const char* end) {
   for (; p != end; ++p) {
     const auto c = static_cast<unsigned char>(*p);
-    if (c >= 0x80) return false;
+    if (c >= 0x80) {
+      std::size_t length = Utf8SequenceLength(reinterpret_cast<const unsigned char*>(p),
+                                              reinterpret_cast<const unsigned char*>(end));
+      if (length == 0) return false;
+      p += length - 1;
+      continue;
+    }
     if (!kNeedsAttention[c]) continue;
     Put(std::string_view(run, p - run));
     run = p + 1;
@@ -153,14 +188,14 @@ bool JsonTextWriter::Value(const Json& value) {
   }
 }
 
-bool AppendCompactAsciiJson(const Json& value, std::string* out) {
+bool AppendCompactJson(const Json& value, std::string* out) {
   JsonTextWriter writer(out);
   return writer.Value(value);
 }
 
 std::string CompactJsonText(const Json& value) {
   std::string text;
-  if (AppendCompactAsciiJson(value, &text)) return text;
+  if (AppendCompactJson(value, &text)) return text;
   return value.dump(-1, ' ', false, Json::error_handler_t::strict);
 }
 

@@ -1,13 +1,14 @@
 // A fast writer for the SDK's most frequent JSON text: items, written on
 // every item view. It writes exactly what Json::dump() writes (compact,
-// keys in insertion order, non-ASCII kept, control characters escaped) but
-// only for documents whose strings are all ASCII, which is what item ids,
-// types, prices and URLs nearly always are; anything else is left to the
-// general writer, whose UTF-8 checks and error texts then apply.
+// keys in insertion order, text beyond ASCII kept as it is, control
+// characters escaped) for documents whose strings are well-formed UTF-8;
+// anything else is left to the general writer, whose UTF-8 checks and
+// error texts then apply.
 #ifndef TESSARIN_UTIL_JSON_WRITER_H_
 #define TESSARIN_UTIL_JSON_WRITER_H_
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -35,9 +36,19 @@ class JsonTextWriter {
   // Text that needs no quoting: punctuation, or text this writer wrote.
   void Put(std::string_view text);
   // A quoted string followed by `suffix` (a key's colon) unless that is
-  // '\0'; false, with nothing sensible written, when the text holds a
-  // byte outside ASCII.
+  // '\0'; false, with nothing sensible written, when the text is not
+  // well-formed UTF-8.
   bool String(std::string_view text, char suffix = '\0');
+  // A key the SDK itself names, with its colon: ASCII letters and marks
+  // that need no escaping, so the text is not looked at.
+  void Key(std::string_view key) {
+    char* d = Room(key.size() + 3);
+    d[0] = '"';
+    std::memcpy(d + 1, key.data(), key.size());
+    d[key.size() + 1] = '"';
+    d[key.size() + 2] = ':';
+    used_ += key.size() + 3;
+  }
   // Any value, as Json::dump() writes it; false as String is.
   bool Value(const Json& value);
 
@@ -69,9 +80,9 @@ class JsonTextWriter {
 };
 
 // Appends the compact text of `value` to `out` and answers true; answers
-// false, with `out` in an unspecified state, when a string or key holds a
-// byte outside ASCII.
-bool AppendCompactAsciiJson(const Json& value, std::string* out);
+// false, with `out` in an unspecified state, when a string or key is not
+// well-formed UTF-8.
+bool AppendCompactJson(const Json& value, std::string* out);
 
 // The compact text as Json::dump() writes it, strict about UTF-8 (throws
 // as it does), taking the fast path where it applies.

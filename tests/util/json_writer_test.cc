@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace tessarin {
 namespace {
@@ -17,7 +18,7 @@ TEST(JsonWriterTest, WritesWhatTheGeneralWriterWrites) {
       "f":[0.1,1e21,1.5e-7,-0.0,123456789012345680000.0],"ok":true,"no":false,"none":null,
       "nested":{"a":[],"b":{},"c":[{"d":"e"}]},"escapes":"q\"b\\s/\b\f\n\r\t\u0001\u001f\u007f end"})");
   std::string fast;
-  ASSERT_TRUE(AppendCompactAsciiJson(item, &fast));
+  ASSERT_TRUE(AppendCompactJson(item, &fast));
   EXPECT_EQ(fast, General(item));
   // Key order is the insertion order, as the general writer keeps it.
   Json ordered = Json::object();
@@ -26,15 +27,38 @@ TEST(JsonWriterTest, WritesWhatTheGeneralWriterWrites) {
   EXPECT_EQ(CompactJsonText(ordered), R"({"z":1,"a":2})");
 }
 
-TEST(JsonWriterTest, RandomAsciiDocumentsMatchTheGeneralWriter) {
+// Compares with the general writer, refusals included.
+void ExpectSameAsGeneralWriter(const Json& document, int index) {
+  std::string general;
+  try {
+    general = General(document);
+  } catch (const Json::type_error&) {
+    EXPECT_THROW(CompactJsonText(document), Json::type_error) << index;
+    return;
+  }
+  EXPECT_EQ(CompactJsonText(document), general) << index;
+}
+
+TEST(JsonWriterTest, RandomDocumentsMatchTheGeneralWriter) {
   std::mt19937 random(7);
+  // Well-formed sequences of every length, and malformed ones: a stray
+  // continuation byte, overlong forms, a surrogate, past U+10FFFF, cut short.
+  const std::vector<std::string> beyond_ascii = {
+      "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9D\x84\x9E", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF", "\xC2\x80",
+      "\x80",     "\xC0\x80",     "\xE0\x80\xAF",     "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"};
   auto text = [&] {
     std::string s;
     // Mostly printable, so that long plain runs occur between the bytes
-    // that must be escaped.
+    // that need attention.
     for (int n = random() % 40; n > 0; --n) {
-      s.push_back(static_cast<char>(random() % 10 == 0 ? random() % 128 : 0x20 + random() % 95));
+      switch (random() % 20) {
+        case 0: s.push_back(static_cast<char>(random() % 128)); break;
+        case 1: s += beyond_ascii[random() % 6]; break;
+        default: s.push_back(static_cast<char>(0x20 + random() % 95));
+      }
     }
+    // Now and then, one malformed sequence.
+    if (random() % 25 == 0) s.insert(random() % (s.size() + 1), beyond_ascii[6 + random() % 6]);
     return s;
   };
   std::function<Json(int)> make = [&](int depth) -> Json {
@@ -56,18 +80,16 @@ TEST(JsonWriterTest, RandomAsciiDocumentsMatchTheGeneralWriter) {
       }
     }
   };
-  for (int i = 0; i < 2000; ++i) {
-    Json document = make(0);
-    EXPECT_EQ(CompactJsonText(document), General(document)) << i;
-  }
+  for (int i = 0; i < 3000; ++i) ExpectSameAsGeneralWriter(make(0), i);
 }
 
-TEST(JsonWriterTest, NonAsciiTextIsLeftToTheGeneralWriter) {
+TEST(JsonWriterTest, TextBeyondAsciiIsKeptAndMalformedTextIsLeftToTheGeneralWriter) {
   std::string out;
-  EXPECT_FALSE(AppendCompactAsciiJson(Json{{"name", "Café"}}, &out));
-  EXPECT_FALSE(AppendCompactAsciiJson(Json{{"Café", 1}}, &out));
-  EXPECT_EQ(CompactJsonText(Json{{"name", "Café"}}), R"({"name":"Café"})");
-  // Invalid UTF-8 fails exactly as the general writer fails.
+  EXPECT_TRUE(AppendCompactJson(Json{{"Caf\xC3\xA9", "\xE2\x82\xAC 5 \xF0\x9D\x84\x9E"}}, &out));
+  EXPECT_EQ(out, "{\"Caf\xC3\xA9\":\"\xE2\x82\xAC 5 \xF0\x9D\x84\x9E\"}");
+  out.clear();
+  EXPECT_FALSE(AppendCompactJson(Json{{"name", std::string("\xED\xA0\x80")}}, &out));
+  // Malformed text fails exactly as the general writer fails.
   Json invalid = Json{{"name", std::string("\xC3\x28")}};
   EXPECT_THROW(CompactJsonText(invalid), Json::type_error);
 }
