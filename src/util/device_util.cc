@@ -64,7 +64,7 @@ std::strong_ordering CompareNumerically(std::string_view a, std::string_view b) 
 std::optional<std::string> TSRUtilityDevice::identifierForVendor(TSRUtilityDI& di) {
   auto identifier = di.currentDevice().identifierForVendor();
   if (!identifier) return std::nullopt;
-  return LowerCase(*identifier);
+  return LowerCase(std::move(*identifier));
 }
 
 std::optional<std::string> TSRUtilityDevice::advertisingIdentifier(TSRUtilityDI& di) {

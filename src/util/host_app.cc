@@ -100,7 +100,7 @@ std::optional<std::string> TSRUtilityHostApp::bundleIdentifier() {
 std::optional<std::string> TSRUtilityHostApp::bundleVersion() {
   auto value = platform_->hostApplication().infoValue("CFBundleShortVersionString");
   if (!value || !value->is_string()) return std::nullopt;
-  return value->get<std::string>();
+  return std::move(value->get_ref<std::string&>());
 }
 
 std::optional<Json> TSRUtilityHostApp::tessarinConfiguration() {
