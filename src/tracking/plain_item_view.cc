@@ -110,7 +110,8 @@ class PlainFieldSink final : public items::FieldSink {
   }
 
   void Location(const char*, const TSRLocation&) override {
-    // No item type knows a location; the full path reports it.
+    // Rare, with rules of its own for what is written, and a field no
+    // item type knows: an item with one takes the full path.
     Refuse();
   }
 
