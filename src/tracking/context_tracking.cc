@@ -30,6 +30,13 @@ Json ToJson(const std::shared_ptr<T>& object, const char* tag) {
   return json;
 }
 
+// A view event's own field: the viewed item's text, moved in.
+Json ViewedItemFields(std::string itemText) {
+  Json fields = Json::object();
+  fields.get_ref<Json::object_t&>().emplace_back(TSREvent_item, std::move(itemText));
+  return fields;
+}
+
 bool HasReservedPrefix(const std::string& target) {
   if (target.size() < 3) return false;
   return std::tolower(static_cast<unsigned char>(target[0])) == 't' &&
@@ -89,9 +96,7 @@ void TSRContext::ViewPlainItemOnMain(std::string itemText, std::string condensed
   // same order: the previous item's ping, this item kept, its view event.
   ForgetPingableItem();
   KeepPingableText(std::move(condensedText));
-  Json fields = Json::object();
-  fields.get_ref<Json::object_t&>().emplace_back(TSREvent_item, std::move(itemText));
-  trackItemFields(std::move(fields), itemAction, actionName);
+  trackItemFields(ViewedItemFields(std::move(itemText)), itemAction, actionName);
 }
 
 void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction,
@@ -132,9 +137,7 @@ void TSRContext::ViewItemOnMain(Json item, const std::string& itemAction,
   }
   if (pingable) KeepPingableItem(std::move(item));
   if (!text || text->empty()) return;
-  Json fields = Json::object();
-  fields.get_ref<Json::object_t&>().emplace_back(TSREvent_item, std::move(*text));
-  trackItemFields(std::move(fields), itemAction, actionName);
+  trackItemFields(ViewedItemFields(std::move(*text)), itemAction, actionName);
 }
 
 void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
