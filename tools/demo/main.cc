@@ -127,6 +127,16 @@ std::size_t EventsWith(LocalService& service, const char* key) {
   return count;
 }
 
+// Events the service has received whose action is `action`.
+std::size_t EventsWithAction(LocalService& service, const char* action) {
+  std::size_t count = 0;
+  for (const auto& request : service.requests(Endpoint::kEvents)) {
+    if (!request.body.is_array()) continue;
+    for (const Json& event : request.body) count += event.is_object() && event.value("action", std::string()) == action;
+  }
+  return count;
+}
+
 // A method of the app's own that prints that it ran and answers `result`.
 tessarin::platform::ImpPtr AppMethod(std::string what, std::any result = {}) {
   return tessarin::platform::MakeImp(
@@ -308,6 +318,9 @@ int main(int argc, char** argv) {
     order->totalValueCurrency = "EUR";
     global->purchase(order);
   }
+  // The purchase reaches the queue through the main queue; let it get
+  // there before judging by the queue's count whether all was delivered.
+  sim->runUntilIdle();
 
   auto queue = [&] { return std::dynamic_pointer_cast<tessarin::TSRQueuedEventSender>(sdk->eventSender()); };
   // Delivered: the queue is empty and, with the local service, its answer
@@ -320,7 +333,8 @@ int main(int argc, char** argv) {
                                         (!service || (sdk->config().stringForKey("__visitorAffinityId") &&
                                                       delivered >= options.handle.size() &&
                                                       EventsWith(*service, ".cStat") >= options.handle.size() + 1 &&
-                                                      EventsWith(*service, "_ptu") >= 1));
+                                                      EventsWith(*service, "_ptu") >= 1 &&
+                                                      (!global || EventsWithAction(*service, "Purchase") >= 1)));
                                },
                                options.timeout);
 
