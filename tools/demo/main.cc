@@ -117,24 +117,22 @@ bool WaitFor(SimPlatform& sim, const std::function<bool()>& done, double seconds
   }
 }
 
-// Events the service has received that carry `key`.
-std::size_t EventsWith(LocalService& service, const char* key) {
+// Events the service has received that `matches` accepts.
+std::size_t EventsWhere(LocalService& service, const std::function<bool(const Json&)>& matches) {
   std::size_t count = 0;
   for (const auto& request : service.requests(Endpoint::kEvents)) {
     if (!request.body.is_array()) continue;
-    for (const Json& event : request.body) count += event.contains(key);
+    for (const Json& event : request.body) count += event.is_object() && matches(event);
   }
   return count;
 }
 
-// Events the service has received whose action is `action`.
+std::size_t EventsWith(LocalService& service, const char* key) {
+  return EventsWhere(service, [key](const Json& event) { return event.contains(key); });
+}
+
 std::size_t EventsWithAction(LocalService& service, const char* action) {
-  std::size_t count = 0;
-  for (const auto& request : service.requests(Endpoint::kEvents)) {
-    if (!request.body.is_array()) continue;
-    for (const Json& event : request.body) count += event.is_object() && event.value("action", std::string()) == action;
-  }
-  return count;
+  return EventsWhere(service, [action](const Json& event) { return event.value("action", std::string()) == action; });
 }
 
 // A method of the app's own that prints that it ran and answers `result`.
