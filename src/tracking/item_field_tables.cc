@@ -7,24 +7,28 @@ const ItemFieldTables& ItemFields() {
   return tables;
 }
 
-const TSRFieldSet* KnownFieldsForType(std::string_view type) {
+namespace {
+
+const ItemFieldTables::KnownType* KnownTypeFor(std::string_view type) {
   const ItemFieldTables& tables = ItemFields();
-  if (type == "p") return &tables.known_product;
-  if (type == "a") return &tables.known_article;
-  if (type == "b") return &tables.known_blog;
-  if (type == "c") return &tables.known_category;
-  if (type == "t") return &tables.known_tag;
+  if (type == "p") return &tables.product;
+  if (type == "a") return &tables.article;
+  if (type == "b") return &tables.blog;
+  if (type == "c") return &tables.category;
+  if (type == "t") return &tables.tag;
   return nullptr;
 }
 
+}  // namespace
+
+const TSRFieldSet* KnownFieldsForType(std::string_view type) {
+  const ItemFieldTables::KnownType* known = KnownTypeFor(type);
+  return known ? &known->fields : nullptr;
+}
+
 const std::vector<bool>* SparseKnownForType(std::string_view type) {
-  const ItemFieldTables& tables = ItemFields();
-  if (type == "p") return &tables.sparse_known_product;
-  if (type == "a") return &tables.sparse_known_article;
-  if (type == "b") return &tables.sparse_known_blog;
-  if (type == "c") return &tables.sparse_known_category;
-  if (type == "t") return &tables.sparse_known_tag;
-  return nullptr;
+  const ItemFieldTables::KnownType* known = KnownTypeFor(type);
+  return known ? &known->sparse : nullptr;
 }
 
 }  // namespace tessarin

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tessarin/context.h"
@@ -36,38 +37,32 @@ struct ItemFieldTables {
   TSRFieldSet known_item{"_id",  "type", "name", "description", "url", "imageUrl", "tags", "promotionState",
                                    "published", "expiration"};
   TSRFieldSet known_categorized_item;
-  TSRFieldSet known_blog;
-  TSRFieldSet known_article;
-  TSRFieldSet known_product;
-  TSRFieldSet known_category;
-  TSRFieldSet known_tag;
   TSRFieldSet known_line_item{"item", "quantity"};
   TSRFieldSet known_order{"orderId", "lineItems", "totalValue", "totalValueCurrency"};
 
-  // Per known type, which of sparse_item it knows: the condensed item's
-  // unknown fields are found without hashing on every view.
-  std::vector<bool> sparse_known_product, sparse_known_article, sparse_known_blog, sparse_known_category,
-      sparse_known_tag;
+  // What one type of item may carry, and which of sparse_item that is:
+  // the condensed item's unknown fields are found without hashing on
+  // every view.
+  struct KnownType {
+    TSRFieldSet fields;
+    std::vector<bool> sparse;
+  };
+  KnownType blog, article, product, category, tag;
 
   ItemFieldTables() {
     known_categorized_item = With(known_item, {"categories"});
-    known_blog = With(known_categorized_item, {"modifiedDate", "subtitle"});
-    known_article = known_blog;
-    known_product = With(known_categorized_item, {"price", "priceDescription", "listPrice", "currency",
-                                                  "inventoryCount", "alternateId", "isProduct"});
-    known_category = With(known_item, {"isDepartment"});
-    known_tag = With(known_item, {"tagType"});
-    sparse_known_product = SparseKnown(known_product);
-    sparse_known_article = SparseKnown(known_article);
-    sparse_known_blog = SparseKnown(known_blog);
-    sparse_known_category = SparseKnown(known_category);
-    sparse_known_tag = SparseKnown(known_tag);
+    blog = Known(With(known_categorized_item, {"modifiedDate", "subtitle"}));
+    article = blog;
+    product = Known(With(known_categorized_item, {"price", "priceDescription", "listPrice", "currency",
+                                                  "inventoryCount", "alternateId", "isProduct"}));
+    category = Known(With(known_item, {"isDepartment"}));
+    tag = Known(With(known_item, {"tagType"}));
   }
 
-  std::vector<bool> SparseKnown(const TSRFieldSet& known) const {
-    std::vector<bool> flags;
-    for (const std::string& name : sparse_item) flags.push_back(known.count(name) > 0);
-    return flags;
+  KnownType Known(TSRFieldSet fields) const {
+    std::vector<bool> sparse;
+    for (const std::string& name : sparse_item) sparse.push_back(fields.count(name) > 0);
+    return KnownType{std::move(fields), std::move(sparse)};
   }
 
   static TSRFieldSet With(TSRFieldSet base, std::initializer_list<const char*> more) {
