@@ -20,6 +20,7 @@
 #include "tessarin/campaign.h"
 #include "tessarin/client_configuration_builder.h"
 #include "tessarin/context.h"
+#include "tessarin/diagnostics.h"
 #include "tessarin/events.h"
 #include "tessarin/items.h"
 #include "tessarin/json.h"
@@ -120,6 +121,17 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
 
   std::shared_ptr<TSRContext> globalContext() const;
   TSRConfig& config() { return *config_; }
+
+  // Sends everything queued now, without waiting out a retry delay, and
+  // waits at most `timeoutSeconds` for the queue to drain; true when it
+  // did. The SDK never calls it itself. It blocks: call it from a thread
+  // other than the SDK's main thread (there it answers false at once while
+  // anything is left to send). While sending is held (before the server
+  // configuration arrives, or stopped) nothing drains.
+  bool flush(double timeoutSeconds);
+  // What became of the events given to the SDK so far: sent, retried,
+  // dropped by cause. Any thread.
+  TSREventDiagnostics eventDiagnostics() const;
 
   bool started() const { return started_; }
   bool disabled() const { return disabled_; }

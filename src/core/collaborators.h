@@ -31,6 +31,11 @@ class EventQueue {
   virtual void saveToFile() = 0;
   virtual void deleteFile() = 0;
   virtual void updateWithConfig(const TSRConfig& config) = 0;
+  // Sends what is queued now, without waiting out a pending delay (while
+  // sending is allowed), and calls `drained` once, on any thread, as soon
+  // as the queue is empty with no request in flight (at once when it is
+  // already). It may never be called: a caller that waits bounds its wait.
+  virtual void flush(std::function<void()> drained) = 0;
 };
 
 // Called on the main queue with the queue that sent the batch, so that the

@@ -321,7 +321,29 @@ void TSRQueuedEventSender::sendQueuedEventsUnlessAlreadyDelayed() {
   sendQueuedEvents();
 }
 
+void TSRQueuedEventSender::flush(std::function<void()> drained) {
+  auto self = shared_from_this();
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender flush:]",
+                                    [self, drained = std::move(drained)]() mutable {
+                                      if (drained) self->drain_waiters_.push_back(std::move(drained));
+                                      // A pending delay (a back-off, or the resume delay) is cut short.
+                                      if (self->started_ && !self->request_in_flight_) {
+                                        self->setNextQueueSendTimer(nullptr);
+                                        self->sendQueuedEvents();
+                                      }
+                                      self->notifyIfDrained();
+                                    });
+}
+
+void TSRQueuedEventSender::notifyIfDrained() {
+  if (drain_waiters_.empty() || request_in_flight_ || !event_queue_.empty()) return;
+  auto waiters = std::move(drain_waiters_);
+  drain_waiters_.clear();
+  for (auto& waiter : waiters) waiter();
+}
+
 void TSRQueuedEventSender::queueSendComplete() {
+  notifyIfDrained();
   if (!next_queue_send_complete_block_) return;
   auto block = next_queue_send_complete_block_;
   block();
@@ -384,6 +406,7 @@ void TSRQueuedEventSender::requestSucceeded() {
   request_in_flight_ = false;
   // A backlog drains batch after batch without waiting.
   sendQueuedEventsUnlessAlreadyDelayed();
+  notifyIfDrained();
 }
 
 void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& error) {
@@ -395,6 +418,7 @@ void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& err
     setNextQueueSendTimer(nullptr);
     request_in_flight_ = false;
     sendQueuedEventsUnlessAlreadyDelayed();
+    notifyIfDrained();
     return;
   }
   TSR_LOG_INFO("Events: Re-enqueueing events to send later.");

@@ -23,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/collaborators.h"
 #include "platform/platform.h"
@@ -67,6 +68,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void saveToFile() override;
   void deleteFile() override;
   void updateWithConfig(const TSRConfig& config) override;
+  void flush(std::function<void()> drained) override;
 
   bool sendingQueuedEvents();
   // Run once, on the private queue, the next time a send pass finds
@@ -106,6 +108,8 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void sendQueuedEventsUnlessAlreadyDelayed();
   void sendQueuedEvents();
   void queueSendComplete();
+  // Calls the flush waiters when nothing is queued or in flight.
+  void notifyIfDrained();
   void requestSucceeded();
   void requestFailed(const Json& events, const TSRError& error);
 
@@ -130,6 +134,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   double max_delay_on_failure_ = 600.0;
   double delay_on_resume_ = 0.0;
   std::function<void()> next_queue_send_complete_block_;
+  std::vector<std::function<void()>> drain_waiters_;
   // Rises with every insertion and falls only when the byte trim drops
   // events: sending does not lower it, so the byte limit bounds what the
   // queue has taken in since it last trimmed, not what it holds now.

@@ -9,6 +9,7 @@
 
 #include "core/collaborators.h"
 #include "platform/platform.h"
+#include "core/event_counters.h"
 
 namespace tessarin {
 
@@ -55,6 +56,9 @@ class TSRUtilityDI : public std::enable_shared_from_this<TSRUtilityDI> {
   // The host's file and host-app utilities, one of each per environment.
   TSRUtilityPersistence& persistence();
   TSRUtilityHostApp& hostApp();
+  // What became of the events of this environment's façade, over all the
+  // event queues it made.
+  EventCounters& eventCounters() { return event_counters_; }
 
  private:
   std::shared_ptr<platform::Platform> platform_;
@@ -64,6 +68,7 @@ class TSRUtilityDI : public std::enable_shared_from_this<TSRUtilityDI> {
   std::unique_ptr<TSRUtilityPersistence> persistence_;
   std::once_flag host_app_once_;
   std::unique_ptr<TSRUtilityHostApp> host_app_;
+  EventCounters event_counters_;
 };
 
 }  // namespace tessarin

@@ -31,6 +31,10 @@ class FakeEventQueue : public EventQueue {
   void saveToFile() override { journal_->push_back("queue.save"); }
   void deleteFile() override { journal_->push_back("queue.delete"); }
   void updateWithConfig(const TSRConfig&) override { journal_->push_back("queue.update"); }
+  void flush(std::function<void()> drained) override {
+    journal_->push_back("queue.flush");
+    if (drained) drained();
+  }
   std::vector<Json> events;
   EventQueueSuccessBlock success;
   EventQueueFailureBlock failure;
