@@ -33,11 +33,12 @@ void ViewRepeatedly(benchmark::State& state, const std::shared_ptr<TSRProduct>& 
   auto environment = std::make_shared<TSRUtilityDI>(sim);
   auto facade = Tessarin::createWithEnvironment(environment);
   sim->launchApp();
-  environment->hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
   // Port 9 (discard) is never asked: with no server configuration the queue
   // holds its events.
   facade->startWithConfiguration(Json{{"account", "bench"}, {"dataset", "shop"}, {"domain", "127.0.0.1"},
                                       {"protocol", "http"}, {"port", 9}, {"useCDN", false}});
+  // The user touches the app, so its contexts are active.
+  sim->app().sendEvent();
   sim->runUntilIdle();
   auto context = facade->globalContext();
   long viewed = 0;

@@ -33,11 +33,12 @@ void BM_ScreenViewDidAppearBuildsDescription(benchmark::State& state) {
   auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   facade->config().setConfiguration(Json{{"viewConfigs", ViewConfigs()}}, TSRConfig::kLayerServer);
   sim->launchApp();
-  facade->environment().hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
   // Port 9 (discard) is never asked: with no server configuration the queue
   // holds its events.
   facade->startWithConfiguration(Json{{"account", "bench"}, {"dataset", "shop"}, {"domain", "127.0.0.1"},
                                       {"protocol", "http"}, {"port", 9}, {"usePushNotifications", false}});
+  // The user touches the app, so its contexts are active.
+  sim->app().sendEvent();
   sim->runUntilIdle();
 
   auto tabs = sim->app().makeViewController("UITabBarController");

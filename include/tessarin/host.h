@@ -32,6 +32,19 @@ struct TessarinHostOptions {
   // Without it the SDK runs its own main loop thread.
   std::function<void(std::function<void()>)> postToMain;
   std::optional<std::thread::id> mainThread;
+  // The operating system's name as the service knows it: it travels in
+  // every event (".on") and names the app's configuration on the service
+  // ("<os>/<bundle id>/<version>/<sdk version>"). A service that does not
+  // know the name may answer the configuration request with 404, which
+  // switches the SDK off until the service knows it.
+  std::string osName = "Linux";
+  // Whether the app routes its application, notification-centre and
+  // messaging delegates through host objects the SDK intercepts (the
+  // "TessarinSwizzlingEnabled" switch). A plain Linux app does not: it
+  // calls setAPNSToken, setFirebaseToken, handleNotification and
+  // handleOpenURL itself, and those calls act. An Info value
+  // "TessarinSwizzlingEnabled" overrides this.
+  bool routesDelegatesThroughSDK = false;
 };
 
 class TessarinHost {

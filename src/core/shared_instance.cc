@@ -1,4 +1,7 @@
 // The process-wide façade and the host it runs on.
+#include <chrono>
+#include <future>
+#include <memory>
 #include <mutex>
 
 #include "core/category_markers.h"
@@ -45,6 +48,8 @@ LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
     linux_options.data_directory = options.dataDirectory;
     if (options.postToMain) linux_options.post_to_main = std::move(options.postToMain);
     linux_options.main_thread = options.mainThread;
+    linux_options.os_name = options.osName;
+    linux_options.routes_delegates_through_sdk = options.routesDelegatesThroughSDK;
     host.platform_owner = std::make_shared<LinuxPlatform>(std::move(linux_options));
     host.platform = host.platform_owner.get();
     *created = true;
@@ -52,11 +57,35 @@ LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
   return *host.platform;
 }
 
-void Report(int state, const char* notification) {
-  bool created = false;
-  LinuxPlatform& platform = EnsurePlatform({}, &created);
-  if (state >= 0) platform.setApplicationState(state);
-  platform.postLifecycle(notification);
+// How long the app's thread waits for the SDK to save at termination. The
+// SDK's main loop may be busy (or, with a host loop, not turning at all);
+// the app must be able to quit regardless.
+constexpr auto kTerminateWait = std::chrono::seconds(2);
+
+// A lifecycle report takes effect on the SDK's main queue: the state is set
+// and the notification posted in one task, so reports from any thread take
+// effect in the order they were made, and each observer sees the state its
+// notification announces. The shared instance is made first, so that its
+// observers are in place for the first report. Returns once the report has
+// taken effect, or at once when `wait` is zero.
+void Report(int state, const char* notification, std::chrono::milliseconds wait = {}) {
+  Tessarin::sharedInstance();
+  LinuxPlatform& platform = *Host().platform;
+  auto report = [&platform, state, notification] {
+    if (state >= 0) platform.setApplicationState(state);
+    platform.postLifecycle(notification);
+  };
+  if (platform.isMainThread()) {
+    report();
+    return;
+  }
+  auto done = std::make_shared<std::promise<void>>();
+  std::future<void> reported = done->get_future();
+  platform.mainQueue()->async([report, done] {
+    report();
+    done->set_value();
+  });
+  if (wait.count() > 0) reported.wait_for(wait);
 }
 
 }  // namespace
@@ -92,7 +121,14 @@ void TessarinHost::applicationDidEnterBackground() {
 void TessarinHost::applicationWillEnterForeground() {
   Report(2, platform::kApplicationWillEnterForegroundNotification);
 }
-void TessarinHost::applicationWillTerminate() { Report(-1, platform::kApplicationWillTerminateNotification); }
+void TessarinHost::applicationWillTerminate() {
+  // A desktop app often quits straight from the foreground. From the SDK's
+  // side it is leaving the screen either way, so the state is background
+  // and the stop that follows saves the queue as going to the background
+  // does; the app's thread waits for that, within bounds.
+  Report(2, platform::kApplicationWillTerminateNotification,
+         std::chrono::duration_cast<std::chrono::milliseconds>(kTerminateWait));
+}
 
 void TessarinHost::reportUserEvent() {
   if (auto tracking = Tessarin::sharedInstance()->idleTracking()) tracking->reportUserEvent();

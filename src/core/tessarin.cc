@@ -1,6 +1,9 @@
 #include "tessarin/tessarin.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 
 #include "core/collaborators.h"
 #include "core/config.h"
@@ -81,7 +84,11 @@ void Tessarin::InitPrivate() {
     push_token_manager_ = di_->pushTokenManagerWithConfig(*config_, event_sender_);
   }
 
-  OnMain("-[Tessarin initPrivate]", [](Tessarin& self) { self.RegisterObserversAlways(); });
+  // Registered here, on whatever thread makes the façade: the notification
+  // centre is thread-safe and delivers on the main queue anyway, and a
+  // lifecycle report made right after the first use of the shared instance
+  // must find the observers in place whichever thread it comes from.
+  TSRUtilitySafety::runWithTag("-[Tessarin initPrivate]", [this] { RegisterObserversAlways(); });
   TSRUtilitySafety::runAsyncOnQueue(platform_->mainQueue(), "-[Tessarin initPrivate]_block_invoke",
                                     [weak] {
                                       if (auto self = weak.lock()) self->processLaunchIfNecessary();
@@ -179,6 +186,7 @@ void Tessarin::stopAndClearProperties(bool clearProperties) {
 
 void Tessarin::StopSequence() {
   TSR_LOG_WARN("Stopping");
+  TSR_LOG_INFO("Events: %@", eventDiagnostics().description());
   bool was_started = started_;
   started_ = false;
   server_config_loaded_ = false;
@@ -219,6 +227,44 @@ void Tessarin::resetAndClearProperties(bool clearProperties) {
     self.processed_launch_ = false;
     self.processLaunchIfNecessary();
   });
+}
+
+TSREventDiagnostics Tessarin::eventDiagnostics() const { return di_->eventCounters().snapshot(); }
+
+bool Tessarin::flush(double timeoutSeconds) {
+  // The waiter may outlive this call (a timed-out wait), so its state is shared.
+  struct Drain {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool drained = false;
+  };
+  auto drain = std::make_shared<Drain>();
+  auto drained = [drain] {
+    std::lock_guard<std::mutex> lock(drain->mutex);
+    drain->drained = true;
+    drain->changed.notify_all();
+  };
+  auto is_drained = [drain] {
+    std::lock_guard<std::mutex> lock(drain->mutex);
+    return drain->drained;
+  };
+  // The queue belongs to the main thread, which may replace it (a reset).
+  auto start = [drained](Tessarin& self) {
+    if (self.event_sender_) {
+      self.event_sender_->flush(drained);
+    } else {
+      drained();  // no queue, nothing queued
+    }
+  };
+  if (platform_->isMainThread()) {
+    // Waiting here would hold up the very thread the SDK works on.
+    start(*this);
+    return is_drained();
+  }
+  OnMain("-[Tessarin flush:]", start);
+  std::unique_lock<std::mutex> lock(drain->mutex);
+  auto timeout = std::chrono::duration<double>(std::max(0.0, timeoutSeconds));
+  return drain->changed.wait_for(lock, timeout, [&drain] { return drain->drained; });
 }
 
 // --- Configuration and systems ---
@@ -490,8 +536,9 @@ void Tessarin::RegisterObserversAlways() {
             if (!self.disabled_) TSR_LOG_DEBUG("applicationDidBecomeActive");
             self.processLaunchIfNecessary();
             self.startSystemsAsNecessary();
-            // The application's last-event date is refreshed here once idle
-            // tracking exists.
+            // Coming to the front counts as the user's activity: contexts
+            // need not wait for the first touch.
+            if (self.idle_tracking_) self.idle_tracking_->tsr_updateLastEventDate();
             self.sendConfigRequestIfNecessary();
           });
   observe(platform::kApplicationDidEnterBackgroundNotification,
@@ -522,9 +569,11 @@ void Tessarin::RegisterObserversWhenRunning() {
         }));
   };
   observe(platform::kApplicationWillResignActiveNotification,
-          "-[Tessarin registerObserversWhenRunning]_block_invoke", [](Tessarin&) {
+          "-[Tessarin registerObserversWhenRunning]_block_invoke", [](Tessarin& self) {
             TSR_LOG_DEBUG("applicationWillResignActive");
-            // The user is marked inactive here once idle tracking exists.
+            // An app that is no longer in front has no user touching it:
+            // contexts flush their pings and hold campaigns.
+            if (self.idle_tracking_) self.idle_tracking_->tsr_setUserInactive();
           });
   observe(platform::kApplicationWillTerminateNotification,
           "-[Tessarin registerObserversWhenRunning]_block_invoke_2", [](Tessarin& self) {

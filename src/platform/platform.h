@@ -126,6 +126,11 @@ class HostApplication {
   virtual bool runningInSimulator() = 0;
   // Whether a unit-test harness is loaded in the process.
   virtual bool runningUnitTests() = 0;
+  // What "TessarinSwizzlingEnabled" means when the Info values leave it
+  // out: whether the application's delegates reach objects the SDK can
+  // intercept. Where they do not, the app's own push, notification and URL
+  // calls must act, or nothing would.
+  virtual bool swizzlingEnabledByDefault() { return true; }
   // The status bar's orientation, where the application answers it:
   // 1 portrait, 2 portrait upside down, 3 landscape left, 4 landscape right.
   virtual std::optional<int> statusBarOrientation() { return std::nullopt; }

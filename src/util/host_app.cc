@@ -204,6 +204,7 @@ bool TSRUtilityHostApp::userIdle() {
 
 bool TSRUtilityHostApp::swizzlingEnabled() {
   std::call_once(swizzling_once_, [this] {
+    swizzling_enabled_ = platform_->hostApplication().swizzlingEnabledByDefault();
     auto value = platform_->hostApplication().infoValue("TessarinSwizzlingEnabled");
     if (!value) return;
     // Straight to the system log: the switch is read before the host app

@@ -37,14 +37,14 @@ class CampaignRoundTrip : public ::testing::TestWithParam<bool> {
     auto environment = std::make_shared<TSRUtilityDI>(sim);
     facade = Tessarin::createWithEnvironment(environment);
     sim->launchApp();
-    // The user has just touched the app, so contexts may become active.
-    environment->hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
     facade->startWithConfiguration(Json{{"account", "acme"},
                                         {"dataset", "shop"},
                                         {"domain", "127.0.0.1"},
                                         {"protocol", GetParam() ? "https" : "http"},
                                         {"port", service->port()},
                                         {"useCDN", false}});
+    // The user touches the app, so contexts may become active.
+    sim->app().sendEvent();
     ASSERT_TRUE(sim->runUntil([&] { return facade->isServerConfigLoaded(); }, 15.0));
   }
   void TearDown() override {

@@ -233,12 +233,11 @@ class ContextItemViewTest : public ::testing::Test {
   void SetUp() override {
     env = std::make_shared<FakeEnvironment>(sim);
     facade = Tessarin::createWithEnvironment(env);
-    sim->launchApp();
-    env->hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
     facade->config().setConfiguration(Json{{"timeOnPageTimeout", 30}}, TSRConfig::kLayerServer);
+    // Started at launch; becoming active counts as the user's activity.
     facade->startWithConfiguration(
         Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}, {"useDesignMode", false}});
-    sim->runUntilIdle();
+    sim->launchApp();
     viewer = TSRContext::initWithIdentifier("viewer", facade);
     reference = TSRContext::initWithIdentifier("reference", facade);
     sim->notificationCenter().post(TessarinNotificationStartAsNecessary, nullptr);
@@ -298,6 +297,7 @@ TEST_F(ContextItemViewTest, ViewLogsCountsAndPingsAsCondensingOnEveryViewWould) 
 
     log.clear();
     warnings_before = viewer->promoteWarnings();
+    sim->app().sendEvent();  // the user opens the item: not idle
     viewer->viewItemWithDictionary(item, TSRItemAction_viewItem, std::nullopt);
     sim->runUntilIdle();
     EXPECT_EQ(ContextLines(), expected_lines);

@@ -43,19 +43,22 @@ class ContextTest : public ::testing::Test {
     sim->runUntilIdle();
   }
 
-  // Started, in the foreground, with a user who has just touched the app.
+  // Started at launch, then active: becoming active counts as the user's
+  // activity, so the user is not idle.
   void StartActive(const Json& config = Json::object()) {
     if (!config.empty()) facade->config().setConfiguration(config, TSRConfig::kLayerServer);
-    sim->launchApp();
-    Touch();
     facade->startWithConfiguration(Client());
-    sim->runUntilIdle();
+    sim->launchApp();
     // What the start itself tracked is not the test's business.
     env->queue->events.clear();
     env->journal->clear();
     log.clear();
   }
-  void Touch() { env->hostApp().setLastEventDate(sim->now(platform::Clock::kWall)); }
+  // The user touches the app: an event the application dispatches.
+  void Touch() {
+    sim->app().sendEvent();
+    sim->runUntilIdle();
+  }
   void Post(const char* name) {
     sim->notificationCenter().post(name, nullptr);
     sim->runUntilIdle();
@@ -300,21 +303,23 @@ TEST_F(ContextTest, AppAndUserStateDriveActivityDispatchingAndPings) {
   ASSERT_NE(context->pingTimer(), nullptr);
   sim->advance(20);
 
-  // Idle: still active (the app is in the foreground), but no dispatching
-  // and the ping so far is flushed.
+  // The app resigns active (an alert over it, say): the user is idle, so
+  // the context is still active (the app is not in the background), but
+  // nothing is dispatched and the ping so far is flushed.
   env->journal->clear();
-  env->hostApp().setLastEventDate(std::nullopt);
-  Post(TessarinNotificationUserIdle);
+  sim->setApplicationState(1);
+  Post(platform::kApplicationWillResignActiveNotification);
   EXPECT_TRUE(context->isActive());
   EXPECT_EQ(Routing("home"), (std::vector<std::string>{"dispatcher.disallow:home"}));
   ASSERT_EQ(Pings().size(), 1u);
   EXPECT_EQ(Pings()[0][TSREvent_timeOnPage], 20000);
   EXPECT_EQ(context->pingTimer(), nullptr);
 
-  // Back: dispatching again and a fresh ping period.
+  // Active again, which counts as the user's activity: dispatching again
+  // and a fresh ping period.
   env->journal->clear();
-  Touch();
-  Post(TessarinNotificationUserActive);
+  sim->setApplicationState(0);
+  Post(platform::kApplicationDidBecomeActiveNotification);
   EXPECT_EQ(Routing("home"), (std::vector<std::string>{"dispatcher.register:home", "dispatcher.allow:home"}));
   EXPECT_NE(context->pingTimer(), nullptr);
 
@@ -340,7 +345,9 @@ TEST_F(ContextTest, AppAndUserStateDriveActivityDispatchingAndPings) {
 
 TEST_F(ContextTest, WithoutIdleChecksAnUntouchedAppStillActivates) {
   StartActive(Json{{"contextChecksUserIdle", false}});
-  env->hostApp().setLastEventDate(std::nullopt);
+  // Two minutes without a touch: the user is idle.
+  sim->advance(121);
+  ASSERT_TRUE(env->hostApp().userIdle());
   auto context = Make("home");
   Post(TessarinNotificationStartAsNecessary);
   EXPECT_TRUE(context->isActive());
@@ -359,7 +366,11 @@ TEST_F(ContextTest, PingsRepeatEveryIntervalAndNeverReportMoreThanOne) {
   sim->runUntilIdle();
   EXPECT_EQ(context->pingMaxDelay(), 30);
 
-  sim->advance(95);
+  // The user keeps using the app, so it never goes idle.
+  for (int second = 0; second < 95; second += 5) {
+    sim->advance(5);
+    Touch();
+  }
   auto pings = Pings();
   ASSERT_EQ(pings.size(), 3u);
   for (const Json& ping : pings) {
@@ -372,7 +383,8 @@ TEST_F(ContextTest, PingsRepeatEveryIntervalAndNeverReportMoreThanOne) {
 
   // The wall clock jumps ahead of the timer (a late firing): capped.
   sim->jumpWallClock(500);
-  sim->advance(30);
+  sim->advance(25);
+  Touch();
   ASSERT_EQ(Pings().size(), 4u);
   EXPECT_EQ(Pings()[3][TSREvent_timeOnPage], 30000);
 
@@ -462,10 +474,10 @@ TEST_F(ContextTest, DisablingDeactivatesAndForgetsThePingableItem) {
 }
 
 TEST_F(ContextTest, FacadeTracksLifecycleOnTheGlobalContext) {
-  sim->launchApp();
-  Touch();
+  // Started before the app becomes active, as an app does at launch: the
+  // activation counts as the user's activity.
   facade->startWithConfiguration(Client());
-  sim->runUntilIdle();
+  sim->launchApp();
   ASSERT_NE(facade->globalContext(), nullptr);
   EXPECT_EQ(facade->globalContext()->identifier(), "Global");
   auto launches = Events("App Launch");

@@ -39,8 +39,8 @@ class ScreenTest : public ::testing::Test {
   void StartActive(const Json& serverConfig = Json::object()) {
     if (!serverConfig.empty()) facade->config().setConfiguration(serverConfig, TSRConfig::kLayerServer);
     sim->launchApp();
-    env->hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
     facade->startWithConfiguration(Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}});
+    sim->app().sendEvent();
     sim->runUntilIdle();
     env->queue->events.clear();
     env->journal->clear();

@@ -80,8 +80,8 @@ std::optional<std::string> ReadUuidFile(const std::string& path) {
 
 }  // namespace
 
-LinuxDevice::LinuxDevice(std::string vendor, std::string data_directory)
-    : vendor_(std::move(vendor)), data_directory_(std::move(data_directory)) {
+LinuxDevice::LinuxDevice(std::string vendor, std::string data_directory, std::string os_name)
+    : vendor_(std::move(vendor)), data_directory_(std::move(data_directory)), os_name_(std::move(os_name)) {
   struct utsname names;
   if (uname(&names) == 0) {
     machine_ = names.machine;

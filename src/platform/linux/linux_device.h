@@ -20,8 +20,11 @@ namespace tessarin::platform::linux_host {
 
 class LinuxDevice : public Device {
  public:
-  // An empty `vendor` has no identifier for vendor.
-  LinuxDevice(std::string vendor, std::string data_directory);
+  // An empty `vendor` has no identifier for vendor. `os_name` is what
+  // events and the configuration request call the operating system.
+  LinuxDevice(std::string vendor, std::string data_directory, std::string os_name = kDefaultOsName);
+
+  static constexpr const char* kDefaultOsName = "Linux";
 
   // The vendor the options name, or the one their bundle identifier implies.
   static std::string VendorOf(const LinuxHostOptions& options);
@@ -30,7 +33,7 @@ class LinuxDevice : public Device {
   std::optional<std::string> identifierForVendor() override;
   std::string hardwareMachine() override { return machine_; }  // uname's machine, e.g. "x86_64"
   std::string model() override { return "Linux"; }
-  std::string systemName() override { return "Linux"; }
+  std::string systemName() override { return os_name_; }
   std::string systemVersion() override { return release_; }  // the kernel release
   int userInterfaceIdiom() override { return -1; }
   // The host's time zone as ICU detects it (TZ, else /etc/localtime), asked
@@ -47,6 +50,7 @@ class LinuxDevice : public Device {
 
   const std::string vendor_;
   const std::string data_directory_;
+  const std::string os_name_;
   std::string machine_;
   std::string release_;
   std::mutex mutex_;

@@ -23,6 +23,7 @@ LinuxHostApplication::LinuxHostApplication(const LinuxHostOptions& options, std:
       info_(options.info),
       resource_directory_(options.resource_directory),
       data_directory_(std::move(data_directory)),
+      routes_delegates_(options.routes_delegates_through_sdk),
       state_(options.initial_application_state) {}
 
 std::optional<Json> LinuxHostApplication::infoValue(const std::string& key) {

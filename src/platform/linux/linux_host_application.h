@@ -40,6 +40,7 @@ class LinuxHostApplication : public HostApplication {
   int applicationState() override { return state_.load(); }
   bool runningInSimulator() override { return false; }
   bool runningUnitTests() override { return false; }
+  bool swizzlingEnabledByDefault() override { return routes_delegates_; }
   // A Linux desktop session has no notification settings of the app's to
   // report: the answer is always "not determined" (so no push token is
   // ever reported from here), given on a queue of its own as elsewhere.
@@ -61,6 +62,7 @@ class LinuxHostApplication : public HostApplication {
   const Json info_;
   const std::optional<std::string> resource_directory_;
   const std::string data_directory_;
+  const bool routes_delegates_;
   std::atomic<int> state_;
   std::mutex call_out_mutex_;
   std::function<std::shared_ptr<DispatchQueue>()> call_out_factory_;

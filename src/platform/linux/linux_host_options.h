@@ -31,6 +31,13 @@ struct LinuxHostOptions {
   // 0 active, 1 inactive, 2 background. A desktop application that does
   // not report its lifecycle is taken to be in the foreground.
   int initial_application_state = 0;
+  // The operating system's name in events (".on") and in the path of the
+  // server-configuration request.
+  std::string os_name = "Linux";
+  // Whether the host routes its application and notification delegates
+  // through objects the SDK intercepts. A plain Linux process has none, so
+  // the app hands push tokens, notifications and URLs to the SDK itself.
+  bool routes_delegates_through_sdk = false;
 
   // When set, main-queue tasks are handed to the host's own loop through
   // this hook, which must run them in order on `main_thread`. When not set

@@ -52,7 +52,7 @@ std::string LinuxPlatform::DefaultDataDirectory() {
 LinuxPlatform::LinuxPlatform(LinuxHostOptions options)
     : data_directory_(options.data_directory ? *options.data_directory : DefaultDataDirectory()),
       app_(options, data_directory_),
-      device_(LinuxDevice::VendorOf(options), data_directory_),
+      device_(LinuxDevice::VendorOf(options), data_directory_, options.os_name),
       files_(data_directory_) {
   if (options.post_to_main) {
     host_main_ = std::make_shared<HostMainQueue>(kMainQueueLabel, std::move(options.post_to_main),
