@@ -45,6 +45,10 @@ struct TessarinHostOptions {
   // handleOpenURL itself, and those calls act. An Info value
   // "TessarinSwizzlingEnabled" overrides this.
   bool routesDelegatesThroughSDK = false;
+  // Whether the user lets the app show notifications. A push token handed
+  // to setAPNSToken or setFirebaseToken reaches the service only when this
+  // holds (a token for notifications nobody sees is not reported).
+  bool notificationsAllowed = true;
 };
 
 class TessarinHost {

@@ -50,6 +50,7 @@ LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
     linux_options.main_thread = options.mainThread;
     linux_options.os_name = options.osName;
     linux_options.routes_delegates_through_sdk = options.routesDelegatesThroughSDK;
+    linux_options.notifications_allowed = options.notificationsAllowed;
     host.platform_owner = std::make_shared<LinuxPlatform>(std::move(linux_options));
     host.platform = host.platform_owner.get();
     *created = true;

@@ -576,24 +576,28 @@ TEST_F(LinuxPlatformTest, PlatformReleasedByItsOwnTaskShutsDownWithoutDeadlock) 
 }
 
 
-TEST_F(LinuxPlatformTest, NotificationSettingsAreNotDeterminedAndAnsweredOffTheMainThread) {
-  auto host = Make();
-  LinuxPlatform& platform = *host;
-  std::atomic<bool> answered{false};
-  std::atomic<bool> on_main{true};
-  NotificationSettings seen{9, 9, 9, 9};
-  std::mutex mutex;
-  platform.hostApplication().getNotificationSettings([&](const NotificationSettings& settings) {
+TEST_F(LinuxPlatformTest, NotificationSettingsFollowTheHostAndAreAnsweredOffTheMainThread) {
+  for (bool allowed : {true, false}) {
+    LinuxHostOptions options = Options();
+    options.notifications_allowed = allowed;
+    auto host = std::make_shared<LinuxPlatform>(options);
+    std::atomic<bool> answered{false};
+    std::atomic<bool> on_main{true};
+    NotificationSettings seen{9, 9, 9, 9};
+    std::mutex mutex;
+    host->hostApplication().getNotificationSettings([&](const NotificationSettings& settings) {
+      std::lock_guard<std::mutex> lock(mutex);
+      seen = settings;
+      on_main = host->isMainThread();
+      answered = true;
+    });
+    ASSERT_TRUE(WaitUntil([&] { return answered.load(); }));
     std::lock_guard<std::mutex> lock(mutex);
-    seen = settings;
-    on_main = platform.isMainThread();
-    answered = true;
-  });
-  ASSERT_TRUE(WaitUntil([&] { return answered.load(); }));
-  std::lock_guard<std::mutex> lock(mutex);
-  EXPECT_EQ(seen.authorizationStatus, 0);
-  EXPECT_EQ(seen.alertSetting, 0);
-  EXPECT_FALSE(on_main.load());
+    // Authorized with alerts that reach the user, or denied.
+    EXPECT_EQ(seen.authorizationStatus, allowed ? 2 : 1);
+    EXPECT_EQ(seen.alertSetting, allowed ? 2 : 0);
+    EXPECT_FALSE(on_main.load());
+  }
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ LinuxHostApplication::LinuxHostApplication(const LinuxHostOptions& options, std:
       resource_directory_(options.resource_directory),
       data_directory_(std::move(data_directory)),
       routes_delegates_(options.routes_delegates_through_sdk),
+      notifications_allowed_(options.notifications_allowed),
       state_(options.initial_application_state) {}
 
 std::optional<Json> LinuxHostApplication::infoValue(const std::string& key) {
@@ -79,6 +80,13 @@ void LinuxHostApplication::setCallOutQueueFactory(std::function<std::shared_ptr<
 void LinuxHostApplication::getNotificationSettings(
     std::function<void(const NotificationSettings& settings)> completion) {
   if (!completion) return;
+  NotificationSettings settings;
+  constexpr int kDenied = 1, kAuthorized = 2, kEnabled = 2, kBanner = 1;
+  if (notifications_allowed_) {
+    settings = {kAuthorized, kEnabled, kEnabled, kBanner};
+  } else {
+    settings.authorizationStatus = kDenied;
+  }
   std::shared_ptr<DispatchQueue> queue;
   {
     std::lock_guard<std::mutex> lock(call_out_mutex_);
@@ -86,10 +94,10 @@ void LinuxHostApplication::getNotificationSettings(
     queue = call_out_queue_;
   }
   if (!queue) {
-    completion(NotificationSettings{});
+    completion(settings);
     return;
   }
-  queue->async([completion = std::move(completion)] { completion(NotificationSettings{}); });
+  queue->async([completion = std::move(completion), settings] { completion(settings); });
 }
 
 }  // namespace tessarin::platform::linux_host

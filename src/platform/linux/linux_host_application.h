@@ -42,8 +42,8 @@ class LinuxHostApplication : public HostApplication {
   bool runningUnitTests() override { return false; }
   bool swizzlingEnabledByDefault() override { return routes_delegates_; }
   // A Linux desktop session has no notification settings of the app's to
-  // report: the answer is always "not determined" (so no push token is
-  // ever reported from here), given on a queue of its own as elsewhere.
+  // ask: the answer follows the host's word (authorized with alerts, or
+  // denied), given on a queue of its own as elsewhere.
   void getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) override;
 
   // How the answers' queue is made, on first use (the platform's serial
@@ -63,6 +63,7 @@ class LinuxHostApplication : public HostApplication {
   const std::optional<std::string> resource_directory_;
   const std::string data_directory_;
   const bool routes_delegates_;
+  const bool notifications_allowed_;
   std::atomic<int> state_;
   std::mutex call_out_mutex_;
   std::function<std::shared_ptr<DispatchQueue>()> call_out_factory_;

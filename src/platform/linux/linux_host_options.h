@@ -38,6 +38,10 @@ struct LinuxHostOptions {
   // through objects the SDK intercepts. A plain Linux process has none, so
   // the app hands push tokens, notifications and URLs to the SDK itself.
   bool routes_delegates_through_sdk = false;
+  // Whether the user lets the app show notifications. A desktop has no
+  // per-app settings for the SDK to ask, so the host says; a push token is
+  // reported only when it does.
+  bool notifications_allowed = true;
 
   // When set, main-queue tasks are handed to the host's own loop through
   // this hook, which must run them in order on `main_thread`. When not set
