@@ -1,5 +1,6 @@
 // Campaigns that reach the app through an event response, and what the app
-// reports back about them: the statistics events of a context.
+// reports back about them: the statistics events of a context, and the
+// guard around the app's campaign handler.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -14,6 +15,7 @@
 #include "tessarin/events.h"
 #include "tessarin/tessarin.h"
 #include "util/host_app.h"
+#include "util/safety.h"
 
 namespace tessarin {
 namespace {
@@ -71,6 +73,8 @@ Json Payloads(const std::string& id, const std::string& stat, bool control = fal
 
 class ContextCampaignTest : public ::testing::Test {
  protected:
+  void TearDown() override { TSRUtilitySafety::setThrowExceptions(false); }
+
   // Started in the foreground by a user who has just touched the app, so
   // the global context is active and campaigns are dispatched at once.
   void Start(const Json& client = Json::object()) {
@@ -172,6 +176,27 @@ TEST_F(ContextCampaignTest, AControlGroupCampaignReportsOnlyImpressions) {
   std::vector<Json> stats = StatEvents();
   ASSERT_EQ(stats.size(), 1u);
   EXPECT_EQ(Json::parse(stats[0][TSREvent_campaignStats].get<std::string>()), Payloads("cmp-c", "i", true));
+}
+
+TEST_F(ContextCampaignTest, AHandlerThrowingSomethingOtherThanAnExceptionIsReportedAndTheAppGoesOn) {
+  Start(Json{{"callHandlersSafely", true}});
+  global->setCampaignHandler([](const std::shared_ptr<TSRCampaign>&) { throw 7; }, "broken");
+  sim->runUntilIdle();
+
+  // The throwing handler does not keep the next campaign from its handler.
+  Respond(Json::array({DataCampaign("cmp-x", "broken"), DataCampaign("cmp-y")}));
+  ASSERT_EQ(received.size(), 1u);
+  EXPECT_EQ(received[0]->campaignId(), "cmp-y");
+  EXPECT_EQ(log.count("Exception:\n  Tag: Campaign handler for target [broken] campaignId [cmp-x] experienceId "
+                      "[cmp-x-exp] messageId [cmp-x-msg] data: {\"headline\":\"Sale\"}\n  Name: unknown exception\n"
+                      "  Reason: a non-standard exception was thrown\n  Info: (null)\n  Symbols: (null)",
+                      TSRLogLevelError),
+            1);
+
+  // During development the app asks to have it raised again.
+  TSRUtilitySafety::setThrowExceptions(true);
+  EXPECT_THROW(Respond(Json::array({DataCampaign("cmp-z", "broken")})), int);
+  EXPECT_EQ(log.countContaining("Tag: Campaign handler for target [broken] campaignId [cmp-z]"), 1);
 }
 
 }  // namespace
