@@ -25,6 +25,9 @@ constexpr const char* kUpdatedKey = "__updated";
 constexpr const char* kLastModifiedKey = "__lastModified";
 constexpr double kDefaultConfigMaxAge = 120;
 
+// The writes go to their own queue, off the main thread.
+constexpr std::string_view kWriterQueueLabel = "com.tessarin.sdk.TSRConfig";
+
 bool ValidLayer(long layer) { return layer >= TSRConfig::kLayerDefaults && layer < TSRConfig::kLayerCount; }
 
 // A layer's value for `key`, or null. Layers are small insertion-ordered
@@ -36,6 +39,33 @@ const Json* FindInLayer(const Json& layer, std::string_view key) {
     if (name.size() == key.size() && std::memcmp(name.data(), key.data(), key.size()) == 0) return &value;
   }
   return nullptr;
+}
+
+bool IsPersisted(long layer) {
+  for (const PersistedLayer& persisted : kPersistedLayers) {
+    if (persisted.layer == layer) return true;
+  }
+  return false;
+}
+
+// Whether two layers hold the same entries, in any order. Their "__updated"
+// stamps are left out: a merge or replace restamps the layer in memory
+// every time (the server layer's freshness is read from it), but a new
+// stamp alone is not worth a write; it reaches the file with the next real
+// change. An event response repeats the same affinity id every time, and
+// each write is an fsync'd rename.
+bool SameEntries(const Json& a, const Json& b) {
+  auto count = [](const Json& layer) {
+    std::size_t n = layer.size();
+    return FindInLayer(layer, kUpdatedKey) ? n - 1 : n;
+  };
+  if (!a.is_object() || !b.is_object() || count(a) != count(b)) return false;
+  for (const auto& [key, value] : a.get_ref<const Json::object_t&>()) {
+    if (key == kUpdatedKey) continue;
+    const Json* other = FindInLayer(b, key);
+    if (!other || *other != value) return false;
+  }
+  return true;
 }
 
 // The kinds a layer may hold: what the file format and the server can
@@ -58,10 +88,16 @@ double NumberValue(const Json& number) {
 
 }  // namespace
 
-TSRConfig::TSRConfig(std::shared_ptr<TSRUtilityDI> di) : di_(std::move(di)) {
+TSRConfig::TSRConfig(std::shared_ptr<TSRUtilityDI> di)
+    : di_(std::move(di)),
+      writer_(std::make_unique<TSRBackgroundFileWriter>(
+          di_->platformPtr(), di_->persistence(), kConfigFileName, std::string(kWriterQueueLabel), true,
+          [](const Json& file) { TSR_LOG_DEBUG("Config: saving: %@", file); })) {
   config_layers_.reserve(kLayerCount);
   loadFromFile();
 }
+
+TSRConfig::~TSRConfig() = default;
 
 const Json& TSRConfig::defaults() {
   static const Json kDefaults = Json::object({
@@ -104,6 +140,8 @@ const Json& TSRConfig::defaults() {
 }
 
 void TSRConfig::loadFromFile() {
+  // The file is to hold what was last asked of it before it is read back.
+  waitForPendingWrites();
   config_layers_.clear();
   config_layers_.push_back(defaults());
   for (long layer = kLayerClient; layer < kLayerCount; ++layer) config_layers_.push_back(Json::object());
@@ -124,15 +162,18 @@ void TSRConfig::saveToFile() {
     const Json& layer = config_layers_[persisted.layer];
     file[persisted.section] = layer.is_object() ? layer : Json::object();
   }
-  TSR_LOG_DEBUG("Config: saving: %@", file);
-  di_->persistence().saveRawJSON(file, kConfigFileName, true);
+  writer_->save(std::move(file));
 }
+
+void TSRConfig::waitForPendingWrites() { writer_->waitForPendingWrites(); }
 
 void TSRConfig::deleteFile(TSRUtilityPersistence& persistence) { persistence.deleteFilename(kConfigFileName); }
 
 void TSRConfig::reset() {
   for (long layer = kLayerRuntime; layer > kLayerDefaults; --layer) config_layers_[layer] = Json::object();
-  deleteFile(di_->persistence());
+  // Through the writer, so that a write still waiting cannot bring the file
+  // back after it is gone.
+  writer_->remove();
 }
 
 void TSRConfig::setConfiguration(const Json& configuration, long layer) {
@@ -143,10 +184,16 @@ void TSRConfig::setConfiguration(const Json& configuration, long layer) {
     return;
   }
   Json filtered = filterConfiguration(configuration, layer);
-  filtered[kUpdatedKey] = Now();
   Json& target = config_layers_[layer];
+  bool changed = false;
+  for (const auto& [key, value] : filtered.get_ref<const Json::object_t&>()) {
+    if (key == kUpdatedKey) continue;
+    const Json* current = FindInLayer(target, key);
+    if (!current || *current != value) changed = true;
+  }
+  filtered[kUpdatedKey] = Now();
   for (auto& [key, value] : filtered.get_ref<Json::object_t&>()) target[key] = std::move(value);
-  saveToFile();
+  if (changed && IsPersisted(layer)) saveToFile();
 }
 
 void TSRConfig::replaceConfiguration(const Json& configuration, long layer) {
@@ -157,9 +204,10 @@ void TSRConfig::replaceConfiguration(const Json& configuration, long layer) {
     return;
   }
   Json filtered = filterConfiguration(configuration, layer);
+  const bool changed = !SameEntries(filtered, config_layers_[layer]);
   filtered[kUpdatedKey] = Now();
   config_layers_[layer] = std::move(filtered);
-  saveToFile();
+  if (changed && IsPersisted(layer)) saveToFile();
 }
 
 const Json* TSRConfig::type(JsonKind kind, std::string_view key, bool /*checkThread*/) const {

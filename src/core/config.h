@@ -2,7 +2,9 @@
 // dictionaries (0 defaults, 1 client, 2 the SDK's own records, 3 server,
 // 4 run-time overrides). A look-up takes the value of the highest layer that
 // holds the key with the requested kind. Layers 1-3 persist in
-// "Tessarin-config". There is no lock: the SDK writes it on the main thread.
+// "Tessarin-config". There is no lock: the SDK changes it on the main thread.
+// The file follows on a background queue, so a change never makes the main
+// thread wait for the disk, and a change that changes nothing is not written.
 #ifndef TESSARIN_CORE_CONFIG_H_
 #define TESSARIN_CORE_CONFIG_H_
 
@@ -16,6 +18,7 @@
 
 namespace tessarin {
 
+class TSRBackgroundFileWriter;
 class TSRUtilityDI;
 class TSRUtilityPersistence;
 
@@ -32,14 +35,24 @@ class TSRConfig {
 
   // Defaults plus the layers persisted by earlier runs.
   explicit TSRConfig(std::shared_ptr<TSRUtilityDI> di);
+  // Finishes the writes already requested.
+  ~TSRConfig();
+  TSRConfig(const TSRConfig&) = delete;
+  TSRConfig& operator=(const TSRConfig&) = delete;
 
   // The 34 built-in defaults (layer 0).
   static const Json& defaults();
 
   void loadFromFile();
+  // Asks for the persisted layers as they are now to be written; returns at
+  // once.
   void saveToFile();
   static void deleteFile(TSRUtilityPersistence& persistence);
   void reset();
+  // Blocks until every write of the file requested before the call is on
+  // disk (for a stop, or before the process goes away). Safe from any
+  // thread, the main thread included.
+  void waitForPendingWrites();
 
   // Merge into layer 2, 3 or 4; replace layer 1, 3 or 4. Others are refused.
   void setConfiguration(const Json& configuration, long layer);
@@ -81,6 +94,7 @@ class TSRConfig {
 
   std::shared_ptr<TSRUtilityDI> di_;
   std::vector<Json> config_layers_;
+  std::unique_ptr<TSRBackgroundFileWriter> writer_;
 };
 
 }  // namespace tessarin

@@ -163,11 +163,7 @@ void TSRPushTokenManager::handlePushToken(const std::string& token, int platform
     if (running_) TSR_LOG_ERROR("Cannot handle token, unsupported platform: %ld", static_cast<long>(platform));
     return;
   }
-  auto stored = push_tokens_.find(*name);
-  if (stored != push_tokens_.end()) {
-    auto current = stored->find(kTokenKey);
-    if (current != stored->end() && current->is_string() && current->get_ref<const std::string&>() == token) return;
-  }
+  if (IsCurrentToken(token, *name)) return;
   std::weak_ptr<TSRPushTokenManager> weak = weak_from_this();
   // The settings answer off the main thread; the manager is touched only
   // back on it.
@@ -179,9 +175,21 @@ void TSRPushTokenManager::handlePushToken(const std::string& token, int platform
       auto manager = weak.lock();
       if (!manager) return;
       TSR_LOG_DEBUG("Permission checks passed? %@, %@", passed ? "true" : "false", reason);
-      if (passed) manager->AcceptToken(token, name);
+      if (!passed) return;
+      // The same token may have been delivered again while the settings
+      // were being asked, and an earlier answer already stored it: taking
+      // it a second time would report it with itself as "previous".
+      if (manager->IsCurrentToken(token, name)) return;
+      manager->AcceptToken(token, name);
     });
   });
+}
+
+bool TSRPushTokenManager::IsCurrentToken(const std::string& token, const std::string& platformName) const {
+  auto stored = push_tokens_.find(platformName);
+  if (stored == push_tokens_.end() || !stored->is_object()) return false;
+  auto current = stored->find(kTokenKey);
+  return current != stored->end() && current->is_string() && current->get_ref<const std::string&>() == token;
 }
 
 void TSRPushTokenManager::AcceptToken(const std::string& token, const std::string& platformName) {

@@ -117,6 +117,8 @@ class TSRPushTokenManager : public PushTokenReporter, public std::enable_shared_
   TSRPushTokenManager(const TSRConfig& config, std::shared_ptr<EventQueue> eventSender,
                       const std::shared_ptr<Tessarin>& facade);
   void registerObservers();
+  // Whether `token` is the one stored for the platform already.
+  bool IsCurrentToken(const std::string& token, const std::string& platformName) const;
   void AcceptToken(const std::string& token, const std::string& platformName);
   bool ConfigFlag(const char* key, bool fallback) const;
 

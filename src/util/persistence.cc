@@ -1,9 +1,11 @@
 #include "util/persistence.h"
 
 #include <string_view>
+#include <utility>
 
 #include "core/log.h"
 #include "util/json_util.h"
+#include "util/safety.h"
 
 namespace tessarin {
 namespace {
@@ -146,6 +148,61 @@ void TSRUtilityPersistence::deleteFilename(const std::string& filename) {
   if (!files.fileExists(*path)) return;
   platform::IoResult removed = files.removeFile(*path);
   if (!removed.ok) TSR_LOG_ERROR("Persistence: Error removing %@ %@", FileURL(*path), removed.description);
+}
+
+TSRBackgroundFileWriter::TSRBackgroundFileWriter(std::shared_ptr<platform::Platform> platform,
+                                                 TSRUtilityPersistence& persistence, std::string filename,
+                                                 std::string queueLabel, bool excludeFromAppBackups,
+                                                 WillWrite willWrite)
+    : platform_(std::move(platform)),
+      persistence_(persistence),
+      filename_(std::move(filename)),
+      queue_label_(std::move(queueLabel)),
+      exclude_from_backups_(excludeFromAppBackups),
+      will_write_(std::move(willWrite)) {}
+
+TSRBackgroundFileWriter::~TSRBackgroundFileWriter() { waitForPendingWrites(); }
+
+void TSRBackgroundFileWriter::save(Json contents) { Request(std::move(contents)); }
+
+void TSRBackgroundFileWriter::remove() { Request(std::nullopt); }
+
+void TSRBackgroundFileWriter::Request(std::optional<Json> contents) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  pending_.emplace(std::move(contents));
+  if (write_queued_) return;  // the write already queued will take this one
+  write_queued_ = true;
+  if (!queue_) queue_ = platform_->createSerialQueue(queue_label_);
+  TSRUtilitySafety::runAsyncOnQueue(queue_, "-[TSRBackgroundFileWriter save:]_block_invoke",
+                                    [this] { WritePending(); });
+}
+
+void TSRBackgroundFileWriter::WritePending() {
+  std::optional<std::optional<Json>> work;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    work.swap(pending_);
+    write_queued_ = false;
+  }
+  if (!work) return;
+  if (!*work) {
+    persistence_.deleteFilename(filename_);
+    return;
+  }
+  if (will_write_) will_write_(**work);
+  persistence_.saveRawJSON(std::move(*work), filename_, exclude_from_backups_);
+}
+
+void TSRBackgroundFileWriter::waitForPendingWrites() {
+  std::shared_ptr<platform::DispatchQueue> queue;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queue = queue_;
+  }
+  // The queue is serial: once an empty task has run on it, every write
+  // queued before has finished. On the simulated host this runs them on the
+  // calling thread.
+  if (queue) queue->sync([] {});
 }
 
 }  // namespace tessarin

@@ -4,6 +4,7 @@
 #ifndef TESSARIN_UTIL_PERSISTENCE_H_
 #define TESSARIN_UTIL_PERSISTENCE_H_
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -39,6 +40,50 @@ class TSRUtilityPersistence {
   std::shared_ptr<platform::Platform> platform_;
   std::once_flag directory_once_;
   std::optional<std::string> directory_;
+};
+
+// Keeps one file of the private directory in step with a JSON value that
+// its owner changes on its own thread (the main thread, which may be the
+// host app's UI thread), without making that thread wait for the disk.
+// Writes run on a serial background queue of the platform, made on first
+// use. A request that arrives while an earlier one is still waiting
+// replaces it, so a burst of changes costs one atomic write of the latest
+// value; a removal is ordered with the writes around it.
+class TSRBackgroundFileWriter {
+ public:
+  // Told, on the writer's queue, of every value just before it is written.
+  using WillWrite = std::function<void(const Json& contents)>;
+
+  TSRBackgroundFileWriter(std::shared_ptr<platform::Platform> platform, TSRUtilityPersistence& persistence,
+                          std::string filename, std::string queueLabel, bool excludeFromAppBackups,
+                          WillWrite willWrite = nullptr);
+  // Finishes what was requested: `persistence` is only borrowed.
+  ~TSRBackgroundFileWriter();
+  TSRBackgroundFileWriter(const TSRBackgroundFileWriter&) = delete;
+  TSRBackgroundFileWriter& operator=(const TSRBackgroundFileWriter&) = delete;
+
+  void save(Json contents);
+  void remove();
+  // Returns once everything requested before the call has reached the
+  // disk. Any thread may call it, the writer's own queue included.
+  void waitForPendingWrites();
+
+ private:
+  void Request(std::optional<Json> contents);
+  void WritePending();
+
+  std::shared_ptr<platform::Platform> platform_;
+  TSRUtilityPersistence& persistence_;
+  const std::string filename_;
+  const std::string queue_label_;
+  const bool exclude_from_backups_;
+  const WillWrite will_write_;
+
+  std::mutex mutex_;
+  std::shared_ptr<platform::DispatchQueue> queue_;
+  // What the next write puts on disk: a value, or nothing for a removal.
+  std::optional<std::optional<Json>> pending_;
+  bool write_queued_ = false;
 };
 
 }  // namespace tessarin

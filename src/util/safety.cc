@@ -32,11 +32,21 @@ void TSRUtilitySafety::logException(const std::exception& exception, const char*
   if (throwExceptions()) throw;
 }
 
+void TSRUtilitySafety::logNonStandardException(const char* tag) {
+  TSR_LOG_ERROR("Exception:\n  Tag: %@\n  Name: %@\n  Reason: %@\n  Info: %@\n  Symbols: %@", tag,
+                kUnknownExceptionName, kUnknownExceptionReason, LogArg(), LogArg());
+  if (throwExceptions()) throw;
+}
+
 void TSRUtilitySafety::runWithTag(const char* tag, const Block& block) {
   try {
     block();
   } catch (const std::exception& exception) {
     logException(exception, tag);
+  } catch (...) {
+    // Anything may come out of a host app's handler; letting it through
+    // would take the app down from inside the SDK.
+    logNonStandardException(tag);
   }
 }
 

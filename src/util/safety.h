@@ -1,7 +1,9 @@
-// Guarded execution: no exception raised inside the SDK reaches the host
-// app. Each runner catches std::exception (the platform's exception class),
+// Guarded execution: no exception raised inside the SDK, or inside a
+// handler of the host app's that the SDK calls, reaches the host app. Each
+// runner catches whatever is thrown (std::exception, the platform's
+// exception class, and anything else: an int, a class of the app's own),
 // logs it with the caller's tag, and rethrows only when the host app asked
-// for it during development. Other kinds of exception pass through.
+// for it during development.
 #ifndef TESSARIN_UTIL_SAFETY_H_
 #define TESSARIN_UTIL_SAFETY_H_
 
@@ -43,6 +45,13 @@ class TSRUtilitySafety {
   // Logs the exception report; rethrows the exception being handled when
   // `throwExceptions` is set, so it must be called from inside a handler.
   static void logException(const std::exception& exception, const char* tag);
+  // The same for an exception that is not a std::exception, of which
+  // nothing can be read: it is reported with kUnknownExceptionName and
+  // kUnknownExceptionReason.
+  static void logNonStandardException(const char* tag);
+
+  static constexpr const char* kUnknownExceptionName = "unknown exception";
+  static constexpr const char* kUnknownExceptionReason = "a non-standard exception was thrown";
 
   static void runWithTag(const char* tag, const Block& block);
   static void runOnMainWithTag(platform::Platform& platform, const char* tag, Block block);

@@ -6,9 +6,15 @@
 #include <fstream>
 #include <sstream>
 
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/linux/linux_platform.h"
 #include "platform/posix_file_system.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
+#include "support/sim_environment.h"
+#include "tessarin/tessarin.h"
 #include "util/di.h"
 
 namespace tessarin {
@@ -19,15 +25,28 @@ using testing::LogCapture;
 
 constexpr double kStart = 1767225600.0;  // the simulated wall clock at creation
 
-// Remembers which files were excluded from backups.
+// Remembers which files were written, whether the writes came from the main
+// thread, and which files were excluded from backups.
 class RecordingFileSystem : public platform::ForwardingFileSystem {
  public:
-  using ForwardingFileSystem::ForwardingFileSystem;
+  RecordingFileSystem(std::shared_ptr<platform::FileSystem> target, platform::Platform& platform)
+      : ForwardingFileSystem(std::move(target)), platform_(platform) {}
+  platform::IoResult writeFileAtomically(const std::string& path, const std::string& contents) override {
+    written.push_back(path);
+    if (platform_.isMainThread()) ++written_on_main;
+    return ForwardingFileSystem::writeFileAtomically(path, contents);
+  }
   platform::IoResult excludeFromBackup(const std::string& path) override {
     excluded.push_back(path);
     return ForwardingFileSystem::excludeFromBackup(path);
   }
+  int writesOf(const std::string& path) const { return static_cast<int>(std::count(written.begin(), written.end(), path)); }
+  std::vector<std::string> written;
+  int written_on_main = 0;
   std::vector<std::string> excluded;
+
+ private:
+  platform::Platform& platform_;
 };
 
 class ConfigTest : public ::testing::Test {
@@ -121,6 +140,7 @@ TEST_F(ConfigTest, NumberConveniencesTreatBooleansAsNumbers) {
 TEST_F(ConfigTest, RefusedLayersLogAndChangeNothing) {
   TSRConfig config(di);
   config.replaceConfiguration({{"account", "acme"}}, 1);
+  config.waitForPendingWrites();
   const std::vector<Json> before = config.configLayers();
   const Json file_before = StoredFile();
 
@@ -144,11 +164,12 @@ TEST_F(ConfigTest, RefusedLayersLogAndChangeNothing) {
                                 }));
   EXPECT_EQ(capture.count("Config: Ignoring attempt to replace layer 2", TSRLogLevelWarn), 1);
   EXPECT_EQ(config.configLayers(), before);
+  config.waitForPendingWrites();
   EXPECT_EQ(StoredFile(), file_before);
 }
 
 TEST_F(ConfigTest, MergeKeepsOtherKeysReplaceDropsThemAndBothStampAndSave) {
-  auto files = std::make_shared<RecordingFileSystem>(sim->posixFileSystem());
+  auto files = std::make_shared<RecordingFileSystem>(sim->posixFileSystem(), *sim);
   sim->setFileSystem(files);
   TSRConfig config(di);
   LogCapture capture;
@@ -169,11 +190,99 @@ TEST_F(ConfigTest, MergeKeepsOtherKeysReplaceDropsThemAndBothStampAndSave) {
   const std::string expected =
       R"({"client":{},"sdk":{"__visitorAffinityId":"v1","__lastAppVersion":"1.1","__updated":1767225605.0},)"
       R"("server":{"useCDN":false,"__updated":1767225605.5}})";
+  config.waitForPendingWrites();
   EXPECT_EQ(capture.messages().back(), "Config: saving: " + expected);
   EXPECT_EQ(capture.count("Config: saving: " + expected, TSRLogLevelDebug), 1);
   EXPECT_EQ(StoredFile(), Json::parse(expected));
   ASSERT_FALSE(files->excluded.empty());
   EXPECT_EQ(files->excluded.back(), FilePath());
+}
+
+TEST_F(ConfigTest, OnlyRealChangesAreWrittenOffTheMainThreadAndABurstIsOneWrite) {
+  auto files = std::make_shared<RecordingFileSystem>(sim->posixFileSystem(), *sim);
+  sim->setFileSystem(files);
+  TSRConfig config(di);
+
+  // A burst on the main thread: the main thread writes nothing, and the
+  // queue then writes once, the latest state.
+  config.replaceConfiguration({{"account", "acme"}, {"dataset", "shop"}}, 1);
+  config.setConfiguration({{"__lastAppVersion", "1.0"}}, 2);
+  config.replaceConfiguration({{"port", 8443}}, 3);
+  config.replaceConfiguration({{"port", 8444}}, 3);
+  EXPECT_EQ(config.longForKey("port"), 8444);  // memory is the truth at once
+  EXPECT_TRUE(files->written.empty());
+  config.waitForPendingWrites();
+  EXPECT_EQ(files->writesOf(FilePath()), 1);
+  EXPECT_EQ(files->written_on_main, 0);
+  EXPECT_EQ(StoredFile()["server"], Json({{"port", 8444}, {"__updated", kStart}}));
+
+  // The same entries again (in another order, with a newer stamp), a "not
+  // modified" answer, and run-time overrides, which are never persisted.
+  sim->advance(10);
+  config.replaceConfiguration({{"dataset", "shop"}, {"account", "acme"}}, 1);
+  config.setConfiguration({{"__lastAppVersion", "1.0"}}, 2);
+  config.setConfiguration(Json::object(), 3);
+  config.setConfiguration({{"logLevel", 4000}}, 4);
+  config.waitForPendingWrites();
+  EXPECT_EQ(files->writesOf(FilePath()), 1);
+  // The stamps still move in memory: the server layer is fresh again.
+  EXPECT_EQ(config.lastUpdatedForLayer(3), kStart + 10);
+
+  // A dropped key is a change too.
+  config.replaceConfiguration(Json::object(), 3);
+  config.waitForPendingWrites();
+  EXPECT_EQ(files->writesOf(FilePath()), 2);
+  EXPECT_EQ(StoredFile()["server"], Json({{"__updated", kStart + 10}}));
+}
+
+TEST(ConfigWrites, AnAffinityIdRepeatedByEveryEventResponseIsWrittenOnce) {
+  auto sim = std::make_shared<SimPlatform>();
+  auto files = std::make_shared<RecordingFileSystem>(sim->posixFileSystem(), *sim);
+  sim->setFileSystem(files);
+  auto env = std::make_shared<testing::FakeEnvironment>(sim);
+  auto facade = Tessarin::createWithEnvironment(env);
+  sim->launchApp();
+  facade->startWithConfiguration(
+      Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}, {"useDesignMode", false}});
+  sim->runUntilIdle();
+  const std::string path = sim->applicationSupportPath() + "/com.tessarin.simhost/" + kConfigFileName;
+  const int after_start = files->writesOf(path);
+  auto respond = [&](const std::string& affinity) {
+    env->queue->success(env->queue.get(), "batch", std::nullopt, Json::array({Json{{"anonAffinityId", affinity}}}));
+  };
+
+  for (int i = 0; i < 500; ++i) {
+    respond("aff-1");
+    sim->runUntilIdle();
+  }
+  EXPECT_EQ(files->writesOf(path), after_start + 1);
+  EXPECT_EQ(files->written_on_main, 0);
+
+  respond("aff-2");
+  EXPECT_EQ(facade->config().stringForKey("__visitorAffinityId"), "aff-2");
+  facade->config().waitForPendingWrites();
+  EXPECT_EQ(files->writesOf(path), after_start + 2);
+  TSRConfig reread(std::make_shared<TSRUtilityDI>(sim));
+  EXPECT_EQ(reread.stringForKey("__visitorAffinityId"), "aff-2");
+}
+
+TEST(ConfigWritesOnRealThreads, WaitingReturnsWithTheLatestStateOnDisk) {
+  char pattern[] = "/tmp/tessarin-config-XXXXXX";
+  const std::string directory = mkdtemp(pattern);
+  platform::linux_host::LinuxHostOptions options;
+  options.bundle_identifier = "com.acme.shop";
+  options.data_directory = directory;
+  {
+    auto host = std::make_shared<platform::linux_host::LinuxPlatform>(options);
+    TSRConfig config(std::make_shared<TSRUtilityDI>(host));
+    // The writer thread races the changes; whatever it took last, the wait
+    // ends only once the last change is on disk.
+    for (int i = 0; i < 50; ++i) config.setConfiguration({{"__visitorAffinityId", "v" + std::to_string(i)}}, 2);
+    config.waitForPendingWrites();
+    TSRConfig reread(std::make_shared<TSRUtilityDI>(host));
+    EXPECT_EQ(reread.stringForKey("__visitorAffinityId"), "v49");
+  }
+  std::filesystem::remove_all(directory);
 }
 
 TEST_F(ConfigTest, PersistedLayersSurviveANewConfigurationAndANewHost) {
@@ -188,6 +297,7 @@ TEST_F(ConfigTest, PersistedLayersSurviveANewConfigurationAndANewHost) {
     config.replaceConfiguration({{"disable", true}, {"__lastModified", 1700000000}}, 3);
     config.setConfiguration({{"logLevel", 4000}}, 4);
     written = config.configLayers();
+    config.waitForPendingWrites();
 
     TSRConfig again(std::make_shared<TSRUtilityDI>(first));
     for (long layer = 0; layer <= 3; ++layer) EXPECT_EQ(again.configLayers()[layer], written[layer]) << layer;
@@ -226,11 +336,15 @@ TEST_F(ConfigTest, ResetEmptiesEveryLayerButTheDefaultsAndDeletesTheFile) {
   config.setConfiguration({{"__visitorAffinityId", "v"}}, 2);
   config.replaceConfiguration({{"port", 8443}}, 3);
   config.setConfiguration({{"logLevel", 4000}}, 4);
+  config.waitForPendingWrites();
   ASSERT_TRUE(FileExists());
 
+  // A write still waiting must not bring the file back after the reset.
+  config.setConfiguration({{"__visitorAffinityId", "w"}}, 2);
   config.reset();
   for (long layer = 1; layer <= 4; ++layer) EXPECT_TRUE(config.hasEmptyLayer(layer)) << layer;
   EXPECT_EQ(Layer(config, 0), TSRConfig::defaults());
+  config.waitForPendingWrites();
   EXPECT_FALSE(FileExists());
   TSRConfig after(di);
   for (long layer = 1; layer <= 3; ++layer) EXPECT_TRUE(after.hasEmptyLayer(layer)) << layer;
@@ -285,6 +399,7 @@ TEST_F(ConfigTest, ForcedExpiryDropsTheConditionAndDoesNotSave) {
 
   config.replaceConfiguration({{"__lastModified", 1700000000}, {"port", 8443}}, 3);
   EXPECT_EQ(config.lastModified(), 1700000000.0);
+  config.waitForPendingWrites();
   const Json file_before = StoredFile();
 
   config.setExpired(true);
@@ -298,6 +413,7 @@ TEST_F(ConfigTest, ForcedExpiryDropsTheConditionAndDoesNotSave) {
   EXPECT_EQ(config.lastUpdatedForLayer(3), kStart + 10);
   sim->advance(120);
   EXPECT_TRUE(config.expired());
+  config.waitForPendingWrites();
   EXPECT_EQ(StoredFile(), file_before);
 }
 

@@ -169,6 +169,23 @@ TEST_F(CurlTransportTest, ConsecutiveRequestsReuseOneConnection) {
   EXPECT_EQ(transport.connectionsOpened(), 1);
 }
 
+TEST_F(CurlTransportTest, ACompletionThatThrowsAnythingLeavesTheNetworkThreadServing) {
+  CurlTransport transport;
+  Outcome thrower, next;
+  HttpCompletion record = thrower.completion();
+  transport.perform(Get(service_.baseUrl() + "/nothing/here"),
+                    [record](const std::optional<HttpResponse>& r, std::string b,
+                             const std::optional<TransportFailure>& f) {
+                      record(r, std::move(b), f);
+                      throw 7;  // not a std::exception
+                    });
+  ASSERT_TRUE(thrower.wait());
+  transport.perform(Get(service_.baseUrl() + "/nothing/here"), next.completion());
+  ASSERT_TRUE(next.wait());
+  ASSERT_TRUE(next.response);
+  EXPECT_EQ(next.response->statusCode, 404);
+}
+
 TEST_F(CurlTransportTest, RefusedConnectionCannotConnect) {
   int port = service_.port();
   service_.stop();  // nothing listens there now

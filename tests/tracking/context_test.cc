@@ -248,26 +248,6 @@ TEST_F(ContextTest, ReviewNeedsACondensableItemEvenWithAValidReview) {
   EXPECT_TRUE(log.contains("Context: Required item was not provided", TSRLogLevelError));
 }
 
-TEST_F(ContextTest, ControlGroupReportsOnlyImpressions) {
-  StartActive();
-  auto context = Make("Global");
-  Json control_click = Json::array({Json{{"id", "e-1"}, {"type", "e"}, {"stat", "c"}, {"ug", "Control"}},
-                                    Json{{"id", "m-1"}, {"eid", "e-1"}, {"type", "m"}, {"stat", "c"},
-                                         {"ug", "Control"}}});
-  context->trackStats(control_click, false);
-  EXPECT_TRUE(env->queue->events.empty());
-  EXPECT_EQ(log.countContaining("Context: [Global] Dropping stat, control group with non-impression type: "), 2);
-
-  Json impression = control_click;
-  for (Json& payload : impression) payload["stat"] = "i";
-  context->trackStats(impression, true);
-  ASSERT_EQ(env->queue->events.size(), 1u);
-  const Json& event = env->queue->events[0];
-  EXPECT_EQ(Json::parse(event[TSREvent_campaignStats].get<std::string>()), impression);
-  EXPECT_EQ(event[TSREvent_simulatedEndpoint], "m");
-  EXPECT_TRUE(log.contains("Context: [Global] Tracking test stats: " + JsonDump(impression), TSRLogLevelInfo));
-}
-
 TEST_F(ContextTest, ReservedHandlerTargetsAreRefusedInAnyCase) {
   StartActive();
   auto context = Make("home");

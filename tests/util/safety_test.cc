@@ -50,13 +50,22 @@ TEST_F(SafetyTest, NamedExceptionsReportTheirInfoAndCallStack) {
   EXPECT_NE(message.find("\n  ", message.find("Symbols: ")), std::string::npos);
 }
 
-TEST_F(SafetyTest, RethrownOnlyWhenAskedAndOtherKindsPassThrough) {
+TEST_F(SafetyTest, AnythingThrownIsReportedAndRethrownOnlyWhenAsked) {
+  // What is not a std::exception has no name or reason to read.
+  struct AppError {};
+  TSRUtilitySafety::runWithTag("-[Host render]", [] { throw 42; });
+  TSRUtilitySafety::runWithTag("-[Host render]", [] { throw AppError{}; });
+  EXPECT_EQ(log.count("Exception:\n  Tag: -[Host render]\n  Name: unknown exception\n  Reason: a non-standard "
+                      "exception was thrown\n  Info: (null)\n  Symbols: (null)",
+                      TSRLogLevelError),
+            2);
+
   TSRUtilitySafety::setThrowExceptions(true);
   EXPECT_THROW(TSRUtilitySafety::runWithTag("t", [] { throw std::logic_error("again"); }), std::logic_error);
-  EXPECT_EQ(log.countContaining("Reason: again"), 1);  // logged before it is raised again
-  TSRUtilitySafety::setThrowExceptions(false);
-  EXPECT_THROW(TSRUtilitySafety::runWithTag("t", [] { throw 42; }), int);
-  EXPECT_EQ(log.records().size(), 1u);
+  EXPECT_THROW(TSRUtilitySafety::runWithTag("t", [] { throw AppError{}; }), AppError);
+  // Each is logged before it is raised again.
+  EXPECT_EQ(log.countContaining("Reason: again"), 1);
+  EXPECT_EQ(log.countContaining("Tag: t\n  Name: unknown exception"), 1);
 }
 
 TEST_F(SafetyTest, RunOnMainIsInlineOnMainAndQueuedElsewhere) {

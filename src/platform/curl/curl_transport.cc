@@ -48,7 +48,8 @@ void Complete(const HttpCompletion& completion, const std::optional<HttpResponse
   if (!completion) return;
   try {
     completion(response, std::move(body), failure);
-  } catch (const std::exception&) {
+  } catch (...) {
+    // Whatever the completion threw, std::exception or not.
   }
 }
 
