@@ -50,10 +50,18 @@ bool IsPersisted(long layer) {
 
 // Whether two layers hold the same entries, in any order. Their "__updated"
 // stamps are left out: a merge or replace restamps the layer in memory
-// every time (the server layer's freshness is read from it), but a new
-// stamp alone is not worth a write; it reaches the file with the next real
-// change. An event response repeats the same affinity id every time, and
-// each write is an fsync'd rename.
+// every time, but for the SDK's own records a new stamp alone is not worth
+// a write (an event response repeats the same affinity id every time, and
+// each write is an fsync'd rename); it reaches the file with the next real
+// change. See StampIsWorthAWrite for the server layer.
+bool SameEntries(const Json& a, const Json& b);
+
+// The server layer's stamp is its freshness: it says when the service last
+// confirmed the configuration (a 304 does nothing else), and the next
+// launch decides from the file whether to ask again. It changes at most
+// once per configuration request, so it is always written.
+bool StampIsWorthAWrite(long layer) { return layer == TSRConfig::kLayerServer; }
+
 bool SameEntries(const Json& a, const Json& b) {
   auto count = [](const Json& layer) {
     std::size_t n = layer.size();
@@ -193,7 +201,7 @@ void TSRConfig::setConfiguration(const Json& configuration, long layer) {
   }
   filtered[kUpdatedKey] = Now();
   for (auto& [key, value] : filtered.get_ref<Json::object_t&>()) target[key] = std::move(value);
-  if (changed && IsPersisted(layer)) saveToFile();
+  if ((changed || StampIsWorthAWrite(layer)) && IsPersisted(layer)) saveToFile();
 }
 
 void TSRConfig::replaceConfiguration(const Json& configuration, long layer) {
@@ -204,7 +212,7 @@ void TSRConfig::replaceConfiguration(const Json& configuration, long layer) {
     return;
   }
   Json filtered = filterConfiguration(configuration, layer);
-  const bool changed = !SameEntries(filtered, config_layers_[layer]);
+  const bool changed = !SameEntries(filtered, config_layers_[layer]) || StampIsWorthAWrite(layer);
   filtered[kUpdatedKey] = Now();
   config_layers_[layer] = std::move(filtered);
   if (changed && IsPersisted(layer)) saveToFile();

@@ -194,6 +194,9 @@ void Tessarin::StopSequence() {
   if (was_started && event_sender_) event_sender_->saveToFile();
   if (campaign_dispatcher_) campaign_dispatcher_->clearAllCampaignsHeld();
   updateTestExperienceId(std::nullopt, true);
+  // The configuration is written in the background; a stopped SDK has it
+  // on disk, as it has its queue.
+  config_->waitForPendingWrites();
 }
 
 void Tessarin::reset() { resetAndClearProperties(true); }
@@ -579,6 +582,8 @@ void Tessarin::RegisterObserversWhenRunning() {
           "-[Tessarin registerObserversWhenRunning]_block_invoke_2", [](Tessarin& self) {
             TSR_LOG_WARN("applicationWillTerminate");
             self.stopSystemsAsNecessary();
+            // The process may end as soon as this returns.
+            self.config_->waitForPendingWrites();
           });
   observe(platform::kApplicationDidChangeStatusBarOrientationNotification,
           "-[Tessarin registerObserversWhenRunning]_block_invoke_3", [](Tessarin& self) {

@@ -216,22 +216,27 @@ TEST_F(ConfigTest, OnlyRealChangesAreWrittenOffTheMainThreadAndABurstIsOneWrite)
   EXPECT_EQ(files->written_on_main, 0);
   EXPECT_EQ(StoredFile()["server"], Json({{"port", 8444}, {"__updated", kStart}}));
 
-  // The same entries again (in another order, with a newer stamp), a "not
-  // modified" answer, and run-time overrides, which are never persisted.
+  // The same entries again (in another order, with a newer stamp) and
+  // run-time overrides, which are never persisted: nothing is written.
   sim->advance(10);
   config.replaceConfiguration({{"dataset", "shop"}, {"account", "acme"}}, 1);
   config.setConfiguration({{"__lastAppVersion", "1.0"}}, 2);
-  config.setConfiguration(Json::object(), 3);
   config.setConfiguration({{"logLevel", 4000}}, 4);
   config.waitForPendingWrites();
   EXPECT_EQ(files->writesOf(FilePath()), 1);
-  // The stamps still move in memory: the server layer is fresh again.
+
+  // A "not modified" answer changes only the server layer's stamp, which
+  // the next launch reads its freshness from: that is written.
+  config.setConfiguration(Json::object(), 3);
   EXPECT_EQ(config.lastUpdatedForLayer(3), kStart + 10);
+  config.waitForPendingWrites();
+  EXPECT_EQ(files->writesOf(FilePath()), 2);
+  EXPECT_EQ(StoredFile()["server"], Json({{"port", 8444}, {"__updated", kStart + 10}}));
 
   // A dropped key is a change too.
   config.replaceConfiguration(Json::object(), 3);
   config.waitForPendingWrites();
-  EXPECT_EQ(files->writesOf(FilePath()), 2);
+  EXPECT_EQ(files->writesOf(FilePath()), 3);
   EXPECT_EQ(StoredFile()["server"], Json({{"__updated", kStart + 10}}));
 }
 
