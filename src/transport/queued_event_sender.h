@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "core/collaborators.h"
+#include "core/event_counters.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
 #include "transport/event_sender.h"
@@ -110,8 +111,11 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void queueSendComplete();
   // Calls the flush waiters when nothing is queued or in flight.
   void notifyIfDrained();
-  void requestSucceeded();
+  void requestSucceeded(std::size_t count);
   void requestFailed(const Json& events, const TSRError& error);
+
+  // Adds to the environment's event counters while this queue still counts.
+  void addToCounter(EventCounters::Counter counter, std::size_t n = 1);
 
   // Run on the main thread.
   void handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
@@ -128,6 +132,8 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // Owned by the private queue.
   bool request_in_flight_ = false;
+  std::size_t in_flight_count_ = 0;  // events in the batch in flight
+  bool counting_ = true;             // cleared by deleteFile
   bool started_ = false;
   std::deque<Json> event_queue_;  // oldest first
   double min_delay_on_failure_ = 1.0;
