@@ -120,9 +120,11 @@ void TSRQueuedEventSender::updateWithConfig(const TSRConfig& config) {
   auto throttleLimit = ConfigNumber(config, "eventThrottleLimit");
   auto throttleInterval = ConfigNumber(config, "eventThrottleInterval");
   auto maxEventsInQueue = ConfigNumber(config, "maxEventsInQueue");
+  auto byteLimitOnContent = ConfigNumber(config, "eventQueueByteLimitOnContent");
   auto self = shared_from_this();
   TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender updateWithConfig:]", [=] {
     self->setConfigValues(delayOnResume, throttleLimit, throttleInterval, maxEventsInQueue);
+    if (byteLimitOnContent) self->byte_limit_on_content_ = *byteLimitOnContent != 0;
   });
 }
 
@@ -213,8 +215,12 @@ void TSRQueuedEventSender::trimExcessEvents() {
   if (event_queue_.size() > max_events_in_queue_) {
     TSR_LOG_ERROR("Events: The number of queued events %i exceeded the limit %i, dropping the excess.",
                   event_queue_.size(), max_events_in_queue_);
-    // The oldest go; the byte estimate keeps counting them.
+    // The oldest go. The byte estimate keeps counting them, unless it
+    // follows the content.
     const std::size_t excess = event_queue_.size() - max_events_in_queue_;
+    if (byte_limit_on_content_) {
+      for (std::size_t i = 0; i < excess; ++i) lowerEstimate(estimateSizeOfEvent(event_queue_[i]));
+    }
     event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(excess));
     addToCounter(EventCounters::kDroppedCountTrim, excess);
   }
@@ -232,6 +238,10 @@ void TSRQueuedEventSender::trimExcessEvents() {
     addToCounter(EventCounters::kDroppedByteTrim, dropped);
   }
   estimated_bytes_in_event_queue_ = estimate;
+}
+
+void TSRQueuedEventSender::lowerEstimate(unsigned long bytes) {
+  estimated_bytes_in_event_queue_ -= std::min(estimated_bytes_in_event_queue_, bytes);
 }
 
 unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
@@ -261,6 +271,9 @@ Json TSRQueuedEventSender::takeEvents() {
     bytes += size;
     ++count;
   }
+  // Following the content, the estimate lets go of the batch now; a batch
+  // put back after a connectivity failure raises it again.
+  if (byte_limit_on_content_) lowerEstimate(bytes);
   Json batch = Json::array();
   auto end = event_queue_.begin() + static_cast<std::ptrdiff_t>(count);
   for (auto it = event_queue_.begin(); it != end; ++it) batch.push_back(std::move(*it));

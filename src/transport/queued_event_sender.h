@@ -104,6 +104,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void enqueueEventsWithoutTriggeringSend(const Json& events);
   void addEventsToQueue(const Json& events, std::size_t startIndex);
   void trimExcessEvents();
+  void lowerEstimate(unsigned long bytes);
   void setNextQueueSendTimer(std::shared_ptr<platform::Timer> timer);
   void sendQueuedEventsAfterDelay();
   void sendQueuedEventsUnlessAlreadyDelayed();
@@ -144,7 +145,11 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   // Rises with every insertion and falls only when the byte trim drops
   // events: sending does not lower it, so the byte limit bounds what the
   // queue has taken in since it last trimmed, not what it holds now.
+  // With "eventQueueByteLimitOnContent" it follows the content instead: it
+  // also falls when a batch is taken for sending and when the count trim
+  // drops events, so the limit bounds what is queued now.
   unsigned long estimated_bytes_in_event_queue_ = 0;
+  bool byte_limit_on_content_ = false;
   std::shared_ptr<platform::Timer> next_queue_send_timer_;
   double queue_send_delay_ = 0.0;
   unsigned long max_events_in_queue_ = 1000;

@@ -282,6 +282,26 @@ TEST_F(QueuedEventSenderTest, ByteLimitActsOnTheEstimateNotOnWhatIsLeft) {
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
 }
 
+TEST_F(QueuedEventSenderTest, ByteLimitOnContentFollowsTakingPuttingBackAndTheCountTrim) {
+  config.setConfiguration({{"eventQueueByteLimitOnContent", true}, {"maxEventsInQueue", 3}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  queue->enqueueEventsForTest(Json::array({EventOfSize(1000, 0), EventOfSize(1000, 1), EventOfSize(1000, 2)}));
+  queue->enqueueEventsForTest(Json::array({EventOfSize(1000, 3)}));
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 3000u) << "the count trim lets go of what it drops";
+
+  Start(*queue);
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 0u) << "the batch in flight is not queued";
+  sender->fail(0, ConnectivityError());
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 3000u) << "put back, counted again";
+  sim->advance(1);
+  sender->succeed(1);
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 0u);
+  EXPECT_EQ(Ids(sender->batches[1].events), (std::vector<int>{1, 2, 3}));
+}
+
 TEST_F(QueuedEventSenderTest, BatchesCutAtFiftyEventsOrTheByteLimitAndDrainOneAfterAnother) {
   auto queue = Make();
   queue->enqueueEventsForTest(Events(0, 50));
@@ -687,6 +707,47 @@ TEST_F(QueuedEventSenderTest, DeleteFileCountsWhatIsHeldWithTheBatchInFlightAndT
   sim->runUntilIdle();
   EXPECT_EQ(Counts().eventsSent, 0u);
   EXPECT_EQ(Counts().dropped(), 60u);
+}
+
+// Passes 20,000 events of 100 estimated bytes (about 2 MB in all, twice
+// the queue's byte limit) through a queue whose sends all succeed, fifty
+// at a time, and returns how many reached the sender.
+class ByteLimitStreamTest : public QueuedEventSenderTest {
+ protected:
+  std::size_t Stream(std::optional<bool> byteLimitOnContent) {
+    Json settings = {{"eventThrottleLimit", 1e9}};
+    if (byteLimitOnContent) settings["eventQueueByteLimitOnContent"] = *byteLimitOnContent;
+    config.setConfiguration(settings, TSRConfig::kLayerRuntime);
+    auto queue = Make();
+    Start(*queue);
+    std::size_t answered = 0, delivered = 0;
+    for (int i = 0; i < 20000; ++i) {
+      queue->addEvent(EventOfSize(100, i));
+      if (i % 50 != 49) continue;
+      sim->runUntilIdle();
+      while (answered < sender->batches.size()) {
+        delivered += sender->batches[answered].events.size();
+        sender->succeed(answered++);
+        sim->runUntilIdle();
+      }
+    }
+    return delivered;
+  }
+};
+
+TEST_F(ByteLimitStreamTest, OnContentEveryEventOfASteadyStreamIsDelivered) {
+  EXPECT_EQ(Stream(true), 20000u);
+  EXPECT_EQ(Counts().droppedByteTrim, 0u);
+  EXPECT_EQ(log.countContaining("Events: The number of estimated bytes in the queue exceeded"), 0);
+}
+
+TEST_F(ByteLimitStreamTest, ByDefaultTheLimitCountsEverythingTakenInSinceTheLastTrim) {
+  // Sending never lowers the estimate: it reaches 1048500 with the 10485th
+  // event, and from then on each new event tips it over the limit and the
+  // trim walks off one queued event for it. Exactly 1 MiB of estimated
+  // bytes gets through.
+  EXPECT_EQ(Stream(std::nullopt), 10485u);
+  EXPECT_EQ(Counts().droppedByteTrim, 20000u - 10485u);
 }
 
 // Both a configuration sender and an event sender, as the HTTP sender is.
