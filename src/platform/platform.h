@@ -8,10 +8,12 @@
 #ifndef TESSARIN_PLATFORM_PLATFORM_H_
 #define TESSARIN_PLATFORM_PLATFORM_H_
 
+#include <cerrno>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -74,6 +76,20 @@ struct DateResult {
   std::string error;
 };
 
+// A file open for appending. What `append` returns from has been handed to
+// the operating system (nothing stays buffered in the process), so it
+// survives the process being killed; `sync` makes it survive a power loss
+// too. The file is closed when the object goes.
+class AppendFile {
+ public:
+  virtual ~AppendFile() = default;
+  // Writes all of `data` at the end of the file. On failure part of it may
+  // have been written.
+  virtual IoResult append(std::string_view data) = 0;
+  // Flushes what was appended to the storage device.
+  virtual IoResult sync() = 0;
+};
+
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
@@ -86,6 +102,13 @@ class FileSystem {
   virtual IoResult writeFileAtomically(const std::string& path, const std::string& contents) = 0;
   virtual IoResult removeFile(const std::string& path) = 0;
   virtual IoResult excludeFromBackup(const std::string& path) = 0;
+  // Opens the file for appending, creating it (mode 0600) when missing.
+  // Null, with `result` saying why, when it cannot; a file system that
+  // cannot append at all answers that.
+  virtual std::unique_ptr<AppendFile> openForAppend(const std::string& path, IoResult* result) {
+    if (result) *result = IoResult::Failure(ENOTSUP, "appending is not supported: " + path);
+    return nullptr;
+  }
 };
 
 class HostObject;

@@ -16,6 +16,37 @@ IoResult Errno(const std::string& what, const std::string& path) {
   return IoResult::Failure(e, what + " " + path + ": " + std::strerror(e));
 }
 
+class PosixAppendFile : public AppendFile {
+ public:
+  PosixAppendFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
+  ~PosixAppendFile() override { close(fd_); }
+
+  IoResult append(std::string_view data) override {
+    const char* p = data.data();
+    std::size_t left = data.size();
+    while (left > 0) {
+      ssize_t n = write(fd_, p, left);
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        return Errno("write", path_);
+      }
+      p += n;
+      left -= static_cast<std::size_t>(n);
+    }
+    return IoResult::Success();
+  }
+
+  IoResult sync() override {
+    // The data and the file's length; the rest of its metadata can wait.
+    if (fdatasync(fd_) != 0) return Errno("fdatasync", path_);
+    return IoResult::Success();
+  }
+
+ private:
+  const int fd_;
+  const std::string path_;
+};
+
 }  // namespace
 
 std::optional<std::string> PosixFileSystem::applicationSupportDirectory(std::string* error) {
@@ -108,6 +139,16 @@ IoResult PosixFileSystem::writeFileAtomically(const std::string& path, const std
 IoResult PosixFileSystem::removeFile(const std::string& path) {
   if (unlink(path.c_str()) != 0) return Errno("unlink", path);
   return IoResult::Success();
+}
+
+std::unique_ptr<AppendFile> PosixFileSystem::openForAppend(const std::string& path, IoResult* result) {
+  int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    if (result) *result = Errno("open", path);
+    return nullptr;
+  }
+  if (result) *result = IoResult::Success();
+  return std::make_unique<PosixAppendFile>(fd, path);
 }
 
 IoResult PosixFileSystem::excludeFromBackup(const std::string& path) {

@@ -4,6 +4,7 @@
 #ifndef TESSARIN_PLATFORM_POSIX_FILE_SYSTEM_H_
 #define TESSARIN_PLATFORM_POSIX_FILE_SYSTEM_H_
 
+#include <memory>
 #include <string>
 
 #include "platform/platform.h"
@@ -24,6 +25,8 @@ class PosixFileSystem : public FileSystem {
   IoResult writeFileAtomically(const std::string& path, const std::string& contents) override;
   IoResult removeFile(const std::string& path) override;
   IoResult excludeFromBackup(const std::string& path) override;
+  // write(2) and fdatasync(2) on a descriptor opened with O_APPEND.
+  std::unique_ptr<AppendFile> openForAppend(const std::string& path, IoResult* result) override;
 
  private:
   std::string application_support_;
@@ -47,6 +50,9 @@ class ForwardingFileSystem : public FileSystem {
   }
   IoResult removeFile(const std::string& path) override { return target_->removeFile(path); }
   IoResult excludeFromBackup(const std::string& path) override { return target_->excludeFromBackup(path); }
+  std::unique_ptr<AppendFile> openForAppend(const std::string& path, IoResult* result) override {
+    return target_->openForAppend(path, result);
+  }
 
  protected:
   std::shared_ptr<FileSystem> target_;

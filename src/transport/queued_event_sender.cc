@@ -120,9 +120,11 @@ void TSRQueuedEventSender::updateWithConfig(const TSRConfig& config) {
   auto throttleLimit = ConfigNumber(config, "eventThrottleLimit");
   auto throttleInterval = ConfigNumber(config, "eventThrottleInterval");
   auto maxEventsInQueue = ConfigNumber(config, "maxEventsInQueue");
+  auto byteLimitOnContent = ConfigNumber(config, "eventQueueByteLimitOnContent");
   auto self = shared_from_this();
   TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender updateWithConfig:]", [=] {
     self->setConfigValues(delayOnResume, throttleLimit, throttleInterval, maxEventsInQueue);
+    if (byteLimitOnContent) self->byte_limit_on_content_ = *byteLimitOnContent != 0;
   });
 }
 
@@ -170,6 +172,7 @@ void TSRQueuedEventSender::addEventOnQueue(Json event) {
     if (count_added_this_interval_ > throttle_limit_) {
       TSR_LOG_ERROR("Events: Dropping event, exceeded %lu events / %.1f seconds", throttle_limit_,
                     throttle_interval_);
+      addToCounter(EventCounters::kDroppedThrottled);
       return;
     }
   }
@@ -192,6 +195,7 @@ void TSRQueuedEventSender::addEventsToQueue(const Json& events, std::size_t star
     unsigned long size = estimateSizeOfEvent(event);
     if (size > kMaxEventBytes) {
       TSR_LOG_ERROR("Events: Dropping an event that is too large to fit in a single request");
+      addToCounter(EventCounters::kDroppedTooLarge);
       continue;
     }
     keptBytes += size;
@@ -211,9 +215,14 @@ void TSRQueuedEventSender::trimExcessEvents() {
   if (event_queue_.size() > max_events_in_queue_) {
     TSR_LOG_ERROR("Events: The number of queued events %i exceeded the limit %i, dropping the excess.",
                   event_queue_.size(), max_events_in_queue_);
-    // The oldest go; the byte estimate keeps counting them.
-    event_queue_.erase(event_queue_.begin(),
-                       event_queue_.begin() + static_cast<std::ptrdiff_t>(event_queue_.size() - max_events_in_queue_));
+    // The oldest go. The byte estimate keeps counting them, unless it
+    // follows the content.
+    const std::size_t excess = event_queue_.size() - max_events_in_queue_;
+    if (byte_limit_on_content_) {
+      for (std::size_t i = 0; i < excess; ++i) lowerEstimate(estimateSizeOfEvent(event_queue_[i]));
+    }
+    event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(excess));
+    addToCounter(EventCounters::kDroppedCountTrim, excess);
   }
   if (estimated_bytes_in_event_queue_ <= kMaxQueueBytes) return;
   unsigned long estimate = estimated_bytes_in_event_queue_;
@@ -226,8 +235,13 @@ void TSRQueuedEventSender::trimExcessEvents() {
     event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(dropped));
     TSR_LOG_ERROR("Events: The number of estimated bytes in the queue exceeded the limit of %i, dropping %i events.",
                   kMaxQueueBytes, dropped);
+    addToCounter(EventCounters::kDroppedByteTrim, dropped);
   }
   estimated_bytes_in_event_queue_ = estimate;
+}
+
+void TSRQueuedEventSender::lowerEstimate(unsigned long bytes) {
+  estimated_bytes_in_event_queue_ -= std::min(estimated_bytes_in_event_queue_, bytes);
 }
 
 unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
@@ -257,6 +271,9 @@ Json TSRQueuedEventSender::takeEvents() {
     bytes += size;
     ++count;
   }
+  // Following the content, the estimate lets go of the batch now; a batch
+  // put back after a connectivity failure raises it again.
+  if (byte_limit_on_content_) lowerEstimate(bytes);
   Json batch = Json::array();
   auto end = event_queue_.begin() + static_cast<std::ptrdiff_t>(count);
   for (auto it = event_queue_.begin(); it != end; ++it) batch.push_back(std::move(*it));
@@ -366,6 +383,7 @@ void TSRQueuedEventSender::sendQueuedEvents() {
   const std::size_t count = batch.size();
   TSR_LOG_INFO("Events: Attempting to send %lu events", count);
   request_in_flight_ = true;
+  in_flight_count_ = count;
 
   static constexpr const char* kTag = "-[TSRQueuedEventSender sendQueuedEvents]";
   std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
@@ -381,7 +399,7 @@ void TSRQueuedEventSender::sendQueuedEvents() {
       if (!self || sender != self->event_sender_delegate_.get()) return;
       TSR_LOG_INFO("Events: Successfully sent %lu events.", count);
       self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses.value_or(Json()));
-      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self] { self->requestSucceeded(); });
+      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self, count] { self->requestSucceeded(count); });
     });
   };
   auto onFailure = [weak, events](TSREventSender* sender, const std::string& requestUUID,
@@ -400,10 +418,12 @@ void TSRQueuedEventSender::sendQueuedEvents() {
                                      std::move(onSuccess), std::move(onFailure));
 }
 
-void TSRQueuedEventSender::requestSucceeded() {
+void TSRQueuedEventSender::requestSucceeded(std::size_t count) {
+  addToCounter(EventCounters::kEventsSent, count);
   queue_send_delay_ = 0;
   setNextQueueSendTimer(nullptr);
   request_in_flight_ = false;
+  in_flight_count_ = 0;
   // A backlog drains batch after batch without waiting.
   sendQueuedEventsUnlessAlreadyDelayed();
   notifyIfDrained();
@@ -414,14 +434,18 @@ void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& err
     // The service answered (or the request could not be made): sending the
     // same batch again would fail the same way.
     TSR_LOG_WARN("Events: Dropping %lu events that failed to send", events.size());
+    addToCounter(EventCounters::kDroppedRejected, events.size());
     queue_send_delay_ = 0;
     setNextQueueSendTimer(nullptr);
     request_in_flight_ = false;
+    in_flight_count_ = 0;
     sendQueuedEventsUnlessAlreadyDelayed();
     notifyIfDrained();
     return;
   }
   TSR_LOG_INFO("Events: Re-enqueueing events to send later.");
+  addToCounter(EventCounters::kBatchesRetried);
+  in_flight_count_ = 0;
   // At the head, through the size checks and trimming again.
   addEventsToQueue(events, 0);
   if (queue_send_delay_ < min_delay_on_failure_) {
@@ -465,8 +489,19 @@ void TSRQueuedEventSender::saveToFile() {
 }
 
 void TSRQueuedEventSender::deleteFile() {
-  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender deleteFile]",
-                                   [this] { environment_->persistence().deleteFilename(kTSRQueuedEventsFileName); });
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender deleteFile]", [this] {
+    environment_->persistence().deleteFilename(kTSRQueuedEventsFileName);
+    // The façade deletes the file only to drop the queue (a reset, or the
+    // service's "disable"): whatever is still held is lost to it, even a
+    // batch in flight whose answer the façade will no longer hear. From now
+    // on this queue counts nothing, so no event is counted twice.
+    addToCounter(EventCounters::kDroppedAtReset, event_queue_.size() + in_flight_count_);
+    counting_ = false;
+  });
+}
+
+void TSRQueuedEventSender::addToCounter(EventCounters::Counter counter, std::size_t n) {
+  if (counting_) environment_->eventCounters().add(counter, n);
 }
 
 // --- Inspection ---

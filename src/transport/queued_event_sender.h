@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "core/collaborators.h"
+#include "core/event_counters.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
 #include "transport/event_sender.h"
@@ -103,6 +104,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void enqueueEventsWithoutTriggeringSend(const Json& events);
   void addEventsToQueue(const Json& events, std::size_t startIndex);
   void trimExcessEvents();
+  void lowerEstimate(unsigned long bytes);
   void setNextQueueSendTimer(std::shared_ptr<platform::Timer> timer);
   void sendQueuedEventsAfterDelay();
   void sendQueuedEventsUnlessAlreadyDelayed();
@@ -110,8 +112,11 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void queueSendComplete();
   // Calls the flush waiters when nothing is queued or in flight.
   void notifyIfDrained();
-  void requestSucceeded();
+  void requestSucceeded(std::size_t count);
   void requestFailed(const Json& events, const TSRError& error);
+
+  // Adds to the environment's event counters while this queue still counts.
+  void addToCounter(EventCounters::Counter counter, std::size_t n = 1);
 
   // Run on the main thread.
   void handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
@@ -128,6 +133,8 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // Owned by the private queue.
   bool request_in_flight_ = false;
+  std::size_t in_flight_count_ = 0;  // events in the batch in flight
+  bool counting_ = true;             // cleared by deleteFile
   bool started_ = false;
   std::deque<Json> event_queue_;  // oldest first
   double min_delay_on_failure_ = 1.0;
@@ -138,7 +145,11 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   // Rises with every insertion and falls only when the byte trim drops
   // events: sending does not lower it, so the byte limit bounds what the
   // queue has taken in since it last trimmed, not what it holds now.
+  // With "eventQueueByteLimitOnContent" it follows the content instead: it
+  // also falls when a batch is taken for sending and when the count trim
+  // drops events, so the limit bounds what is queued now.
   unsigned long estimated_bytes_in_event_queue_ = 0;
+  bool byte_limit_on_content_ = false;
   std::shared_ptr<platform::Timer> next_queue_send_timer_;
   double queue_send_delay_ = 0.0;
   unsigned long max_events_in_queue_ = 1000;

@@ -117,6 +117,8 @@ class QueuedEventSenderTest : public ::testing::Test {
     std::ofstream(EventsFilePath(), std::ios::binary) << text;
   }
 
+  TSREventDiagnostics Counts() const { return env->eventCounters().snapshot(); }
+
   std::vector<platform::sim::SimTimerInfo> QueueTimers() const {
     std::vector<platform::sim::SimTimerInfo> timers;
     for (const auto& t : sim->activeTimers()) {
@@ -278,6 +280,26 @@ TEST_F(QueuedEventSenderTest, ByteLimitActsOnTheEstimateNotOnWhatIsLeft) {
   queue->enqueueEventsForTest(Json::array({EventOfSize(100000, 11)}));
   EXPECT_EQ(queue->eventQueueCount(), 0u);
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
+}
+
+TEST_F(QueuedEventSenderTest, ByteLimitOnContentFollowsTakingPuttingBackAndTheCountTrim) {
+  config.setConfiguration({{"eventQueueByteLimitOnContent", true}, {"maxEventsInQueue", 3}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  queue->enqueueEventsForTest(Json::array({EventOfSize(1000, 0), EventOfSize(1000, 1), EventOfSize(1000, 2)}));
+  queue->enqueueEventsForTest(Json::array({EventOfSize(1000, 3)}));
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 3000u) << "the count trim lets go of what it drops";
+
+  Start(*queue);
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 0u) << "the batch in flight is not queued";
+  sender->fail(0, ConnectivityError());
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 3000u) << "put back, counted again";
+  sim->advance(1);
+  sender->succeed(1);
+  sim->runUntilIdle();
+  EXPECT_EQ(queue->estimatedBytesInEventQueue(), 0u);
+  EXPECT_EQ(Ids(sender->batches[1].events), (std::vector<int>{1, 2, 3}));
 }
 
 TEST_F(QueuedEventSenderTest, BatchesCutAtFiftyEventsOrTheByteLimitAndDrainOneAfterAnother) {
@@ -568,6 +590,8 @@ TEST_F(QueuedEventSenderTest, PersistedEventsPassTheLimitsAgainAtStartUp) {
   EXPECT_EQ(log.count("Events: Enqueueing 1006 events.", TSRLogLevelInfo), 1);
   EXPECT_EQ(log.count("Events: The number of queued events 1005 exceeded the limit 1000, dropping the excess."), 1);
   EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request"), 1);
+  EXPECT_EQ(Counts().droppedTooLarge, 1u);
+  EXPECT_EQ(Counts().droppedCountTrim, 5u);
 }
 
 TEST_F(QueuedEventSenderTest, ALoweredMaximumTakesEffectAfterTheLoadWithTheNextInsertion) {
@@ -625,6 +649,105 @@ TEST_F(QueuedEventSenderTest, TheFileIsReadByTheQueuesFirstTaskNotByTheConstruct
   sim->runUntilIdle();
   EXPECT_EQ(files->reads, std::vector<bool>{true});
   EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(0, 4));
+}
+
+TEST_F(QueuedEventSenderTest, CountsEachDropByItsCause) {
+  config.setConfiguration({{"eventThrottleLimit", 3}, {"maxEventsInQueue", 12}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  Json big = Json::array();
+  for (int i = 0; i < 11; ++i) big.push_back(EventOfSize(100000, i));
+  queue->enqueueEventsForTest(big);                        // the byte trim takes the first
+  for (int i = 20; i < 25; ++i) queue->addEvent(Event(i));  // two over the throttle; the count trim takes one
+  sim->runUntilIdle();
+  queue->enqueueEventsForTest(Json::array({EventOfSize(102401, 30)}));
+
+  std::vector<int> expected = Range(2, 9);
+  for (int id : {20, 21, 22}) expected.push_back(id);
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), expected);
+  auto counts = Counts();
+  EXPECT_EQ(counts.droppedByteTrim, 1u);
+  EXPECT_EQ(counts.droppedThrottled, 2u);
+  EXPECT_EQ(counts.droppedCountTrim, 1u);
+  EXPECT_EQ(counts.droppedTooLarge, 1u);
+  EXPECT_EQ(counts.dropped(), 5u);
+}
+
+TEST_F(QueuedEventSenderTest, CountsSentRejectedAndRetriedBatches) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 120));
+  Start(*queue);
+  sender->succeed(0);  // 50 sent
+  sim->runUntilIdle();
+  sender->fail(1, RejectedError());  // 50 dropped
+  sim->runUntilIdle();
+  sender->fail(2, ConnectivityError());  // 20 put back ...
+  sim->advance(1);
+  sender->succeed(3);  // ... and sent
+  sim->runUntilIdle();
+
+  ASSERT_EQ(sender->batchSizes(), (std::vector<std::size_t>{50, 50, 20, 20}));
+  auto counts = Counts();
+  EXPECT_EQ(counts.eventsSent, 70u);
+  EXPECT_EQ(counts.droppedRejected, 50u);
+  EXPECT_EQ(counts.batchesRetried, 1u);
+  EXPECT_EQ(counts.dropped(), 50u);
+}
+
+TEST_F(QueuedEventSenderTest, DeleteFileCountsWhatIsHeldWithTheBatchInFlightAndThenStopsCounting) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 60));
+  Start(*queue);
+  ASSERT_EQ(sender->batchSizes(), std::vector<std::size_t>{50});
+  queue->deleteFile();
+  EXPECT_EQ(Counts().droppedAtReset, 60u);
+
+  // The façade has dropped the queue: what the old batch's answer brings
+  // must not count those events a second time.
+  sender->succeed(0);
+  sim->runUntilIdle();
+  EXPECT_EQ(Counts().eventsSent, 0u);
+  EXPECT_EQ(Counts().dropped(), 60u);
+}
+
+// Passes 20,000 events of 100 estimated bytes (about 2 MB in all, twice
+// the queue's byte limit) through a queue whose sends all succeed, fifty
+// at a time, and returns how many reached the sender.
+class ByteLimitStreamTest : public QueuedEventSenderTest {
+ protected:
+  std::size_t Stream(std::optional<bool> byteLimitOnContent) {
+    Json settings = {{"eventThrottleLimit", 1e9}};
+    if (byteLimitOnContent) settings["eventQueueByteLimitOnContent"] = *byteLimitOnContent;
+    config.setConfiguration(settings, TSRConfig::kLayerRuntime);
+    auto queue = Make();
+    Start(*queue);
+    std::size_t answered = 0, delivered = 0;
+    for (int i = 0; i < 20000; ++i) {
+      queue->addEvent(EventOfSize(100, i));
+      if (i % 50 != 49) continue;
+      sim->runUntilIdle();
+      while (answered < sender->batches.size()) {
+        delivered += sender->batches[answered].events.size();
+        sender->succeed(answered++);
+        sim->runUntilIdle();
+      }
+    }
+    return delivered;
+  }
+};
+
+TEST_F(ByteLimitStreamTest, OnContentEveryEventOfASteadyStreamIsDelivered) {
+  EXPECT_EQ(Stream(true), 20000u);
+  EXPECT_EQ(Counts().droppedByteTrim, 0u);
+  EXPECT_EQ(log.countContaining("Events: The number of estimated bytes in the queue exceeded"), 0);
+}
+
+TEST_F(ByteLimitStreamTest, ByDefaultTheLimitCountsEverythingTakenInSinceTheLastTrim) {
+  // Sending never lowers the estimate: it reaches 1048500 with the 10485th
+  // event, and from then on each new event tips it over the limit and the
+  // trim walks off one queued event for it. Exactly 1 MiB of estimated
+  // bytes gets through.
+  EXPECT_EQ(Stream(std::nullopt), 10485u);
+  EXPECT_EQ(Counts().droppedByteTrim, 20000u - 10485u);
 }
 
 // Both a configuration sender and an event sender, as the HTTP sender is.
