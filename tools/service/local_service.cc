@@ -102,6 +102,9 @@ bool LocalService::start() {
   // Answers go out at once rather than waiting for the client's next
   // acknowledgement: a busy SDK sends batch after batch on one connection.
   server_->set_tcp_nodelay(true);
+  // An idle kept-alive connection is closed after a second: stopping the
+  // service waits for its open connections, and an SDK reconnects at once.
+  server_->set_keep_alive_timeout(1);
   installRoutes();
   port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host.c_str())
                              : (server_->bind_to_port(options_.host.c_str(), options_.port) ? options_.port : -1);
