@@ -351,7 +351,7 @@ void EventJournal::Append(const std::string& record) {
   if (write_timer_) return;
   std::weak_ptr<EventJournal> weak = weak_from_this();
   write_timer_ = TSRUtilityTiming::createAndScheduleTimer(environment_->platform(), kWriteTag, writer_queue_, false,
-                                                          kWriteDelay, 0, kWriteDelay * 0.2, [weak] {
+                                                          kWriteDelay, 0, kWriteDelay * 0.1, [weak] {
                                                             if (auto self = weak.lock()) self->WritePending();
                                                           });
 }
