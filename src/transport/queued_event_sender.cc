@@ -86,7 +86,8 @@ TSRQueuedEventSender::TSRQueuedEventSender(Passkey, std::shared_ptr<TSRUtilityDI
       success_block_(std::move(successBlock)),
       failure_block_(std::move(failureBlock)),
       dispatch_queue_(environment_->platform().createSerialQueue(std::string(kTessarinSDKIdentifier) +
-                                                                 ".TSRQueuedEventSender")) {}
+                                                                 ".TSRQueuedEventSender")),
+      journal_(std::make_shared<EventJournal>(environment_, dispatch_queue_->label() + ".journal")) {}
 
 TSRQueuedEventSender::~TSRQueuedEventSender() {
   // The timer's block would find the queue gone and do nothing; cancelling
@@ -95,20 +96,27 @@ TSRQueuedEventSender::~TSRQueuedEventSender() {
 }
 
 void TSRQueuedEventSender::loadPersistedEvents() {
-  auto persisted = environment_->persistence().loadJSONArrayFromFilename(kTSRQueuedEventsFileName);
-  if (!persisted) return;
-  // Only dictionaries are events; anything else in the file (written by
-  // hand, or damaged) would be sent to the service as it is.
-  Json events = Json::array();
-  for (auto& event : *persisted) {
-    if (event.is_object()) {
-      events.push_back(std::move(event));
-    } else {
-      TSR_LOG_ERROR("Events: Ignoring persisted event of unexpected class %@", JsonClassName(event));
-    }
-  }
+  // The saved file's events, and what the journal adds and removes after
+  // them when the last process died without saving.
+  EventJournal::Recovered recovered = journal_->recover();
+  std::vector<QueuedEvent> events;
+  events.reserve(recovered.events.size());
+  for (auto& event : recovered.events) events.push_back({std::move(event), 0});
+  const std::size_t offered = events.size();
   // At the head, so that every persisted event passes the size checks again.
-  addEventsToQueue(events, 0);
+  loading_ = true;
+  addEventsToQueue(std::move(events), 0, Origin::kLoaded);
+  loading_ = false;
+  // Numbers start afresh with every journal. When the queue is the saved
+  // file exactly, a new journal over it will do; otherwise the queue is
+  // saved at once, so that a crash from now on replays only what happens
+  // from now on.
+  if (recovered.sameAsSavedFile && event_queue_.size() == offered) {
+    journal_->startOverRecoveredFile();
+    renumber();
+  } else {
+    foldJournal();
+  }
 }
 
 // --- Configuration ---
@@ -184,27 +192,41 @@ void TSRQueuedEventSender::addEventOnQueue(Json event) {
 }
 
 void TSRQueuedEventSender::enqueueEventsWithoutTriggeringSend(const Json& events) {
-  addEventsToQueue(events, event_queue_.size());
+  std::vector<QueuedEvent> entries;
+  entries.reserve(events.size());
+  for (const auto& event : events) entries.push_back({event, 0});
+  addEventsToQueue(std::move(entries), event_queue_.size(), Origin::kNew);
+  foldJournalIfWanted();
 }
 
-void TSRQueuedEventSender::addEventsToQueue(const Json& events, std::size_t startIndex) {
-  std::vector<Json> kept;
+void TSRQueuedEventSender::addEventsToQueue(std::vector<QueuedEvent> events, std::size_t startIndex,
+                                            Origin origin) {
+  std::vector<QueuedEvent> kept;
   kept.reserve(events.size());
+  std::vector<std::uint64_t> tooLarge;
   unsigned long keptBytes = 0;
-  for (const auto& event : events) {
-    unsigned long size = estimateSizeOfEvent(event);
+  for (auto& entry : events) {
+    unsigned long size = estimateSizeOfEvent(entry.event);
     if (size > kMaxEventBytes) {
       TSR_LOG_ERROR("Events: Dropping an event that is too large to fit in a single request");
       addToCounter(EventCounters::kDroppedTooLarge);
+      if (origin == Origin::kPutBack) tooLarge.push_back(entry.seq);
       continue;
     }
     keptBytes += size;
-    kept.push_back(event);
+    kept.push_back(std::move(entry));
   }
+  journalRemoved(std::move(tooLarge));
   estimated_bytes_in_event_queue_ += keptBytes;
   if (kept.empty()) return;
   // The number offered, not the number kept.
   TSR_LOG_INFO("Events: Enqueueing %i events.", events.size());
+  if (origin == Origin::kNew) {
+    for (auto& entry : kept) {
+      entry.seq = next_seq_++;
+      journal_->add(entry.seq, entry.event);
+    }
+  }
   startIndex = std::min(startIndex, event_queue_.size());
   event_queue_.insert(event_queue_.begin() + static_cast<std::ptrdiff_t>(startIndex),
                       std::make_move_iterator(kept.begin()), std::make_move_iterator(kept.end()));
@@ -218,21 +240,28 @@ void TSRQueuedEventSender::trimExcessEvents() {
     // The oldest go. The byte estimate keeps counting them, unless it
     // follows the content.
     const std::size_t excess = event_queue_.size() - max_events_in_queue_;
-    if (byte_limit_on_content_) {
-      for (std::size_t i = 0; i < excess; ++i) lowerEstimate(estimateSizeOfEvent(event_queue_[i]));
+    std::vector<std::uint64_t> seqs;
+    seqs.reserve(excess);
+    for (std::size_t i = 0; i < excess; ++i) {
+      if (byte_limit_on_content_) lowerEstimate(estimateSizeOfEvent(event_queue_[i].event));
+      seqs.push_back(event_queue_[i].seq);
     }
     event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(excess));
     addToCounter(EventCounters::kDroppedCountTrim, excess);
+    journalRemoved(std::move(seqs));
   }
   if (estimated_bytes_in_event_queue_ <= kMaxQueueBytes) return;
   unsigned long estimate = estimated_bytes_in_event_queue_;
   std::size_t dropped = 0;
+  std::vector<std::uint64_t> seqs;
   while (estimate > kMaxQueueBytes && dropped < event_queue_.size()) {
-    estimate -= std::min(estimate, estimateSizeOfEvent(event_queue_[dropped]));
+    estimate -= std::min(estimate, estimateSizeOfEvent(event_queue_[dropped].event));
+    seqs.push_back(event_queue_[dropped].seq);
     ++dropped;
   }
   if (dropped > 0) {
     event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(dropped));
+    journalRemoved(std::move(seqs));
     TSR_LOG_ERROR("Events: The number of estimated bytes in the queue exceeded the limit of %i, dropping %i events.",
                   kMaxQueueBytes, dropped);
     addToCounter(EventCounters::kDroppedByteTrim, dropped);
@@ -262,11 +291,13 @@ unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
   return size;
 }
 
-Json TSRQueuedEventSender::takeEvents() {
+Json TSRQueuedEventSender::takeEvents() { return takeEvents(nullptr); }
+
+Json TSRQueuedEventSender::takeEvents(std::vector<std::uint64_t>* seqs) {
   std::size_t count = 0;
   unsigned long bytes = 0;
   while (count < event_queue_.size() && count < kMaxBatchEvents) {
-    unsigned long size = estimateSizeOfEvent(event_queue_[count]);
+    unsigned long size = estimateSizeOfEvent(event_queue_[count].event);
     if (bytes + size > kMaxBatchBytes) break;
     bytes += size;
     ++count;
@@ -276,7 +307,11 @@ Json TSRQueuedEventSender::takeEvents() {
   if (byte_limit_on_content_) lowerEstimate(bytes);
   Json batch = Json::array();
   auto end = event_queue_.begin() + static_cast<std::ptrdiff_t>(count);
-  for (auto it = event_queue_.begin(); it != end; ++it) batch.push_back(std::move(*it));
+  if (seqs) seqs->clear();
+  for (auto it = event_queue_.begin(); it != end; ++it) {
+    batch.push_back(std::move(it->event));
+    if (seqs) seqs->push_back(it->seq);
+  }
   event_queue_.erase(event_queue_.begin(), end);
   return batch;
 }
@@ -375,7 +410,7 @@ void TSRQueuedEventSender::sendQueuedEvents() {
   }
   // No endpoint (no account or dataset yet): keep everything for later.
   if (!event_sender_delegate_ || event_sender_delegate_->urlEvents().empty()) return;
-  Json batch = takeEvents();
+  Json batch = takeEvents(&in_flight_seqs_);
   if (batch.empty()) {
     queueSendComplete();
     return;
@@ -383,13 +418,14 @@ void TSRQueuedEventSender::sendQueuedEvents() {
   const std::size_t count = batch.size();
   TSR_LOG_INFO("Events: Attempting to send %lu events", count);
   request_in_flight_ = true;
-  in_flight_count_ = count;
 
   static constexpr const char* kTag = "-[TSRQueuedEventSender sendQueuedEvents]";
   std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
   // Only a failure may need the events again; the callback shares the
   // batch rather than copying a hundred kilobytes per request.
   auto events = std::make_shared<const Json>(std::move(batch));
+  // Journaled by its outcome; a fold meanwhile journals it afresh.
+  in_flight_batch_ = events;
   auto onSuccess = [weak, count](TSREventSender* sender, const std::string& requestUUID,
                                  const std::optional<platform::HttpResponse>& response,
                                  const std::optional<Json>& eventResponses) {
@@ -420,13 +456,16 @@ void TSRQueuedEventSender::sendQueuedEvents() {
 
 void TSRQueuedEventSender::requestSucceeded(std::size_t count) {
   addToCounter(EventCounters::kEventsSent, count);
+  journalRemoved(std::move(in_flight_seqs_));
+  in_flight_seqs_.clear();
+  in_flight_batch_.reset();
   queue_send_delay_ = 0;
   setNextQueueSendTimer(nullptr);
   request_in_flight_ = false;
-  in_flight_count_ = 0;
   // A backlog drains batch after batch without waiting.
   sendQueuedEventsUnlessAlreadyDelayed();
   notifyIfDrained();
+  foldJournalIfWanted();
 }
 
 void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& error) {
@@ -435,19 +474,29 @@ void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& err
     // same batch again would fail the same way.
     TSR_LOG_WARN("Events: Dropping %lu events that failed to send", events.size());
     addToCounter(EventCounters::kDroppedRejected, events.size());
+    journalRemoved(std::move(in_flight_seqs_));
+    in_flight_seqs_.clear();
+    in_flight_batch_.reset();
     queue_send_delay_ = 0;
     setNextQueueSendTimer(nullptr);
     request_in_flight_ = false;
-    in_flight_count_ = 0;
     sendQueuedEventsUnlessAlreadyDelayed();
     notifyIfDrained();
+    foldJournalIfWanted();
     return;
   }
   TSR_LOG_INFO("Events: Re-enqueueing events to send later.");
   addToCounter(EventCounters::kBatchesRetried);
-  in_flight_count_ = 0;
+  // Back with the numbers they had: the journal never let go of them.
+  std::vector<QueuedEvent> putBack;
+  putBack.reserve(events.size());
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    putBack.push_back({events[i], i < in_flight_seqs_.size() ? in_flight_seqs_[i] : 0});
+  }
+  in_flight_seqs_.clear();
+  in_flight_batch_.reset();
   // At the head, through the size checks and trimming again.
-  addEventsToQueue(events, 0);
+  addEventsToQueue(std::move(putBack), 0, Origin::kPutBack);
   if (queue_send_delay_ < min_delay_on_failure_) {
     queue_send_delay_ = min_delay_on_failure_;
   } else {
@@ -456,6 +505,7 @@ void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& err
   setNextQueueSendTimer(nullptr);
   request_in_flight_ = false;
   sendQueuedEventsAfterDelay();
+  foldJournalIfWanted();
 }
 
 void TSRQueuedEventSender::handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
@@ -481,21 +531,43 @@ void TSRQueuedEventSender::handleFailureBlockWithTag(const char* tag, const std:
 // --- Persistence ---
 
 void TSRQueuedEventSender::saveToFile() {
-  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender saveToFile]", [this] {
-    Json events = Json::array();
-    for (const auto& event : event_queue_) events.push_back(event);
-    environment_->persistence().saveRawJSON(events, kTSRQueuedEventsFileName, true);
-  });
+  TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender saveToFile]", [this] { foldJournal(); });
+}
+
+void TSRQueuedEventSender::foldJournal() {
+  // The file holds what is queued, as it always has; the batch in flight
+  // goes into the new journal, so that a crash before its answer does not
+  // lose it.
+  Json events = Json::array();
+  for (const auto& entry : event_queue_) events.push_back(entry.event);
+  if (journal_->fold(events, in_flight_batch_.get())) renumber();
+}
+
+void TSRQueuedEventSender::foldJournalIfWanted() {
+  if (journal_->wantsFold()) foldJournal();
+}
+
+void TSRQueuedEventSender::renumber() {
+  std::uint64_t seq = 1;
+  for (auto& inFlight : in_flight_seqs_) inFlight = seq++;
+  for (auto& entry : event_queue_) entry.seq = seq++;
+  next_seq_ = seq;
+}
+
+void TSRQueuedEventSender::journalRemoved(std::vector<std::uint64_t> seqs) {
+  // Loading: the journal starts over once the queue is in place.
+  if (loading_ || seqs.empty()) return;
+  journal_->remove(std::move(seqs));
 }
 
 void TSRQueuedEventSender::deleteFile() {
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender deleteFile]", [this] {
-    environment_->persistence().deleteFilename(kTSRQueuedEventsFileName);
+    journal_->deleteFiles();
     // The façade deletes the file only to drop the queue (a reset, or the
     // service's "disable"): whatever is still held is lost to it, even a
     // batch in flight whose answer the façade will no longer hear. From now
     // on this queue counts nothing, so no event is counted twice.
-    addToCounter(EventCounters::kDroppedAtReset, event_queue_.size() + in_flight_count_);
+    addToCounter(EventCounters::kDroppedAtReset, event_queue_.size() + in_flight_seqs_.size());
     counting_ = false;
   });
 }
@@ -522,7 +594,7 @@ std::size_t TSRQueuedEventSender::eventQueueCount() {
 std::optional<Json> TSRQueuedEventSender::getEventAtIndex(std::size_t index) {
   std::optional<Json> event;
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender getEventAtIndex:]", [&] {
-    if (index < event_queue_.size()) event = event_queue_[index];
+    if (index < event_queue_.size()) event = event_queue_[index].event;
   });
   return event;
 }
@@ -530,7 +602,7 @@ std::optional<Json> TSRQueuedEventSender::getEventAtIndex(std::size_t index) {
 Json TSRQueuedEventSender::eventQueueCopy() {
   Json copy = Json::array();
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender eventQueueCopy]", [&] {
-    for (const auto& event : event_queue_) copy.push_back(event);
+    for (const auto& entry : event_queue_) copy.push_back(entry.event);
   });
   return copy;
 }

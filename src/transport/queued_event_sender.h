@@ -8,16 +8,23 @@
 // the service goes back to the head of the queue and the next attempt waits
 // 1, 2, 4 ... up to 600 seconds; a batch the service refused is dropped.
 //
+// Between two saves an event journal (see event_journal.h) records every
+// event that enters the queue and every one that leaves it for good, so a
+// process that is killed loses nothing older than a tenth of a second; the
+// next queue replays it at load. Saving folds the journal into the file.
+//
 // All state lives on one private serial queue. Public operations hop onto
 // it: asynchronously for addEvent, updateWithConfig and
 // startSendingQueuedEvents, synchronously for the others. The persisted
-// file is read by the first task of that queue, so constructing the queue
-// on the host app's UI thread never waits for the disk. The sender's
-// callbacks and the send timer hold the queue weakly.
+// files are read by the first task of that queue, so constructing the queue
+// on the host app's UI thread never waits for the disk; the journal writes
+// on a queue of its own. The sender's callbacks and the send timer hold the
+// queue weakly.
 #ifndef TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_
 #define TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -29,15 +36,13 @@
 #include "core/event_counters.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
+#include "transport/event_journal.h"
 #include "transport/event_sender.h"
 #include "transport/error.h"
 
 namespace tessarin {
 
 class TSRUtilityDI;
-
-// The file the queue persists itself to, in the SDK's private directory.
-inline constexpr const char* kTSRQueuedEventsFileName = "Tessarin-events";
 
 class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_this<TSRQueuedEventSender> {
   struct Passkey {};
@@ -90,21 +95,43 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   static unsigned long estimateSizeOfEvent(const Json& event);
 
   // Removes and returns the longest prefix of the queue that fits one
-  // request (possibly empty). Call it on dispatchQueue().
+  // request (possibly empty). Call it on dispatchQueue(). The journal keeps
+  // the events taken until their outcome is known, which a caller of this
+  // never reports: after a crash they come back.
   Json takeEvents();
 
   const std::shared_ptr<platform::DispatchQueue>& dispatchQueue() const { return dispatch_queue_; }
 
  private:
+  // An event with its number in the journal.
+  struct QueuedEvent {
+    Json event;
+    std::uint64_t seq = 0;
+  };
+  // Where events given to addEventsToQueue come from.
+  enum class Origin {
+    kNew,      // numbered and journaled as they go in
+    kPutBack,  // journaled already, with their numbers
+    kLoaded,   // from the files; the journal starts over after the load
+  };
+
   // Runs on the private queue.
   void loadPersistedEvents();
   void setConfigValues(std::optional<double> delayOnResume, std::optional<double> throttleLimit,
                        std::optional<double> throttleInterval, std::optional<double> maxEventsInQueue);
   void addEventOnQueue(Json event);
   void enqueueEventsWithoutTriggeringSend(const Json& events);
-  void addEventsToQueue(const Json& events, std::size_t startIndex);
+  void addEventsToQueue(std::vector<QueuedEvent> events, std::size_t startIndex, Origin origin);
   void trimExcessEvents();
   void lowerEstimate(unsigned long bytes);
+  Json takeEvents(std::vector<std::uint64_t>* seqs);
+  // Journals that events left the queue for good.
+  void journalRemoved(std::vector<std::uint64_t> seqs);
+  // Writes the queue to the file and starts a fresh journal over it.
+  void foldJournal();
+  void foldJournalIfWanted();
+  // After a fold: the batch in flight is numbered from 1, the queue after it.
+  void renumber();
   void setNextQueueSendTimer(std::shared_ptr<platform::Timer> timer);
   void sendQueuedEventsAfterDelay();
   void sendQueuedEventsUnlessAlreadyDelayed();
@@ -130,13 +157,18 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   const EventQueueSuccessBlock success_block_;
   const EventQueueFailureBlock failure_block_;
   const std::shared_ptr<platform::DispatchQueue> dispatch_queue_;
+  const std::shared_ptr<EventJournal> journal_;
 
   // Owned by the private queue.
   bool request_in_flight_ = false;
-  std::size_t in_flight_count_ = 0;  // events in the batch in flight
-  bool counting_ = true;             // cleared by deleteFile
+  // The batch in flight, with the events' numbers, until its outcome.
+  std::shared_ptr<const Json> in_flight_batch_;
+  std::vector<std::uint64_t> in_flight_seqs_;
+  bool counting_ = true;  // cleared by deleteFile
+  std::uint64_t next_seq_ = 1;
+  bool loading_ = false;
   bool started_ = false;
-  std::deque<Json> event_queue_;  // oldest first
+  std::deque<QueuedEvent> event_queue_;  // oldest first
   double min_delay_on_failure_ = 1.0;
   double max_delay_on_failure_ = 600.0;
   double delay_on_resume_ = 0.0;

@@ -82,16 +82,16 @@ std::optional<std::string> TSRUtilityPersistence::fileURL(const std::string& fil
   return FileURL(*path);
 }
 
-void TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& string,
+bool TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& string,
                                            const std::string& filename, bool excludeFromAppBackups) {
-  if (!string) return;
+  if (!string) return false;
   auto path = PathFor(filename);
-  if (!path) return;
+  if (!path) return false;
   platform::FileSystem& files = platform_->fileSystem();
   platform::IoResult written = files.writeFileAtomically(*path, *string);
   if (!written.ok) {
     TSR_LOG_ERROR("Persistence: Error writing string to %@: %@", FileURL(*path), written.description);
-    return;
+    return false;
   }
   if (excludeFromAppBackups) {
     platform::IoResult excluded = files.excludeFromBackup(*path);
@@ -100,6 +100,7 @@ void TSRUtilityPersistence::saveJSONString(const std::optional<std::string>& str
                    excluded.description);
     }
   }
+  return true;
 }
 
 void TSRUtilityPersistence::saveRawJSON(const std::optional<Json>& object, const std::string& filename,

@@ -24,8 +24,12 @@ class TSRUtilityPersistence {
   std::optional<std::string> directory();
   // The file URL of a file in the private directory, as log lines show it.
   std::optional<std::string> fileURL(const std::string& filename);
+  // The path of a file in the private directory, for the few callers that
+  // work on the file itself (appending to it, say).
+  std::optional<std::string> pathForFilename(const std::string& filename) { return PathFor(filename); }
 
-  void saveJSONString(const std::optional<std::string>& string, const std::string& filename,
+  // Whether the file was written (a failure is logged here).
+  bool saveJSONString(const std::optional<std::string>& string, const std::string& filename,
                       bool excludeFromAppBackups);
   void saveRawJSON(const std::optional<Json>& object, const std::string& filename,
                    bool excludeFromAppBackups);

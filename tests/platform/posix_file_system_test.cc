@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -54,14 +53,6 @@ TEST_F(PosixAppendTest, AppendsReachTheFileAtOnceAndAddToWhatIsThere) {
   ASSERT_NE(again, nullptr);
   EXPECT_TRUE(again->append("two").ok);
   EXPECT_EQ(Read(path), "one\n" + std::string(200000, 'x') + "two");
-}
-
-TEST_F(PosixAppendTest, OpeningInAMissingDirectoryFailsWithTheReason) {
-  IoResult opened;
-  EXPECT_EQ(files_.openForAppend(Path("missing/journal"), &opened), nullptr);
-  EXPECT_FALSE(opened.ok);
-  EXPECT_EQ(opened.code, ENOENT);
-  EXPECT_NE(opened.description.find("missing/journal"), std::string::npos) << opened.description;
 }
 
 }  // namespace

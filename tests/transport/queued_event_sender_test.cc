@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,141 +16,14 @@
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "tessarin/tessarin.h"
+#include "transport/queued_event_sender_fixture.h"
 #include "util/di.h"
 
 namespace tessarin {
 namespace {
 
-using platform::sim::SimPlatform;
+using namespace queue_test;
 using testing::LogCapture;
-
-// Records each batch and lets the test answer it, as the sender would, on
-// the main queue.
-class FakeEventSender : public TSREventSender {
- public:
-  struct Batch {
-    Json events;
-    std::optional<std::string> timeZone;
-    std::string uuid;
-    ArraySuccessBlock success;
-    FailureBlock failure;
-  };
-
-  std::string urlEvents() const override { return url; }
-  std::string sendEvents(const Json& events, const std::optional<std::string>& timeZone, ArraySuccessBlock success,
-                         FailureBlock failure) override {
-    std::string uuid = "request-" + std::to_string(batches.size() + 1);
-    batches.push_back({events, timeZone, uuid, std::move(success), std::move(failure)});
-    return uuid;
-  }
-
-  // `as` stands in for the sender the answer claims to come from.
-  void succeed(std::size_t i, std::optional<Json> responses = Json::array(), TSREventSender* as = nullptr) {
-    batches.at(i).success(as ? as : this, batches[i].uuid, platform::HttpResponse{200, url, {}}, responses);
-  }
-  void fail(std::size_t i, const TSRError& error, TSREventSender* as = nullptr) {
-    batches.at(i).failure(as ? as : this, batches[i].uuid, std::nullopt, error);
-  }
-  std::vector<std::size_t> batchSizes() const {
-    std::vector<std::size_t> sizes;
-    for (const auto& b : batches) sizes.push_back(b.events.size());
-    return sizes;
-  }
-
-  std::string url = "https://acme.api.tessarin.io/events/";
-  std::vector<Batch> batches;
-};
-
-TSRError ConnectivityError() { return {kTSRURLErrorDomain, -1004, "Could not connect to the server.", {}, {}}; }
-TSRError RejectedError() {
-  return {kTessarinSDKIdentifier, 0, "Send request failed, status code 400", "Bad dataset.",
-          "Check that the account exists and that the request is formatted properly."};
-}
-
-Json Event(int id) { return Json{{"id", id}}; }
-Json Events(int from, int count) {
-  Json events = Json::array();
-  for (int i = from; i < from + count; ++i) events.push_back(Event(i));
-  return events;
-}
-// An event whose estimate is exactly `bytes`: "id" + its digits + "x" + padding.
-Json EventOfSize(unsigned long bytes, int id) {
-  unsigned long fixed = 2 + std::to_string(id).size() + 1;
-  return Json{{"id", id}, {"x", std::string(bytes - fixed, 'a')}};
-}
-std::vector<int> Ids(const Json& events) {
-  std::vector<int> ids;
-  for (const auto& e : events) ids.push_back(e.value("id", -1));
-  return ids;
-}
-std::vector<int> Range(int from, int count) {
-  std::vector<int> ids;
-  for (int i = from; i < from + count; ++i) ids.push_back(i);
-  return ids;
-}
-
-class QueuedEventSenderTest : public ::testing::Test {
- protected:
-  std::shared_ptr<TSRQueuedEventSender> Make(bool runFirstTask = true) {
-    auto queue = TSRQueuedEventSender::initWithEventSender(
-        env, sender, config,
-        [this](EventQueue* q, const std::string& uuid, const std::optional<platform::HttpResponse>& response,
-               const Json& responses) {
-          successes.push_back({q, uuid, responses, response.has_value(), sim->isMainThread()});
-        },
-        [this](EventQueue* q, const std::optional<std::string>& uuid,
-               const std::optional<platform::HttpResponse>&, const TSRError& error) {
-          failures.push_back({q, uuid, error, sim->isMainThread()});
-        });
-    if (runFirstTask) sim->runUntilIdle();
-    return queue;
-  }
-
-  // Starts sending and lets the resume timer (no delay by default) fire.
-  void Start(TSRQueuedEventSender& queue) {
-    queue.startSendingQueuedEvents();
-    sim->advance(0);
-  }
-
-  std::string EventsFilePath() const { return sim->applicationSupportPath() + "/com.tessarin.simhost/Tessarin-events"; }
-  void WriteEventsFile(const std::string& text) {
-    std::filesystem::create_directories(std::filesystem::path(EventsFilePath()).parent_path());
-    std::ofstream(EventsFilePath(), std::ios::binary) << text;
-  }
-
-  TSREventDiagnostics Counts() const { return env->eventCounters().snapshot(); }
-
-  std::vector<platform::sim::SimTimerInfo> QueueTimers() const {
-    std::vector<platform::sim::SimTimerInfo> timers;
-    for (const auto& t : sim->activeTimers()) {
-      if (t.queue == "com.tessarin.sdk.TSRQueuedEventSender") timers.push_back(t);
-    }
-    return timers;
-  }
-
-  struct Success {
-    EventQueue* queue;
-    std::string uuid;
-    Json responses;
-    bool hasResponse;
-    bool onMain;
-  };
-  struct Failure {
-    EventQueue* queue;
-    std::optional<std::string> uuid;
-    TSRError error;
-    bool onMain;
-  };
-
-  LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
-  std::shared_ptr<TSRUtilityDI> env = std::make_shared<TSRUtilityDI>(sim);
-  TSRConfig config{env};
-  std::shared_ptr<FakeEventSender> sender = std::make_shared<FakeEventSender>();
-  std::vector<Success> successes;
-  std::vector<Failure> failures;
-  std::vector<std::size_t> completions;  // batches sent when the completion block ran
-};
 
 TEST(QueuedEventSenderEstimateTest, CountsTopLevelKeysAndValueTextsInUtf16Units) {
   LogCapture log{TSRLogLevelDebug};
@@ -570,7 +444,8 @@ TEST_F(QueuedEventSenderTest, SavesAndReloadsItsEventsExcludedFromBackups) {
   std::ifstream in(EventsFilePath(), std::ios::binary);
   std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   EXPECT_EQ(text, "[{\"id\":1},{\"id\":2,\"s\":\"\u00e9\",\"o\":{\"k\":null}}]");
-  EXPECT_EQ(files->excluded, std::vector<std::string>{EventsFilePath()});
+  EXPECT_EQ(std::set<std::string>(files->excluded.begin(), files->excluded.end()),
+            (std::set<std::string>{EventsFilePath(), JournalPath()}));
 
   auto second = Make();
   EXPECT_EQ(second->eventQueueCopy(), first->eventQueueCopy());
