@@ -108,7 +108,9 @@ TSRConfig::TSRConfig(std::shared_ptr<TSRUtilityDI> di)
 TSRConfig::~TSRConfig() = default;
 
 const Json& TSRConfig::defaults() {
-  static const Json kDefaults = Json::object({
+  // Never destroyed: the SDK's threads may read the configuration while the
+  // process exits.
+  static const Json& kDefaults = *new Json(Json::object({
       {"__updated", 0},
       {"usePushNotifications", false},
       {"useDesignMode", false},
@@ -143,7 +145,7 @@ const Json& TSRConfig::defaults() {
       {"allowFirebaseTokenFetch", true},
       {"designerMaxImageDimenPx", 1024},
       {"designerAlertTime", 3.0},
-  });
+  }));
   return kDefaults;
 }
 

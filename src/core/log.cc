@@ -10,7 +10,7 @@ namespace tessarin {
 namespace {
 
 // How the null marker prints, as the platform describes its null object.
-const std::string kNullMarkerDescription = "<null>";
+constexpr std::string_view kNullMarkerDescription = "<null>";
 
 }  // namespace
 
@@ -94,7 +94,7 @@ std::string FormatLogMessage(std::string_view format, const std::vector<LogArg>&
   std::string out;
   out.reserve(format.size() + 32);
   std::size_t next = 0;
-  static const LogArg kMissing;
+  static const LogArg& kMissing = *new LogArg();  // never destroyed: logging runs during exit
   auto take = [&]() -> const LogArg& { return next < args.size() ? args[next++] : kMissing; };
   char buf[512];
   for (std::size_t i = 0; i < format.size(); ++i) {

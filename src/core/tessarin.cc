@@ -39,10 +39,11 @@ constexpr std::size_t kMaxAttributeValueLength = 1024;
 }  // namespace
 
 const std::vector<std::string>& Tessarin::reservedEventKeys() {
-  static const std::vector<std::string> keys = {
+  // Never destroyed: the SDK's threads may still run while the process exits.
+  static const std::vector<std::string>* keys = new std::vector<std::string>{
       "timestamp", ".d", ".on", ".ov", ".an", ".av", ".mbv", ".s", "userId", "company",
       "action", ".vcd", ".top", "_ak", "_ds", ".se", "_anon", ".anonId", ".aaId"};
-  return keys;
+  return *keys;
 }
 
 std::shared_ptr<Tessarin> Tessarin::createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment) {

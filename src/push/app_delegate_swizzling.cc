@@ -56,7 +56,8 @@ std::any ForwardURL(Tessarin& facade, std::any result, const HostArgs& args) {
 }
 
 const std::vector<Hook>& Hooks() {
-  static const std::vector<Hook> hooks = {
+  // Never destroyed: an intercepted callback may run while the process exits.
+  static const std::vector<Hook>& hooks = *new std::vector<Hook>{
       {"application:didRegisterForRemoteNotificationsWithDeviceToken:",
        "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke",
        [](Tessarin& facade, std::any result, const HostArgs& args) {

@@ -113,7 +113,7 @@ std::shared_ptr<TSRCampaign> TSRCampaignDataMessage::initWithJSON(const Json& js
                                                                   double now) {
   const Json* message = SingleMessage(json, "mobileDataMessages", TSRCampaignMessageType_data, true);
   if (!message) return nullptr;
-  static const Json kNoData = Json::object();
+  static const Json& kNoData = *new Json(Json::object());  // never destroyed, as the threads outlive exit
   const Json* data = TSRUtilityDictionary::objectOfType(JsonKind::kDictionary, "dataMap", *message);
   std::shared_ptr<TSRCampaignDataMessage> campaign(new TSRCampaignDataMessage());
   if (!campaign->initWithJSONMessageData(json, *message, data ? data : &kNoData, config, now)) return nullptr;

@@ -3,8 +3,10 @@
 namespace tessarin {
 
 const ItemFieldTables& ItemFields() {
-  static const ItemFieldTables tables;
-  return tables;
+  // Never destroyed: items may be viewed on a thread of the app's while the
+  // process exits.
+  static const ItemFieldTables* tables = new ItemFieldTables();
+  return *tables;
 }
 
 namespace {

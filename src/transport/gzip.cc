@@ -65,8 +65,9 @@ TSRGzipCodec::TSRGzipCodec(ZlibBinding binding) : binding_(std::move(binding)) {
 }
 
 const TSRGzipCodec& TSRGzipCodec::shared() {
-  static const TSRGzipCodec codec(ZlibBinding::Linked());
-  return codec;
+  // Never destroyed: a batch may be compressed while the process exits.
+  static const TSRGzipCodec* codec = new TSRGzipCodec(ZlibBinding::Linked());
+  return *codec;
 }
 
 std::optional<std::string> TSRGzipCodec::compress(std::string_view data, int level, int windowSize,

@@ -63,8 +63,10 @@ std::optional<std::string> Endpoint(const std::optional<std::string>& override, 
 class HttpDateFormatter {
  public:
   static HttpDateFormatter& shared() {
-    static HttpDateFormatter formatter;
-    return formatter;
+    // Never destroyed: the SDK's threads may still parse a date while the
+    // process exits and runs its static destructors.
+    static HttpDateFormatter* formatter = new HttpDateFormatter();
+    return *formatter;
   }
 
   std::optional<std::string> format(double seconds) {

@@ -1,0 +1,208 @@
+// The Linux host as an app drives it: the shared instance, lifecycle reports
+// from the app's own thread, real threads and real time, against the local
+// Tessarin service over loopback. Each case runs the probe app in a process
+// of its own (a fresh shared instance, files under a temporary
+// XDG_DATA_HOME), so that it can also be killed.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "service/local_service.h"
+#include "support/child_process.h"
+#include "tessarin/json.h"
+
+namespace tessarin {
+namespace {
+
+using namespace std::chrono_literals;
+using service::Endpoint;
+using service::LocalService;
+using testing::ChildProcess;
+
+class LinuxHostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tessarin-host-XXXXXX";
+    data_ = mkdtemp(pattern);
+    StartService();
+  }
+  void TearDown() override {
+    service.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(data_, ignored);
+  }
+
+  void StartService(int port = 0) {
+    LocalService::Options options;
+    options.port = port;
+    service = std::make_unique<LocalService>(options);
+    ASSERT_TRUE(service->start()) << service->error();
+    service->setAppConfig("shop", Json{{"eventThrottleLimit", 100000}});
+  }
+  // A port nothing listens on: the service's, once it has stopped.
+  int ClosedPort() {
+    int port = service->port();
+    service.reset();
+    return port;
+  }
+
+  std::unique_ptr<ChildProcess> Probe(const std::string& scenario, int port, const std::string& extra = "",
+                                      const std::vector<std::string>& env = {}) {
+    std::vector<std::string> argv = {TESSARIN_LINUX_PROBE, scenario, std::to_string(port)};
+    if (!extra.empty()) argv.push_back(extra);
+    std::vector<std::string> environment = {"XDG_DATA_HOME=" + data_};
+    environment.insert(environment.end(), env.begin(), env.end());
+    auto child = std::make_unique<ChildProcess>(argv, environment);
+    EXPECT_TRUE(child->started());
+    return child;
+  }
+  // The probe's next JSON line that has `key`.
+  static Json Line(ChildProcess& child, const std::string& key, std::chrono::milliseconds timeout = 10s) {
+    auto line = child.readLineContaining("\"" + key + "\"", timeout);
+    if (!line) return Json();
+    return Json::parse(*line, nullptr, false);
+  }
+
+  // Events the service received, each as the SDK sent it.
+  std::vector<Json> Events() const {
+    std::vector<Json> events;
+    for (const auto& request : service->requests(Endpoint::kEvents)) {
+      if (!request.body.is_array()) continue;
+      for (const Json& event : request.body) events.push_back(event);
+    }
+    return events;
+  }
+  std::map<std::string, int> ActionCounts() const {
+    std::map<std::string, int> counts;
+    for (const Json& event : Events()) {
+      if (event.contains("action")) ++counts[event["action"].get<std::string>()];
+    }
+    return counts;
+  }
+
+  std::string data_;
+  std::unique_ptr<LocalService> service;
+};
+
+TEST_F(LinuxHostTest, LifecycleReportsFromTheAppsThreadTakeEffectInOrder) {
+  // The reports come at once after the first use of the shared instance,
+  // which the app made on another thread: none may be lost.
+  for (int run = 0; run < 3; ++run) {
+    auto probe = Probe("lifecycle", service->port());
+    Json launched = Line(*probe, "reachedActive");
+    EXPECT_EQ(launched["reachedActive"], true) << run;
+    EXPECT_EQ(launched["processedLaunch"], true) << run;
+    // Becoming active counts as the user's activity: no touch needed.
+    EXPECT_EQ(launched["globalActive"], true) << run;
+    Json background = Line(*probe, "backgroundReachedActive");
+    EXPECT_EQ(background["backgroundReachedActive"], false);
+    EXPECT_EQ(background["backgroundGlobalActive"], false);
+    Json foreground = Line(*probe, "foregroundReachedActive");
+    EXPECT_EQ(foreground["foregroundReachedActive"], true);
+    EXPECT_EQ(foreground["foregroundGlobalActive"], true);
+    EXPECT_EQ(probe->wait(10s), 0);
+  }
+}
+
+TEST_F(LinuxHostTest, QuittingFromTheForegroundSavesTheQueue) {
+  auto probe = Probe("terminate", ClosedPort());
+  EXPECT_EQ(Line(*probe, "terminated")["terminated"], true);
+  EXPECT_EQ(probe->wait(10s), 0);
+  std::ifstream file(data_ + "/com.tessarin.probe/Tessarin-events");
+  ASSERT_TRUE(file) << "no queue file";
+  std::stringstream text;
+  text << file.rdbuf();
+  Json saved = Json::parse(text.str(), nullptr, false);
+  ASSERT_TRUE(saved.is_array()) << text.str();
+  int tracked = 0;
+  for (const Json& event : saved) tracked += event.value("action", "").rfind("Terminate Event ", 0) == 0;
+  EXPECT_EQ(tracked, 5);
+}
+
+TEST_F(LinuxHostTest, TheAppsOwnPushLinkAndNotificationCallsActWithDefaultOptions) {
+  auto probe = Probe("entrypoints", service->port(), "", {"PROBE_OS=Tessarix"});
+  Json result = Line(*probe, "mine");
+  EXPECT_EQ(result["mine"], true);
+  EXPECT_EQ(result["other"], false);
+  EXPECT_EQ(result["drained"], true);
+
+  bool token = false, click = false, test_selection = false;
+  auto seen_all = [&] {
+    token = click = test_selection = false;
+    for (const Json& event : Events()) {
+      std::string tokens = event.value("_ptu", "");
+      if (tokens.find("\"token\":\"0102feff\"") != std::string::npos &&
+          tokens.find("\"GCM\"") != std::string::npos) {
+        token = true;
+      }
+      if (event.value(".cStat", "").find("\"id\":\"exp-9\"") != std::string::npos) click = true;
+      if (event.value("action", "") == "Probe Action") test_selection = event.value(".testMessages", "") == "true";
+    }
+    return token && click && test_selection;
+  };
+  auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!seen_all() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(10ms);
+  EXPECT_TRUE(token) << "push tokens not reported";
+  EXPECT_TRUE(click) << "notification click not reported";
+  EXPECT_TRUE(test_selection) << "test link did not select test campaigns";
+  // The OS name the host gave travels in every event...
+  for (const Json& event : Events()) EXPECT_EQ(event.value(".on", ""), "Tessarix");
+  // And it names the app's configuration on the service.
+  auto configs = service->requests(Endpoint::kAppConfig);
+  ASSERT_FALSE(configs.empty());
+  EXPECT_NE(configs[0].path.find("/Tessarix/com.tessarin.probe/1.0/"), std::string::npos) << configs[0].path;
+}
+
+TEST_F(LinuxHostTest, ARefusedConnectionIsRetriedAfterAboutOneSecond) {
+  int port = service->port();
+  auto probe = Probe("retry", port);
+  ASSERT_EQ(Line(*probe, "loaded")["loaded"], true);
+  service.reset();  // refuses connections from now on
+  std::ofstream(data_ + "/go").put('\n');
+  ASSERT_EQ(Line(*probe, "retrying")["retrying"], true) << "the first attempt did not fail";
+  StartService(port);
+  Json delivered = Line(*probe, "delivered");
+  EXPECT_EQ(delivered["delivered"], true);
+  long after = delivered.value("afterFailureMs", -1L);
+  EXPECT_GE(after, 800);
+  EXPECT_LE(after, 3000);
+  EXPECT_EQ(ActionCounts()["Retry Event"], 1);
+}
+
+TEST_F(LinuxHostTest, EventsOfAKilledProcessAreDeliveredAfterTheNextStart) {
+  constexpr int kEvents = 200;
+  int port = ClosedPort();
+  auto recorder = Probe("record", port, std::to_string(kEvents));
+  ASSERT_EQ(Line(*recorder, "recorded")["recorded"], kEvents);
+  // A second for the events to reach the disk, then the process dies.
+  std::this_thread::sleep_for(1200ms);
+  recorder->kill(SIGKILL);
+  EXPECT_EQ(recorder->wait(5s), 128 + SIGKILL);
+
+  StartService(port);
+  auto deliverer = Probe("deliver", port);
+  Json result = Line(*deliverer, "drained", 30s);
+  EXPECT_EQ(result["drained"], true) << result.dump();
+  EXPECT_EQ(deliverer->wait(10s), 0);
+  auto counts = ActionCounts();
+  int missing = 0, duplicates = 0;
+  for (int i = 0; i < kEvents; ++i) {
+    int seen = counts["Kill Event " + std::to_string(i)];
+    missing += seen == 0;
+    duplicates += seen > 1 ? seen - 1 : 0;
+  }
+  EXPECT_EQ(missing, 0);
+  EXPECT_LE(duplicates, 50);  // at most the batch in flight
+}
+
+}  // namespace
+}  // namespace tessarin
