@@ -1,0 +1,98 @@
+#include "demo/demo_service.h"
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "demo/console.h"
+#include "tessarin/events.h"
+
+namespace tessarin::demo {
+namespace {
+
+using service::Endpoint;
+using service::LocalService;
+
+// The local service's app configuration. The product screen of the
+// simulated session is reported by its own action name; the home screen
+// matches no rule and sends no view action.
+Json AppConfiguration() {
+  Json view_configs = Json::array(
+      {Json{{"action", "Product Detail"}, {"matchRule", "$[?(@.className == 'ProductViewController')]"}}});
+  return {{"eventThrottleInterval", 10}, {"trackOrientation", true}, {"viewConfigs", view_configs}};
+}
+
+std::optional<Json> ReadClientConfiguration(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  Json client = Json::parse(text.str(), nullptr, false);
+  if (!in || client.is_discarded() || !client.is_object()) return std::nullopt;
+  return client;
+}
+
+}  // namespace
+
+std::optional<DemoService> PrepareService(const Options& options) {
+  DemoService demo;
+  if (!options.config_file.empty()) {
+    auto client = ReadClientConfiguration(options.config_file);
+    if (!client) {
+      std::cerr << "tessarin-demo: " << options.config_file << " does not hold a JSON object\n";
+      return std::nullopt;
+    }
+    demo.client = std::move(*client);
+  } else {
+    demo.local = std::make_unique<LocalService>();
+    if (!demo.local->start()) {
+      std::cerr << "tessarin-demo: could not start the local Tessarin service: " << demo.local->error() << "\n";
+      return std::nullopt;
+    }
+    demo.local->setAppConfig(options.dataset, AppConfiguration());
+    Json campaigns = Json::array();
+    int n = 0;
+    for (const std::string& target : options.handle) {
+      ++n;
+      campaigns.push_back(LocalService::DataCampaign(
+          target, Json{{"headline", "Offer " + std::to_string(n) + " for " + target}, {"discount", 5 * n}},
+          "demo-" + std::to_string(n), "Global"));
+    }
+    demo.local->queueCampaigns(std::move(campaigns));
+    demo.local->setAnonAffinityId("demo-affinity-1");
+    Say(Line() << "demo: local Tessarin service at " << demo.local->baseUrl());
+    demo.client = Json{{"account", options.account}, {"dataset", options.dataset}, {"domain", "127.0.0.1"},
+                       {"protocol", "http"}, {"port", demo.local->port()}, {"useCDN", false}};
+  }
+  // The user's configuration decides this when it names it.
+  if (!demo.client.contains("usePushNotifications")) demo.client["usePushNotifications"] = true;
+  return demo;
+}
+
+void AbandonService(DemoService& service) { (void)service.local.release(); }
+
+std::size_t EventsWhere(LocalService& service, const std::function<bool(const Json&)>& matches) {
+  std::size_t count = 0;
+  for (const auto& request : service.requests(Endpoint::kEvents)) {
+    if (!request.body.is_array()) continue;
+    for (const Json& event : request.body) count += event.is_object() && matches(event);
+  }
+  return count;
+}
+
+std::size_t EventsWith(LocalService& service, const char* key) {
+  return EventsWhere(service, [key](const Json& event) { return event.contains(key); });
+}
+
+std::size_t EventsWithAction(LocalService& service, const char* action) {
+  return EventsWhere(service,
+                     [action](const Json& event) { return event.value(TSREvent_action, std::string()) == action; });
+}
+
+void PrintRequests(LocalService& service) {
+  for (const auto& request : service.requests()) {
+    Say(Line() << "sent: " << request.method << " " << request.path << " -> " << request.status);
+    if (!request.body.is_null()) Say(Line() << "      " << JsonDump(request.body));
+  }
+}
+
+}  // namespace tessarin::demo

@@ -1,0 +1,30 @@
+// The demo's command line.
+#ifndef TESSARIN_TOOLS_DEMO_OPTIONS_H_
+#define TESSARIN_TOOLS_DEMO_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+namespace tessarin::demo {
+
+struct Options {
+  std::string account = "demo-account";
+  std::string dataset = "demo-dataset";
+  std::string config_file;
+  std::string data_dir;
+  // The SDK's log threshold: warnings and errors unless --verbose (Debug)
+  // or an explicit --log-level.
+  long log_level = 2000;
+  bool verbose = false;
+  double timeout = 10;
+  std::vector<std::string> handle = {"home-banner"};
+};
+
+// Fills `options` from the arguments; false with `error` set on bad usage,
+// or with `error` empty for --help.
+bool ParseOptions(int argc, char** argv, Options* options, std::string* error);
+void PrintUsage();
+
+}  // namespace tessarin::demo
+
+#endif  // TESSARIN_TOOLS_DEMO_OPTIONS_H_
