@@ -1,5 +1,6 @@
 #include "demo/demo_service.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -29,6 +30,22 @@ std::optional<Json> ReadClientConfiguration(const std::string& path) {
   Json client = Json::parse(text.str(), nullptr, false);
   if (!in || client.is_discarded() || !client.is_object()) return std::nullopt;
   return client;
+}
+
+// Fields every event carries (who, when, on what), left out of summaries.
+bool IsCommonField(const std::string& key) {
+  static const char* const kCommon[] = {
+      TSREvent_mobileBeaconVersion, TSREvent_anonId,   TSREvent_anonAffinityId, TSREvent_userId,
+      TSREvent_anon,                TSREvent_accountId, TSREvent_timestamp,     TSREvent_device,
+      TSREvent_osName,              TSREvent_osVersion, TSREvent_appName,       TSREvent_appVersion};
+  return std::any_of(std::begin(kCommon), std::end(kCommon), [&key](const char* common) { return key == common; });
+}
+
+// Long texts (an item as JSON, say) cut to their beginning.
+Json Shortened(const Json& value) {
+  constexpr std::size_t kShown = 60;
+  if (!value.is_string() || value.get_ref<const std::string&>().size() <= kShown + 3) return value;
+  return value.get_ref<const std::string&>().substr(0, kShown) + "...";
 }
 
 }  // namespace
@@ -92,6 +109,27 @@ void PrintRequests(LocalService& service) {
   for (const auto& request : service.requests()) {
     Say(Line() << "sent: " << request.method << " " << request.path << " -> " << request.status);
     if (!request.body.is_null()) Say(Line() << "      " << JsonDump(request.body));
+  }
+}
+
+void PrintRequestSummaries(LocalService& service, bool full) {
+  for (const auto& request : service.requests()) {
+    Line line;
+    line << "sent: " << request.method << " " << request.path << " -> " << request.status;
+    if (request.endpoint == Endpoint::kEvents && request.body.is_array()) {
+      line << ", " << request.body.size() << " event(s):";
+    }
+    Say(line);
+    if (request.endpoint != Endpoint::kEvents || !request.body.is_array()) continue;
+    for (const Json& event : request.body) {
+      if (!event.is_object()) continue;
+      Json own = Json::object();
+      for (const auto& [key, value] : event.items()) {
+        if (IsCommonField(key)) continue;
+        own[key] = full ? value : Shortened(value);
+      }
+      Say(Line() << "      " << JsonDump(own));
+    }
   }
 }
 

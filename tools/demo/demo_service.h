@@ -41,6 +41,10 @@ std::size_t EventsWithAction(service::LocalService& service, const char* action)
 // One "sent:" line per request the local service received, each followed
 // by its JSON body.
 void PrintRequests(service::LocalService& service);
+// One "sent:" line per request, and an indented line per event with what
+// it reports: the fields every event carries are left out and, unless
+// `full`, long texts are cut short.
+void PrintRequestSummaries(service::LocalService& service, bool full);
 
 }  // namespace tessarin::demo
 

@@ -1,5 +1,6 @@
 // tessarin-demo: a shop app that takes part in the service through the
-// Tessarin SDK, on the simulated host (sim_session.cc).
+// Tessarin SDK, on the simulated host (sim_session.cc) or on the Linux host
+// (linux_session.cc).
 //
 // By default the demo starts the local Tessarin service on a free loopback
 // port and points the SDK at it (demo_service.cc); with --config FILE it
@@ -17,6 +18,7 @@
 #include <string>
 
 #include "demo/demo_service.h"
+#include "demo/linux_session.h"
 #include "demo/options.h"
 #include "demo/sim_session.h"
 
@@ -54,7 +56,8 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  int status = RunSimSession(options, *service, data_dir);
+  int status = options.host == Host::kLinux ? RunLinuxApp(options, *service, data_dir)
+                                            : RunSimSession(options, *service, data_dir);
   if (options.data_dir.empty()) {
     std::error_code ignored;
     std::filesystem::remove_all(data_dir, ignored);

@@ -34,13 +34,18 @@ bool ParseSeconds(const std::string& text, double* value) {
 
 void PrintUsage() {
   std::cout
-      << "usage: tessarin-demo [--account NAME] [--dataset NAME] [--config FILE] [--data-dir DIR]\n"
-         "                     [--timeout SECONDS] [--handle TARGET]... [--verbose] [--log-level N]\n"
+      << "usage: tessarin-demo [--host sim|linux] [--account NAME] [--dataset NAME] [--config FILE]\n"
+         "                     [--data-dir DIR] [--timeout SECONDS] [--handle TARGET]...\n"
+         "                     [--verbose] [--log-level N]\n"
          "\n"
-         "Runs a scripted shop app on the simulated host (screens, touches and the app's\n"
-         "delegates, on virtual time) through the Tessarin SDK and prints what the app did,\n"
+         "Runs a shop app's session through the Tessarin SDK and prints what the app did,\n"
          "what was sent and what came back.\n"
          "\n"
+         "  --host sim       (default) a scripted app on the simulated host: screens, touches\n"
+         "                   and the app's delegates, on virtual time\n"
+         "  --host linux     a Linux app on real threads and real time, through the public\n"
+         "                   API: it reports its lifecycle and the user's input, tracks on the\n"
+         "                   global context, and hands the SDK its push token and links itself\n"
          "  --config FILE    start the SDK with this client configuration (a JSON object:\n"
          "                   \"account\", \"dataset\", \"domain\", \"protocol\", \"port\", ...) and talk\n"
          "                   to that service; without it the demo starts the local Tessarin\n"
@@ -59,8 +64,8 @@ void PrintUsage() {
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
-  static const std::string kTakesValue[] = {"--account",   "--dataset", "--config", "--data-dir",
-                                            "--log-level", "--timeout", "--handle"};
+  static const std::string kTakesValue[] = {"--host",      "--account", "--dataset", "--config",
+                                            "--data-dir",  "--log-level", "--timeout", "--handle"};
   bool log_level_given = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -81,7 +86,16 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
       return false;
     }
     const std::string value = argv[++i];
-    if (arg == "--account") {
+    if (arg == "--host") {
+      if (value == "sim") {
+        options->host = Host::kSim;
+      } else if (value == "linux") {
+        options->host = Host::kLinux;
+      } else {
+        *error = "--host is sim or linux, not " + value;
+        return false;
+      }
+    } else if (arg == "--account") {
       options->account = value;
     } else if (arg == "--dataset") {
       options->dataset = value;

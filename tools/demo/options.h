@@ -7,7 +7,10 @@
 
 namespace tessarin::demo {
 
+enum class Host { kSim, kLinux };
+
 struct Options {
+  Host host = Host::kSim;
   std::string account = "demo-account";
   std::string dataset = "demo-dataset";
   std::string config_file;
