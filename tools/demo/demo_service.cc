@@ -17,10 +17,17 @@ using service::LocalService;
 // The local service's app configuration. The product screen of the
 // simulated session is reported by its own action name; the home screen
 // matches no rule and sends no view action.
-Json AppConfiguration() {
+Json AppConfiguration(const Options& options) {
   Json view_configs = Json::array(
       {Json{{"action", "Product Detail"}, {"matchRule", "$[?(@.className == 'ProductViewController')]"}}});
-  return {{"eventThrottleInterval", 10}, {"trackOrientation", true}, {"viewConfigs", view_configs}};
+  Json config = {{"eventThrottleInterval", 10}, {"trackOrientation", true}, {"viewConfigs", view_configs}};
+  if (options.events) {
+    // A load run measures how fast events get through, not the queue's
+    // guards: none of its events may be throttled or trimmed for count.
+    config["eventThrottleLimit"] = 1000000000;
+    config["maxEventsInQueue"] = std::max<long>(1000, *options.events + 1000);
+  }
+  return config;
 }
 
 std::optional<Json> ReadClientConfiguration(const std::string& path) {
@@ -65,7 +72,7 @@ std::optional<DemoService> PrepareService(const Options& options) {
       std::cerr << "tessarin-demo: could not start the local Tessarin service: " << demo.local->error() << "\n";
       return std::nullopt;
     }
-    demo.local->setAppConfig(options.dataset, AppConfiguration());
+    demo.local->setAppConfig(options.dataset, AppConfiguration(options));
     Json campaigns = Json::array();
     int n = 0;
     for (const std::string& target : options.handle) {
@@ -80,8 +87,11 @@ std::optional<DemoService> PrepareService(const Options& options) {
     demo.client = Json{{"account", options.account}, {"dataset", options.dataset}, {"domain", "127.0.0.1"},
                        {"protocol", "http"}, {"port", demo.local->port()}, {"useCDN", false}};
   }
-  // The user's configuration decides this when it names it.
+  // The user's configuration decides these when it names them.
   if (!demo.client.contains("usePushNotifications")) demo.client["usePushNotifications"] = true;
+  if (options.events && !demo.client.contains("eventQueueByteLimitOnContent")) {
+    demo.client["eventQueueByteLimitOnContent"] = true;
+  }
   return demo;
 }
 

@@ -25,7 +25,8 @@ struct DemoService {
 };
 
 // Reads --config, or starts and scripts the local service: the app
-// configuration, a data campaign per handled target and an anonymous
+// configuration (for a load run one that neither throttles nor trims the
+// run's events), a data campaign per handled target and an anonymous
 // affinity id. Nothing, after an error on stderr, when neither works.
 std::optional<DemoService> PrepareService(const Options& options);
 

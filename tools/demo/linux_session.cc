@@ -7,6 +7,8 @@
 // while the app's thread waits for what it needs with deadlines.
 #include "demo/linux_session.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -27,6 +29,11 @@ namespace tessarin::demo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// The action a load run records.
+constexpr const char* kLoadAction = "Load Event";
+// A load run's flush may take --timeout for every this many events.
+constexpr double kEventsPerTimeout = 1000;
 
 Clock::time_point After(double seconds) {
   return Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
@@ -59,6 +66,12 @@ std::string Hex(const std::string& bytes) {
     hex += kDigits[byte & 15];
   }
   return hex;
+}
+
+// For --stay: whoever watches from outside ends the process.
+[[noreturn]] void StayUntilKilled(std::size_t recorded) {
+  Say(Line() << "recorded " << recorded << " events");
+  for (;;) pause();
 }
 
 class LinuxApp {
@@ -141,6 +154,7 @@ class LinuxApp {
     TessarinHost::reportUserEvent();
     global_->purchase(shop.order);
     Say("app: the user bought it (order-1001)");
+    if (options_.stay) StayUntilKilled(3);
 
     // With the local service, every handled target gets a campaign; its
     // impression is an event of its own, so it must be there to flush.
@@ -180,6 +194,36 @@ class LinuxApp {
     return ok ? 0 : 1;
   }
 
+  int Load(long count) {
+    auto start = Clock::now();
+    for (long i = 0; i < count; ++i) global_->trackAction(kLoadAction);
+    double recording = SecondsSince(start);
+    Say(Line() << "demo: recorded " << count << " \"" << kLoadAction << "\" actions in " << Fixed(recording * 1000, 2)
+               << " ms");
+    if (options_.stay) StayUntilKilled(static_cast<std::size_t>(count));
+
+    double timeout = options_.timeout * std::max(1.0, count / kEventsPerTimeout);
+    bool drained = Flush(timeout, start);
+    double delivering = SecondsSince(start);
+    TSREventDiagnostics diagnostics = sdk_->eventDiagnostics();
+    Say("demo: events: " + diagnostics.description());
+    bool all_arrived = true;
+    if (auto* local = service_.local.get()) {
+      std::size_t arrived = EventsWithAction(*local, kLoadAction);
+      Say(Line() << "demo: the service received " << arrived << " \"" << kLoadAction << "\" events (" << count
+                 << " recorded by this run) in " << local->requests(service::Endpoint::kEvents).size()
+                 << " requests");
+      // A data directory used before may hold earlier runs' events too.
+      all_arrived = arrived >= static_cast<std::size_t>(count);
+    }
+    Say(Line() << "demo: rate: " << count << " events recorded and delivered in " << Fixed(delivering, 3) << " s, "
+               << Fixed(count / std::max(delivering, 1e-6), 0) << " events/s");
+    Terminate();
+    bool ok = drained && diagnostics.dropped() == 0 && all_arrived;
+    Say(ok ? "demo: every event delivered" : "demo: not everything was delivered");
+    return ok ? 0 : 1;
+  }
+
  private:
   std::size_t Delivered() const { return delivered_->load(); }
 
@@ -209,7 +253,9 @@ int RunLinuxApp(const Options& options, DemoService& service, const std::string&
   LinuxApp app(options, service);
   if (!app.Create(data_dir)) return 1;
   bool loaded = app.Launch();
-  return app.Session(loaded);
+  if (!options.events) return app.Session(loaded);
+  if (!loaded) return 1;
+  return app.Load(*options.events);
 }
 
 }  // namespace tessarin::demo

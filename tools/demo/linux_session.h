@@ -10,8 +10,9 @@
 
 namespace tessarin::demo {
 
-// Runs the session with the SDK's files in `data_dir`; the exit status: 0
-// when every event was delivered.
+// Runs the session, or with --events the load run, with the SDK's files in
+// `data_dir`; the exit status: 0 when every event was delivered. With
+// --stay it does not return.
 int RunLinuxApp(const Options& options, DemoService& service, const std::string& data_dir);
 
 }  // namespace tessarin::demo

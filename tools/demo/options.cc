@@ -36,7 +36,7 @@ void PrintUsage() {
   std::cout
       << "usage: tessarin-demo [--host sim|linux] [--account NAME] [--dataset NAME] [--config FILE]\n"
          "                     [--data-dir DIR] [--timeout SECONDS] [--handle TARGET]...\n"
-         "                     [--verbose] [--log-level N]\n"
+         "                     [--verbose] [--log-level N] [--events N] [--stay]\n"
          "\n"
          "Runs a shop app's session through the Tessarin SDK and prints what the app did,\n"
          "what was sent and what came back.\n"
@@ -60,12 +60,24 @@ void PrintUsage() {
          "                   errors (level 2000)\n"
          "  --log-level N    the SDK's log threshold, overriding the above (0 silences it)\n"
          "\n"
+         "Linux host only:\n"
+         "  --events N       a load run instead of the session: once the server configuration\n"
+         "                   has arrived, record N \"Load Event\" actions as fast as possible,\n"
+         "                   flush (within --timeout per 1000 events), print the SDK's event\n"
+         "                   diagnostics and the rates; exit 0 when every event was delivered.\n"
+         "                   The local service's app configuration lifts the event throttle and\n"
+         "                   the queue's count limit for it; with --config, yours decides\n"
+         "  --stay           once the app has recorded its actions (the session's 3, or the N\n"
+         "                   of --events), print \"recorded N events\" and wait, without flushing,\n"
+         "                   until killed: to watch retries, durability and throughput from\n"
+         "                   outside (restart with the same --data-dir)\n"
+         "\n"
          "Exit status: 0 every event delivered, 1 not, 2 bad usage.\n";
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
-  static const std::string kTakesValue[] = {"--host",      "--account", "--dataset", "--config",
-                                            "--data-dir",  "--log-level", "--timeout", "--handle"};
+  static const std::string kTakesValue[] = {"--host",      "--account", "--dataset", "--config", "--data-dir",
+                                            "--log-level", "--timeout", "--handle",  "--events"};
   bool log_level_given = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -75,6 +87,10 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
     }
     if (arg == "--verbose") {
       options->verbose = true;
+      continue;
+    }
+    if (arg == "--stay") {
+      options->stay = true;
       continue;
     }
     if (std::find(std::begin(kTakesValue), std::end(kTakesValue), arg) == std::end(kTakesValue)) {
@@ -116,9 +132,20 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
       }
     } else if (arg == "--handle") {
       options->handle.push_back(value);
+    } else if (arg == "--events") {
+      long events = 0;
+      if (!ParseLong(value, &events) || events < 0) {
+        *error = "--events takes a count, not " + value;
+        return false;
+      }
+      options->events = events;
     }
   }
   if (!log_level_given) options->log_level = options->verbose ? TSRLogLevelDebug : TSRLogLevelWarn;
+  if (options->host == Host::kSim && (options->events || options->stay)) {
+    *error = "--events and --stay run on the Linux host (--host linux)";
+    return false;
+  }
   return true;
 }
 

@@ -2,6 +2,7 @@
 #ifndef TESSARIN_TOOLS_DEMO_OPTIONS_H_
 #define TESSARIN_TOOLS_DEMO_OPTIONS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ struct Options {
   bool verbose = false;
   double timeout = 10;
   std::vector<std::string> handle = {"home-banner"};
+  // A load run of this many "Load Event" actions instead of the shop
+  // session (Linux host only).
+  std::optional<long> events;
+  // Stay alive after recording, without flushing, until killed.
+  bool stay = false;
 };
 
 // Fills `options` from the arguments; false with `error` set on bad usage,
