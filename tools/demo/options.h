@@ -1,0 +1,39 @@
+// The demo's command line.
+#ifndef TESSARIN_TOOLS_DEMO_OPTIONS_H_
+#define TESSARIN_TOOLS_DEMO_OPTIONS_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessarin::demo {
+
+enum class Host { kSim, kLinux };
+
+struct Options {
+  Host host = Host::kSim;
+  std::string account = "demo-account";
+  std::string dataset = "demo-dataset";
+  std::string config_file;
+  std::string data_dir;
+  // The SDK's log threshold: warnings and errors unless --verbose (Debug)
+  // or an explicit --log-level.
+  long log_level = 2000;
+  bool verbose = false;
+  double timeout = 10;
+  std::vector<std::string> handle = {"home-banner"};
+  // A load run of this many "Load Event" actions instead of the shop
+  // session (Linux host only).
+  std::optional<long> events;
+  // Stay alive after recording, without flushing, until killed.
+  bool stay = false;
+};
+
+// Fills `options` from the arguments; false with `error` set on bad usage,
+// or with `error` empty for --help.
+bool ParseOptions(int argc, char** argv, Options* options, std::string* error);
+void PrintUsage();
+
+}  // namespace tessarin::demo
+
+#endif  // TESSARIN_TOOLS_DEMO_OPTIONS_H_
