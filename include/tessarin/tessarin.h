@@ -8,6 +8,7 @@
 #ifndef TESSARIN_TESSARIN_H_
 #define TESSARIN_TESSARIN_H_
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,6 +27,7 @@
 #include "tessarin/json.h"
 #include "tessarin/location.h"
 #include "tessarin/log.h"
+#include "tessarin/notification_actions.h"
 #include "tessarin/order.h"
 #include "tessarin/review.h"
 
@@ -133,6 +135,7 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   // dropped by cause. Any thread.
   TSREventDiagnostics eventDiagnostics() const;
 
+  // State queries: safe from any thread.
   bool started() const { return started_; }
   bool disabled() const { return disabled_; }
   bool running() const { return started_ && !disabled_; }
@@ -221,12 +224,14 @@ class Tessarin : public std::enable_shared_from_this<Tessarin> {
   std::shared_ptr<platform::Platform> platform_;
   std::unique_ptr<TSRConfig> config_;
 
-  bool started_ = false;
-  bool disabled_ = false;
-  bool design_mode_ = false;
-  bool server_config_loaded_ = false;
-  bool has_reached_active_ = false;
-  bool processed_launch_ = false;
+  // Written on the main thread; read from any (the state queries above
+  // are the app's to call from its own threads).
+  std::atomic<bool> started_{false};
+  std::atomic<bool> disabled_{false};
+  std::atomic<bool> design_mode_{false};
+  std::atomic<bool> server_config_loaded_{false};
+  std::atomic<bool> has_reached_active_{false};
+  std::atomic<bool> processed_launch_{false};
 
   mutable std::mutex identity_mutex_;
   std::optional<std::string> user_id_;

@@ -14,6 +14,9 @@
 #include "util/host_app.h"
 #include "util/string_util.h"
 
+// Lets the shared instance confirm that the push entry points are part of the build.
+extern "C" const char TSRCategoryMarker_Tessarin_Swizzling = 1;
+
 namespace tessarin {
 namespace {
 

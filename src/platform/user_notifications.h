@@ -10,12 +10,14 @@
 #ifndef TESSARIN_PLATFORM_USER_NOTIFICATIONS_H_
 #define TESSARIN_PLATFORM_USER_NOTIFICATIONS_H_
 
+#include "tessarin/notification_actions.h"
+
 namespace tessarin::platform {
 
 // The action identifier of a response when the user swiped the notification away.
-inline constexpr const char* kUNNotificationDismissActionIdentifier = "com.apple.UNNotificationDismissActionIdentifier";
+inline constexpr const char* kUNNotificationDismissActionIdentifier = TessarinNotificationDismissActionIdentifier;
 // The action identifier of a response when the user tapped the notification.
-inline constexpr const char* kUNNotificationDefaultActionIdentifier = "com.apple.UNNotificationDefaultActionIdentifier";
+inline constexpr const char* kUNNotificationDefaultActionIdentifier = TessarinNotificationDefaultActionIdentifier;
 
 inline constexpr const char* kUNUserNotificationCenterClass = "UNUserNotificationCenter";
 inline constexpr const char* kUNPushNotificationTriggerClass = "UNPushNotificationTrigger";

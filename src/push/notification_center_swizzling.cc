@@ -15,6 +15,10 @@
 #include "util/host_app.h"
 #include "util/safety.h"
 
+// Lets the shared instance confirm that the notification-centre interception
+// is part of the build.
+extern "C" const char TSRCategoryMarker_UNUserNotificationCenter_TessarinPrivate = 1;
+
 namespace tessarin {
 namespace {
 

@@ -116,7 +116,7 @@ int EntryPoints(int port) {
   bool other = sdk->handleOpenURL("https://example.com/");
   sdk->setAPNSToken(std::string("\x01\x02\xfe\xff", 4));
   sdk->setFirebaseToken("fcm-token-1");
-  sdk->handleNotification(Json{{"tsr-eid", "exp-9"}}, "com.apple.UNNotificationDefaultActionIdentifier");
+  sdk->handleNotification(Json{{"tsr-eid", "exp-9"}}, tessarin::TessarinNotificationDefaultActionIdentifier);
   TessarinHost::syncWithMain();
   Track(sdk, "Probe Action");
   bool drained = sdk->flush(5);

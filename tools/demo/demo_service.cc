@@ -89,6 +89,9 @@ std::optional<DemoService> PrepareService(const Options& options) {
   }
   // The user's configuration decides these when it names them.
   if (!demo.client.contains("usePushNotifications")) demo.client["usePushNotifications"] = true;
+  // The demo app hands its tokens over itself and links no messaging
+  // library, so the SDK need not look for one (and warn that it is absent).
+  if (!demo.client.contains("allowFirebaseTokenFetch")) demo.client["allowFirebaseTokenFetch"] = false;
   if (options.events && !demo.client.contains("eventQueueByteLimitOnContent")) {
     demo.client["eventQueueByteLimitOnContent"] = true;
   }

@@ -149,7 +149,7 @@ class LinuxApp {
     global_->addToCart(shop.line);
     Say("app: the user put it in the cart");
     // The user clicks the desktop notification itself: its default action.
-    sdk_->handleNotification(DemoPushNotification(), "default");
+    sdk_->handleNotification(DemoPushNotification(), TessarinNotificationDefaultActionIdentifier);
     Say("app: the user opened a notification of experience demo-exp-7");
     TessarinHost::reportUserEvent();
     global_->purchase(shop.order);
@@ -197,7 +197,16 @@ class LinuxApp {
   int Load(long count) {
     const std::uint64_t sent_before = sdk_->eventDiagnostics().eventsSent;
     auto start = Clock::now();
-    for (long i = 0; i < count; ++i) global_->trackAction(kLoadAction);
+    if (options_.rate > 0) {
+      // Paced: event i is due i/rate seconds after the start.
+      for (long i = 0; i < count; ++i) {
+        std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(
+                                                  std::chrono::duration<double>(i / options_.rate)));
+        global_->trackAction(kLoadAction);
+      }
+    } else {
+      for (long i = 0; i < count; ++i) global_->trackAction(kLoadAction);
+    }
     double recording = SecondsSince(start);
     Say(Line() << "demo: recorded " << count << " \"" << kLoadAction << "\" actions in " << Fixed(recording * 1000, 2)
                << " ms");

@@ -36,7 +36,7 @@ void PrintUsage() {
   std::cout
       << "usage: tessarin-demo [--host sim|linux] [--account NAME] [--dataset NAME] [--config FILE]\n"
          "                     [--data-dir DIR] [--timeout SECONDS] [--handle TARGET]...\n"
-         "                     [--verbose] [--log-level N] [--events N] [--stay]\n"
+         "                     [--verbose] [--log-level N] [--events N] [--rate R] [--stay]\n"
          "\n"
          "Runs a shop app's session through the Tessarin SDK and prints what the app did,\n"
          "what was sent and what came back.\n"
@@ -67,6 +67,9 @@ void PrintUsage() {
          "                   diagnostics and the rates; exit 0 when every event was delivered.\n"
          "                   The local service's app configuration lifts the event throttle and\n"
          "                   the queue's count limit for it; with --config, yours decides\n"
+         "  --rate R         record the --events at R per second, as a long-lived app that\n"
+         "                   sends steadily does, rather than in one burst (which the queue's\n"
+         "                   1 MiB bound trims once it holds more than that)\n"
          "  --stay           once the app has recorded its actions (the session's 3, or the N\n"
          "                   of --events), print \"recorded N events\" and wait, without flushing,\n"
          "                   until killed: to watch retries, durability and throughput from\n"
@@ -77,7 +80,7 @@ void PrintUsage() {
 
 bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
   static const std::string kTakesValue[] = {"--host",      "--account", "--dataset", "--config", "--data-dir",
-                                            "--log-level", "--timeout", "--handle",  "--events"};
+                                            "--log-level", "--timeout", "--handle",  "--events", "--rate"};
   bool log_level_given = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -139,6 +142,11 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
         return false;
       }
       options->events = events;
+    } else if (arg == "--rate") {
+      if (!ParseSeconds(value, &options->rate)) {
+        *error = "--rate takes a positive number of events per second, not " + value;
+        return false;
+      }
     }
   }
   if (!log_level_given) options->log_level = options->verbose ? TSRLogLevelDebug : TSRLogLevelWarn;

@@ -25,6 +25,8 @@ struct Options {
   // A load run of this many "Load Event" actions instead of the shop
   // session (Linux host only).
   std::optional<long> events;
+  // Events per second for a load run; 0 records as fast as possible.
+  double rate = 0;
   // Stay alive after recording, without flushing, until killed.
   bool stay = false;
 };
