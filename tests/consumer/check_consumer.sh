@@ -1,9 +1,9 @@
 #!/bin/sh
 # Installs the build into a temporary prefix and builds a host app's project
 # against it, with the CMake package (shared and static) and with
-# pkg-config; each app must run and print the version. Also checks the
-# installed shared library's name and that it exports Tessarin's symbols
-# only.
+# pkg-config (a C++ app, and a C app on the C interface); each app must run
+# and print the version. Also checks the installed shared library's name and
+# that it exports Tessarin's symbols only.
 #
 #   check_consumer.sh BUILD_DIR CONSUMER_SOURCE_DIR CXX [LAUNCHER] [FLAGS]
 set -eu
@@ -63,3 +63,10 @@ $launcher "$cxx" -std=c++17 $flags "$source/main.cc" -o "$tmp/pkgconfig_app" \
   $(pkg-config --cflags --libs tessarin) -Wl,-rpath,"$(pkg-config --variable=libdir tessarin)" ||
   fail "building with pkg-config failed"
 expect_version "$tmp/pkgconfig_app"
+
+# The C interface, from C.
+# shellcheck disable=SC2046,SC2086
+$launcher "${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $flags "$source/consumer_c.c" -o "$tmp/pkgconfig_c_app" \
+  $(pkg-config --cflags --libs tessarin) -Wl,-rpath,"$(pkg-config --variable=libdir tessarin)" ||
+  fail "building the C app with pkg-config failed"
+expect_version "$tmp/pkgconfig_c_app"
