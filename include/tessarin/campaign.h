@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -33,7 +34,7 @@ inline constexpr const char* TSRCampaignUserGroup_default = "Default";
 inline constexpr const char* TSRCampaignMessageType_data = "tsr_md";
 inline constexpr const char* TSRCampaignMessageType_ui = "tsr_mn";
 
-class TSRCampaign {
+class TESSARIN_EXPORT TSRCampaign {
  public:
   virtual ~TSRCampaign() = default;
 
@@ -107,7 +108,7 @@ class TSRCampaign {
   std::optional<double> expiration_time_;
 };
 
-class TSRCampaignDataMessage : public TSRCampaign {
+class TESSARIN_EXPORT TSRCampaignDataMessage : public TSRCampaign {
  public:
   static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
 
@@ -115,7 +116,7 @@ class TSRCampaignDataMessage : public TSRCampaign {
   TSRCampaignDataMessage() = default;  // made only from JSON
 };
 
-class TSRCampaignUiMessage : public TSRCampaign {
+class TESSARIN_EXPORT TSRCampaignUiMessage : public TSRCampaign {
  public:
   static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
 

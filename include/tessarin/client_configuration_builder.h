@@ -6,11 +6,12 @@
 
 #include <string>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
 
-class TSRClientConfigurationBuilder {
+class TESSARIN_EXPORT TSRClientConfigurationBuilder {
  public:
   std::string account;   // becomes "account"
   std::string dataset;   // becomes "dataset"

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "tessarin/campaign.h"
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -44,7 +45,7 @@ class Platform;
 class Timer;
 }  // namespace platform
 
-class TSRContext : public std::enable_shared_from_this<TSRContext> {
+class TESSARIN_EXPORT TSRContext : public std::enable_shared_from_this<TSRContext> {
  public:
   // A context on the shared instance, or on the given façade.
   static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier);

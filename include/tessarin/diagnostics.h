@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <string>
 
+#include "tessarin/export.h"
+
 namespace tessarin {
 
-struct TSREventDiagnostics {
+struct TESSARIN_EXPORT TSREventDiagnostics {
   // Dropped as they arrived: more than "eventThrottleLimit" events within
   // "eventThrottleInterval" seconds.
   std::uint64_t droppedThrottled = 0;

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -51,7 +52,7 @@ struct TessarinHostOptions {
   bool notificationsAllowed = true;
 };
 
-class TessarinHost {
+class TESSARIN_EXPORT TessarinHost {
  public:
   // Sets the host up; false when it was already set up (explicitly or by a
   // first use of the shared instance), in which case nothing changes.

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 #include "tessarin/location.h"
 
@@ -92,7 +93,7 @@ inline constexpr const char* TSRTagTypeString_author = "Author";
 inline constexpr const char* TSRTagTypeString_keyword = "Keyword";
 inline constexpr const char* TSRTagTypeString_contentClass = "ContentClass";
 
-class TSRItem {
+class TESSARIN_EXPORT TSRItem {
  public:
   // `init`: an item with nothing set (not even its id).
   TSRItem() = default;
@@ -162,7 +163,7 @@ class TSRItem {
   static bool readInto(TSRItem& item, const Json* json);
 };
 
-class TSRCategory : public TSRItem {
+class TESSARIN_EXPORT TSRCategory : public TSRItem {
  public:
   bool isDepartment = false;
 
@@ -182,7 +183,7 @@ class TSRCategory : public TSRItem {
   void writeFields(items::FieldSink& out) const override;
 };
 
-class TSRTag : public TSRItem {
+class TESSARIN_EXPORT TSRTag : public TSRItem {
  public:
   TSRTagType tagType = TSRTagType_brand;
 
@@ -209,7 +210,7 @@ class TSRTag : public TSRItem {
 };
 
 // The base of items that belong to categories.
-class TSRCategorizedItem : public TSRItem {
+class TESSARIN_EXPORT TSRCategorizedItem : public TSRItem {
  public:
   // Elements that are not TSRCategory (or are null) are skipped, with a
   // warning, when the item is written.
@@ -229,7 +230,7 @@ class TSRCategorizedItem : public TSRItem {
   void writeFields(items::FieldSink& out) const override;
 };
 
-class TSRProduct : public TSRCategorizedItem {
+class TESSARIN_EXPORT TSRProduct : public TSRCategorizedItem {
  public:
   std::optional<double> price;
   std::optional<std::string> priceDescription;
@@ -255,7 +256,7 @@ class TSRProduct : public TSRCategorizedItem {
   void writeFields(items::FieldSink& out) const override;
 };
 
-class TSRArticle : public TSRCategorizedItem {
+class TESSARIN_EXPORT TSRArticle : public TSRCategorizedItem {
  public:
   std::optional<double> modifiedDate;   // seconds since 1970
   std::optional<std::string> subTitle;  // JSON key "subtitle"
@@ -278,7 +279,7 @@ class TSRArticle : public TSRCategorizedItem {
 };
 
 // A blog post; it has the same fields as an article.
-class TSRBlog : public TSRCategorizedItem {
+class TESSARIN_EXPORT TSRBlog : public TSRCategorizedItem {
  public:
   std::optional<double> modifiedDate;   // seconds since 1970
   std::optional<std::string> subTitle;  // JSON key "subtitle"

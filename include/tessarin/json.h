@@ -14,6 +14,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tessarin/export.h"
+
 namespace tessarin {
 
 template <class Key, class T, class IgnoredLess = std::less<Key>,
@@ -39,20 +41,20 @@ using Json = nlohmann::basic_json<JsonObjectMap>;
 // the reference platform's JSON model.
 enum class JsonKind { kString, kNumber, kArray, kDictionary, kNull };
 
-bool JsonIsKind(const Json& value, JsonKind kind);
-const char* JsonKindName(JsonKind kind);
+TESSARIN_EXPORT bool JsonIsKind(const Json& value, JsonKind kind);
+TESSARIN_EXPORT const char* JsonKindName(JsonKind kind);
 
 // The class name the reference platform would report for a value
 // ("NSString", "NSNumber", "NSArray", "NSDictionary", "NSNull"), used in
 // log lines that name a value's class.
-const char* JsonClassName(const Json& value);
+TESSARIN_EXPORT const char* JsonClassName(const Json& value);
 
 // Compact text; invalid UTF-8 in strings is replaced, never thrown.
-std::string JsonDump(const Json& value);
+TESSARIN_EXPORT std::string JsonDump(const Json& value);
 
 // Hash consistent with Json equality: key order is ignored, and numbers that
 // compare equal (1 and 1.0) hash alike.
-std::size_t JsonHash(const Json& value);
+TESSARIN_EXPORT std::size_t JsonHash(const Json& value);
 
 struct JsonHasher {
   std::size_t operator()(const Json& value) const { return JsonHash(value); }

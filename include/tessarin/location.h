@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -22,7 +23,7 @@ inline constexpr const char* TSRLocation_city = "city";
 inline constexpr const char* TSRLocation_stateProvinceCode = "stateProvinceCode";
 inline constexpr const char* TSRLocation_postalCode = "postalCode";
 
-class TSRLocation {
+class TESSARIN_EXPORT TSRLocation {
  public:
   // Degrees; a latitude within ±90 and a longitude within ±180. Nothing for
   // a location made without coordinates.

@@ -10,6 +10,8 @@
 #include <functional>
 #include <string>
 
+#include "tessarin/export.h"
+
 namespace tessarin {
 
 enum TSRLogLevel : long {
@@ -33,7 +35,7 @@ struct LogRecord {
 
 using LogSink = std::function<void(const LogRecord&)>;
 
-class TSRLogger {
+class TESSARIN_EXPORT TSRLogger {
  public:
   static void setLogLevel(long level) { threshold_.store(level, std::memory_order_relaxed); }
   static long logLevel() { return threshold_.load(std::memory_order_relaxed); }

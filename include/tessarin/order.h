@@ -11,12 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "tessarin/export.h"
 #include "tessarin/items.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
 
-class TSRLineItem {
+class TESSARIN_EXPORT TSRLineItem {
  public:
   // `init`: a line item holding an item with nothing set.
   TSRLineItem();
@@ -39,7 +40,7 @@ class TSRLineItem {
   std::string description() const;
 };
 
-class TSROrder {
+class TESSARIN_EXPORT TSROrder {
  public:
   std::optional<std::string> orderId;
   // A null element stands for something that is not a line item: it is

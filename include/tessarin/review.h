@@ -6,11 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
 
-class TSRReview {
+class TESSARIN_EXPORT TSRReview {
  public:
   // `init`: a review of the item with id "".
   TSRReview() : itemId(std::string()) {}

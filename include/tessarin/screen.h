@@ -24,6 +24,7 @@
 #include <string>
 
 #include "tessarin/context.h"
+#include "tessarin/export.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -38,7 +39,7 @@ class TSRViewControllerDescription;
 template <class T>
 class TSRUtilityWeakReference;
 
-class TSRScreen : public TSRContext {
+class TESSARIN_EXPORT TSRScreen : public TSRContext {
  public:
   // A new screen for the view controller, on the façade that tracks the
   // view controller's host (or on the given façade). Most code reads
@@ -108,7 +109,7 @@ class TSRScreen : public TSRContext {
   bool deallocated_ = false;
 };
 
-class TSRScreenCustom : public TSRScreen {
+class TESSARIN_EXPORT TSRScreenCustom : public TSRScreen {
  public:
   // The action is trimmed of surrounding white space; empty means none.
   static std::shared_ptr<TSRScreenCustom> initWithViewAction(const std::optional<std::string>& viewAction);
@@ -136,9 +137,9 @@ class TSRScreenCustom : public TSRScreen {
 // which must be on the main thread; there is none while the SDK is
 // disabled or its view-controller tracking does not reach the view
 // controller's host.
-std::optional<std::string> tessarinName(const platform::ViewController& vc);
-void setTessarinName(platform::ViewController& vc, const std::optional<std::string>& name);
-std::shared_ptr<TSRScreen> tessarinScreen(const std::shared_ptr<platform::ViewController>& vc);
+TESSARIN_EXPORT std::optional<std::string> tessarinName(const platform::ViewController& vc);
+TESSARIN_EXPORT void setTessarinName(platform::ViewController& vc, const std::optional<std::string>& name);
+TESSARIN_EXPORT std::shared_ptr<TSRScreen> tessarinScreen(const std::shared_ptr<platform::ViewController>& vc);
 
 }  // namespace tessarin
 

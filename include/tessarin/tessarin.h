@@ -23,6 +23,7 @@
 #include "tessarin/context.h"
 #include "tessarin/diagnostics.h"
 #include "tessarin/events.h"
+#include "tessarin/export.h"
 #include "tessarin/items.h"
 #include "tessarin/json.h"
 #include "tessarin/location.h"
@@ -68,7 +69,7 @@ class Timer;
 struct HttpResponse;
 }  // namespace platform
 
-class Tessarin : public std::enable_shared_from_this<Tessarin> {
+class TESSARIN_EXPORT Tessarin : public std::enable_shared_from_this<Tessarin> {
  public:
   // The process-wide instance, created on first use on the process's host
   // platform.
