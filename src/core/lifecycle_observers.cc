@@ -1,0 +1,127 @@
+// The application's lifecycle notifications the façade follows: the four it
+// observes from creation on, and the three it observes only while running.
+#include <string>
+
+#include "core/config.h"
+#include "core/log.h"
+#include "platform/notification_center.h"
+#include "platform/platform.h"
+#include "tessarin/context.h"
+#include "tessarin/tessarin.h"
+#include "tracking/idle_tracking.h"
+#include "util/di.h"
+
+namespace tessarin {
+
+void Tessarin::RegisterObserversAlways() {
+  if (observers_always_registered_) return;
+  observers_always_registered_ = true;
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  auto main = platform_->mainQueue();
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_always_.push_back(center.addObserver(
+        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
+          auto self = weak.lock();
+          if (!self) return;
+          self->OnMain(tag, body);
+        }));
+  };
+  observe(platform::kApplicationDidFinishLaunchingNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke", [](Tessarin& self) {
+            if (!self.disabled_) TSR_LOG_DEBUG("applicationDidFinishLaunching");
+            self.processLaunchIfNecessary();
+          });
+  observe(platform::kApplicationWillEnterForegroundNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_2", [](Tessarin& self) {
+            self.config_->setExpired(true);
+            if (self.disabled_) return;
+            TSR_LOG_DEBUG("applicationWillEnterForeground");
+            if (self.config_->boolForKey("trackForeground").value_or(false)) {
+              self.TrackOnGlobalContext("App Foreground");
+            }
+          });
+  observe(platform::kApplicationDidBecomeActiveNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_3", [](Tessarin& self) {
+            self.has_reached_active_ = true;
+            if (!self.disabled_) TSR_LOG_DEBUG("applicationDidBecomeActive");
+            self.processLaunchIfNecessary();
+            self.startSystemsAsNecessary();
+            // Coming to the front counts as the user's activity: contexts
+            // need not wait for the first touch.
+            if (self.idle_tracking_) self.idle_tracking_->tsr_updateLastEventDate();
+            self.sendConfigRequestIfNecessary();
+          });
+  observe(platform::kApplicationDidEnterBackgroundNotification,
+          "-[Tessarin registerObserversAlways]_block_invoke_4", [](Tessarin& self) {
+            self.has_reached_active_ = false;
+            if (!self.disabled_) {
+              TSR_LOG_DEBUG("applicationDidEnterBackground");
+              if (self.config_->boolForKey("trackBackground").value_or(false)) {
+                self.TrackOnGlobalContext("App Background");
+              }
+            }
+            self.stopSystemsAsNecessary();
+          });
+}
+
+void Tessarin::RegisterObserversWhenRunning() {
+  if (observers_when_running_) return;
+  observers_when_running_.emplace();
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  auto main = platform_->mainQueue();
+  std::weak_ptr<Tessarin> weak = weak_from_this();
+  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_when_running_->push_back(center.addObserver(
+        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
+          auto self = weak.lock();
+          if (!self) return;
+          self->OnMain(tag, body);
+        }));
+  };
+  observe(platform::kApplicationWillResignActiveNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke", [](Tessarin& self) {
+            TSR_LOG_DEBUG("applicationWillResignActive");
+            // An app that is no longer in front has no user touching it:
+            // contexts flush their pings and hold campaigns.
+            if (self.idle_tracking_) self.idle_tracking_->tsr_setUserInactive();
+          });
+  observe(platform::kApplicationWillTerminateNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke_2", [](Tessarin& self) {
+            TSR_LOG_WARN("applicationWillTerminate");
+            self.stopSystemsAsNecessary();
+            // The process may end as soon as this returns.
+            self.config_->waitForPendingWrites();
+          });
+  observe(platform::kApplicationDidChangeStatusBarOrientationNotification,
+          "-[Tessarin registerObserversWhenRunning]_block_invoke_3", [](Tessarin& self) {
+            std::string orientation = self.OrientationName();
+            TSR_LOG_DEBUG("applicationDidChangeStatusBarOrientation %@", orientation);
+            if (self.config_->boolForKey("trackOrientation").value_or(false)) {
+              self.TrackOnGlobalContext(FormatLogMessage("App Orientation %@", {LogArg(orientation)}));
+            }
+          });
+}
+
+void Tessarin::RemoveObserversWhenRunning() {
+  if (!observers_when_running_) return;
+  platform::NotificationCenter& center = platform_->notificationCenter();
+  for (auto token : *observers_when_running_) center.removeObserver(token);
+  observers_when_running_.reset();
+}
+
+std::string Tessarin::OrientationName() {
+  platform::HostApplication& app = di_->mainBundle();
+  if (auto orientation = app.statusBarOrientation()) {
+    if (*orientation == 1 || *orientation == 2) return "Portrait";
+    if (*orientation == 3 || *orientation == 4) return "Landscape";
+    return "Unknown";
+  }
+  if (auto size = app.firstNormalWindowSize()) {
+    if (size->second > size->first) return "Portrait";
+    if (size->first > size->second) return "Landscape";
+  }
+  return "Unknown";
+}
+
+}  // namespace tessarin
