@@ -10,22 +10,36 @@
 #include "tessarin/tessarin.h"
 #include "tracking/idle_tracking.h"
 #include "util/di.h"
+#include "util/safety.h"
 
 namespace tessarin {
+
+namespace {
+
+// Observes the application notification `name` on the main queue, holding
+// the façade weakly; the body runs guarded with `tag`.
+platform::ObserverToken ObserveOnMain(const std::shared_ptr<platform::Platform>& platform,
+                                      std::weak_ptr<Tessarin> weak, const char* name, const char* tag,
+                                      std::function<void(Tessarin&)> body) {
+  std::weak_ptr<platform::Platform> weak_platform = platform;
+  return platform->notificationCenter().addObserver(
+      name, nullptr, platform->mainQueue(),
+      [weak, weak_platform, tag, body = std::move(body)](const platform::Notification&) {
+        auto host = weak_platform.lock();
+        if (!host || weak.expired()) return;
+        TSRUtilitySafety::runOnMainWithTag(*host, tag, [weak, body] {
+          if (auto self = weak.lock()) body(*self);
+        });
+      });
+}
+
+}  // namespace
 
 void Tessarin::RegisterObserversAlways() {
   if (observers_always_registered_) return;
   observers_always_registered_ = true;
-  platform::NotificationCenter& center = platform_->notificationCenter();
-  auto main = platform_->mainQueue();
-  std::weak_ptr<Tessarin> weak = weak_from_this();
-  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
-    observers_always_.push_back(center.addObserver(
-        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
-          auto self = weak.lock();
-          if (!self) return;
-          self->OnMain(tag, body);
-        }));
+  auto observe = [this](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_always_.push_back(ObserveOnMain(platform_, weak_from_this(), name, tag, std::move(body)));
   };
   observe(platform::kApplicationDidFinishLaunchingNotification,
           "-[Tessarin registerObserversAlways]_block_invoke", [](Tessarin& self) {
@@ -68,16 +82,8 @@ void Tessarin::RegisterObserversAlways() {
 void Tessarin::RegisterObserversWhenRunning() {
   if (observers_when_running_) return;
   observers_when_running_.emplace();
-  platform::NotificationCenter& center = platform_->notificationCenter();
-  auto main = platform_->mainQueue();
-  std::weak_ptr<Tessarin> weak = weak_from_this();
-  auto observe = [&](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
-    observers_when_running_->push_back(center.addObserver(
-        name, nullptr, main, [weak, tag, body = std::move(body)](const platform::Notification&) {
-          auto self = weak.lock();
-          if (!self) return;
-          self->OnMain(tag, body);
-        }));
+  auto observe = [this](const char* name, const char* tag, std::function<void(Tessarin&)> body) {
+    observers_when_running_->push_back(ObserveOnMain(platform_, weak_from_this(), name, tag, std::move(body)));
   };
   observe(platform::kApplicationWillResignActiveNotification,
           "-[Tessarin registerObserversWhenRunning]_block_invoke", [](Tessarin& self) {
