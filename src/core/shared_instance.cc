@@ -80,13 +80,17 @@ void Report(int state, const char* notification, std::chrono::milliseconds wait 
     report();
     return;
   }
+  if (wait.count() == 0) {
+    platform.mainQueue()->async(report);
+    return;
+  }
   auto done = std::make_shared<std::promise<void>>();
   std::future<void> reported = done->get_future();
   platform.mainQueue()->async([report, done] {
     report();
     done->set_value();
   });
-  if (wait.count() > 0) reported.wait_for(wait);
+  reported.wait_for(wait);
 }
 
 }  // namespace
