@@ -7,6 +7,7 @@ packages=(
   build-essential cmake pkg-config
   nlohmann-json3-dev libicu-dev libcurl4-openssl-dev ca-certificates zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libssl-dev openssl
+  libcairo2-dev libpango1.0-dev fonts-dejavu-core python3 python3-kiwisolver
 )
 
 missing=()
