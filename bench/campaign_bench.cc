@@ -6,11 +6,11 @@
 // which is inline on the main thread).
 #include <benchmark/benchmark.h>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "tessarin/campaign.h"
 #include "tracking/campaign_dispatcher.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {

@@ -5,9 +5,9 @@
 
 #include <memory>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {

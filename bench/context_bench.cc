@@ -3,11 +3,11 @@
 // The queue's own work runs later, outside the measurement.
 #include <benchmark/benchmark.h>
 
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "tessarin/context.h"
 #include "tessarin/items.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -31,7 +31,7 @@ std::shared_ptr<TSRProduct> BenchProduct() {
 void ViewRepeatedly(benchmark::State& state, const std::shared_ptr<TSRProduct>& product) {
   auto sim = std::make_shared<SimPlatform>();
   auto environment = std::make_shared<TSRUtilityDI>(sim);
-  auto facade = Tessarin::createWithEnvironment(environment);
+  auto facade = TessarinImpl::createWithEnvironment(environment);
   sim->launchApp();
   // Port 9 (discard) is never asked: with no server configuration the queue
   // holds its events.

@@ -6,12 +6,12 @@
 #include <atomic>
 #include <chrono>
 
-#include "core/config.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
-#include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {
@@ -29,7 +29,7 @@ Json ClientFor(int port) {
 // the queue; the queue's own work runs later, outside the measurement.
 void BM_SendActionOnMainThread(benchmark::State& state) {
   auto sim = std::make_shared<SimPlatform>();
-  auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  auto facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   sim->launchApp();
   // Port 9 (discard) is never asked: with no server configuration the queue
   // holds its events.
@@ -74,7 +74,7 @@ void BM_EndToEndThroughput(benchmark::State& state) {
     service.clearRequests();
     received = 0;
     auto sim = std::make_shared<SimPlatform>();
-    auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+    auto facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
     sim->launchApp();
     facade->startWithConfiguration(ClientFor(service.port()));
     if (!sim->runUntil([&] { return facade->isServerConfigLoaded(); }, 10.0)) {

@@ -22,11 +22,11 @@
 #include <thread>
 #include <vector>
 
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/linux/linux_platform.h"
-#include "tessarin/tessarin.h"
 #include "transport/event_journal.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -85,7 +85,7 @@ void SendActionOnLinuxHost(benchmark::State& state, bool disk) {
   options.main_thread = std::this_thread::get_id();
   auto host = std::make_shared<LinuxPlatform>(options);
   auto env = std::make_shared<CapturingEnvironment>(host);
-  auto facade = Tessarin::createWithEnvironment(env);
+  auto facade = TessarinImpl::createWithEnvironment(env);
   host->postLifecycle(platform::kApplicationDidFinishLaunchingNotification);
   // Port 9 is never answered: without a server configuration the queue
   // holds its events, as it does while the service is out of reach.

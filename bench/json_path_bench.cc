@@ -4,7 +4,7 @@
 // normalised once for the process; these figures are the steady state.
 #include <benchmark/benchmark.h>
 
-#include "tracking/json_path.h"
+#include "jsonpath/json_path.h"
 
 namespace tessarin {
 namespace {

@@ -1,7 +1,7 @@
 // The log call below the threshold must cost nothing but the comparison.
 #include <benchmark/benchmark.h>
 
-#include "core/log.h"
+#include "base/log.h"
 
 namespace tessarin {
 namespace {

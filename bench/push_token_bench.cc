@@ -7,10 +7,10 @@
 #include <cstring>
 #include <string>
 
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -30,7 +30,7 @@ struct PushHost {
     auto delegate_class = platform::sim::DefineAppClass(
         sim->app().runtime(), "BenchAppDelegate",
         {{kTokenSelector, platform::MakeImp([](platform::HostObject&, const platform::HostArgs&) { return std::any(); })}});
-    facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+    facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
     sim->app().setDelegate(std::make_shared<platform::HostObject>(delegate_class));
     sim->launchApp();
     // Port 9 (discard) is never asked: with no server configuration the
@@ -46,7 +46,7 @@ struct PushHost {
   }
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 // A 32-byte device token whose last bytes count the iterations, so every

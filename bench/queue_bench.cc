@@ -13,11 +13,11 @@
 #include <random>
 #include <string>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "transport/gzip.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/json_util.h"
 
 namespace tessarin {

@@ -6,11 +6,11 @@
 // "viewDidAppear:" runs too. Disappearing again is outside the figure.
 #include <benchmark/benchmark.h>
 
-#include "core/config.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -30,7 +30,7 @@ Json ViewConfigs() {
 void BM_ScreenViewDidAppearBuildsDescription(benchmark::State& state) {
   auto sim = std::make_shared<SimPlatform>();
   sim->app().runtime().defineClass("ProductViewController", "UIViewController");
-  auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  auto facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   facade->config().setConfiguration(Json{{"viewConfigs", ViewConfigs()}}, TSRConfig::kLayerServer);
   sim->launchApp();
   // Port 9 (discard) is never asked: with no server configuration the queue

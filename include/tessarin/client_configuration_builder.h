@@ -11,6 +11,8 @@
 
 namespace tessarin {
 
+class TessarinImpl;
+
 class TESSARIN_EXPORT TSRClientConfigurationBuilder {
  public:
   std::string account;   // becomes "account"
@@ -27,7 +29,7 @@ class TESSARIN_EXPORT TSRClientConfigurationBuilder {
  private:
   // Only the SDK creates builders.
   TSRClientConfigurationBuilder() = default;
-  friend class Tessarin;
+  friend class TessarinImpl;
   friend struct TSRClientConfigurationBuilderAccess;
 };
 

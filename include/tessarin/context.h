@@ -32,7 +32,7 @@ inline constexpr const char* kGlobalContextId = "Global";
 // The JSON keys an object of one kind may carry.
 using TSRFieldSet = std::unordered_set<std::string>;
 
-class Tessarin;
+class SdkFacade;
 class CampaignRouter;
 class TSRItem;
 class TSRCategory;
@@ -50,7 +50,7 @@ class TESSARIN_EXPORT TSRContext : public std::enable_shared_from_this<TSRContex
   // A context on the shared instance, or on the given façade.
   static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier);
   static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier,
-                                                        const std::shared_ptr<Tessarin>& facade);
+                                                        const std::shared_ptr<SdkFacade>& facade);
   TSRContext(const TSRContext&) = delete;
   TSRContext& operator=(const TSRContext&) = delete;
   virtual ~TSRContext();
@@ -147,11 +147,11 @@ class TESSARIN_EXPORT TSRContext : public std::enable_shared_from_this<TSRContex
   std::size_t observerCount() const { return observers_.size(); }
 
  protected:
-  TSRContext(std::string identifier, const std::shared_ptr<Tessarin>& facade);
+  TSRContext(std::string identifier, const std::shared_ptr<SdkFacade>& facade);
   // Schedules the observers; a subclass calls it once it is owned by a
   // shared pointer.
   void InitObservers();
-  std::shared_ptr<Tessarin> Facade() const { return facade_.lock(); }
+  std::shared_ptr<SdkFacade> Facade() const { return facade_.lock(); }
   // The façade's dispatcher, or null while there is none (disabled, gone).
   std::shared_ptr<CampaignRouter> Dispatcher() const;
   platform::Platform& platform() const { return *platform_; }
@@ -208,7 +208,7 @@ class TESSARIN_EXPORT TSRContext : public std::enable_shared_from_this<TSRContex
   std::int64_t promote_warnings_ = 0;
   std::string identifier_;
 
-  std::weak_ptr<Tessarin> facade_;
+  std::weak_ptr<SdkFacade> facade_;
   std::shared_ptr<platform::Platform> platform_;
 };
 

@@ -46,7 +46,7 @@ class TESSARIN_EXPORT TSRScreen : public TSRContext {
   // tessarinScreen(vc) instead, which makes one the first time.
   static std::shared_ptr<TSRScreen> initWithParentVC(const std::shared_ptr<platform::ViewController>& parentVC);
   static std::shared_ptr<TSRScreen> initWithParentVC(const std::shared_ptr<platform::ViewController>& parentVC,
-                                                     const std::shared_ptr<Tessarin>& facade);
+                                                     const std::shared_ptr<SdkFacade>& facade);
   ~TSRScreen() override;
 
   bool isVisible() const { return visible_; }
@@ -83,7 +83,7 @@ class TESSARIN_EXPORT TSRScreen : public TSRContext {
   const std::shared_ptr<platform::Timer>& unregisterContextIdTimer() const { return unregister_context_id_timer_; }
 
  protected:
-  TSRScreen(std::string identifier, const std::shared_ptr<Tessarin>& facade,
+  TSRScreen(std::string identifier, const std::shared_ptr<SdkFacade>& facade,
             const std::shared_ptr<platform::ViewController>& parentVC);
   // The next contextId of the process: "0", "1", ...
   static std::string NextIdentifier();
@@ -114,10 +114,10 @@ class TESSARIN_EXPORT TSRScreenCustom : public TSRScreen {
   // The action is trimmed of surrounding white space; empty means none.
   static std::shared_ptr<TSRScreenCustom> initWithViewAction(const std::optional<std::string>& viewAction);
   static std::shared_ptr<TSRScreenCustom> initWithViewAction(const std::optional<std::string>& viewAction,
-                                                             const std::shared_ptr<Tessarin>& facade);
+                                                             const std::shared_ptr<SdkFacade>& facade);
   // A custom screen has no view controller: the argument is ignored.
   static std::shared_ptr<TSRScreenCustom> initWithParentVC(const std::shared_ptr<platform::ViewController>& parentVC,
-                                                           const std::shared_ptr<Tessarin>& facade);
+                                                           const std::shared_ptr<SdkFacade>& facade);
   ~TSRScreenCustom() override;
 
   // Allowed here: the app says when its own screen is on view.
@@ -126,7 +126,7 @@ class TESSARIN_EXPORT TSRScreenCustom : public TSRScreen {
   void logVisible() const override;
 
  private:
-  TSRScreenCustom(std::string identifier, const std::shared_ptr<Tessarin>& facade,
+  TSRScreenCustom(std::string identifier, const std::shared_ptr<SdkFacade>& facade,
                   std::optional<std::string> viewAction);
 
   std::optional<std::string> view_action_;

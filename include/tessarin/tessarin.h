@@ -5,18 +5,17 @@
 // application, sends what the app reports, and routes the service's
 // campaigns back. Every entry point returns at once, never raises, and hops
 // to the main thread where the SDK does its work.
+//
+// Thread contract: every member may be called from any thread. Calls made
+// from one thread take effect in the order they were made.
 #ifndef TESSARIN_TESSARIN_H_
 #define TESSARIN_TESSARIN_H_
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tessarin/campaign.h"
 #include "tessarin/client_configuration_builder.h"
@@ -31,99 +30,68 @@
 #include "tessarin/notification_actions.h"
 #include "tessarin/order.h"
 #include "tessarin/review.h"
+#include "tessarin/sdk_info.h"
 
 namespace tessarin {
 
-// The SDK's reverse-DNS identifier: it prefixes notification names, the
-// error domain and queue labels.
-inline constexpr const char* kTessarinSDKIdentifier = "com.tessarin.sdk";
-inline constexpr const char* kTessarinSDKVersion = "1.5.0";
-
-// Notifications the SDK posts on the platform's notification centre.
-inline constexpr const char* TessarinNotificationConfigUpdate = "com.tessarin.sdk.notification.configUpdate";
-inline constexpr const char* TessarinNotificationReset = "com.tessarin.sdk.notification.reset";
-inline constexpr const char* TessarinNotificationServerConfigLoaded =
-    "com.tessarin.sdk.notification.serverConfigLoaded";
-inline constexpr const char* TessarinNotificationStartAsNecessary =
-    "com.tessarin.sdk.notification.startAsNecessary";
-inline constexpr const char* TessarinNotificationStopAsNecessary =
-    "com.tessarin.sdk.notification.stopAsNecessary";
-inline constexpr const char* TessarinNotificationUserActive = "com.tessarin.sdk.notification.userActive";
-inline constexpr const char* TessarinNotificationUserIdle = "com.tessarin.sdk.notification.userIdle";
-
-class TSRConfig;
 class TSRContext;
-class TSRIdleTracking;
-class TSRUtilityDI;
-class EventQueue;
-class HttpSender;
-class ReachabilityMonitor;
-class CampaignRouter;
-class PushTokenReporter;
-class MessagePresenter;
-struct TSRError;
-namespace platform {
-class Platform;
-class Alert;
-class Timer;
-struct HttpResponse;
-}  // namespace platform
 
-class TESSARIN_EXPORT Tessarin : public std::enable_shared_from_this<Tessarin> {
+// The interface an app uses; the SDK's own implementation is internal.
+class TESSARIN_EXPORT Tessarin {
  public:
   // The process-wide instance, created on first use on the process's host
-  // platform.
+  // platform (see tessarin/host.h).
   static std::shared_ptr<Tessarin> sharedInstance();
-  // A façade of its own over the given environment (a test's simulated host,
-  // or an embedder's). Most apps use sharedInstance().
-  static std::shared_ptr<Tessarin> createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment);
 
+  Tessarin() = default;
   Tessarin(const Tessarin&) = delete;
   Tessarin& operator=(const Tessarin&) = delete;
-  ~Tessarin();
+  virtual ~Tessarin();
 
   // Starting and stopping.
-  void startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block);
-  void startWithTessarinAccountKey(const std::string& account, const std::string& dataset);
-  void startWithConfiguration(const Json& configuration);
-  void stop();
-  void stopAndClearProperties(bool clearProperties);
-  void reset();
-  void resetAndClearProperties(bool clearProperties);
+  virtual void startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block) = 0;
+  virtual void startWithTessarinAccountKey(const std::string& account, const std::string& dataset) = 0;
+  virtual void startWithConfiguration(const Json& configuration) = 0;
+  virtual void stop() = 0;
+  virtual void stopAndClearProperties(bool clearProperties) = 0;
+  virtual void reset() = 0;
+  virtual void resetAndClearProperties(bool clearProperties) = 0;
 
-  // Identity: in memory only, readable from any thread.
-  void setUserId(const std::optional<std::string>& userId);
-  std::optional<std::string> userId();
-  void setAccountId(const std::optional<std::string>& accountId);
-  std::optional<std::string> accountId();
-  std::optional<std::string> anonymousId();
+  // Identity: in memory only.
+  virtual void setUserId(const std::optional<std::string>& userId) = 0;
+  virtual std::optional<std::string> userId() = 0;
+  virtual void setAccountId(const std::optional<std::string>& accountId) = 0;
+  virtual std::optional<std::string> accountId() = 0;
+  virtual std::optional<std::string> anonymousId() = 0;
 
   // Attributes ride on the next action event. A missing value clears the
   // attribute on the service.
-  void setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name);
-  void setAccountAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name);
+  virtual void setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name) = 0;
+  virtual void setAccountAttribute(const std::optional<std::string>& value,
+                                   const std::optional<std::string>& name) = 0;
 
-  long logLevel() const;
-  void setLogLevel(long logLevel);
+  virtual long logLevel() const = 0;
+  virtual void setLogLevel(long logLevel) = 0;
 
   // Push and URL entry points for an app that switched swizzling off
   // ("TessarinSwizzlingEnabled" false in its Info.plist). With swizzling on
   // the SDK receives these values from the app's delegates itself and
   // ignores these calls, so each value is handled exactly once.
-  bool swizzlingEnabled();
+  virtual bool swizzlingEnabled() = 0;
   // The device token as the platform delivered it (raw bytes).
-  void setAPNSToken(std::string_view deviceToken);
-  void setFirebaseToken(const std::string& token);
+  virtual void setAPNSToken(std::string_view deviceToken) = 0;
+  virtual void setFirebaseToken(const std::string& token) = 0;
   // A notification the user interacted with: its user info and the action
   // identifier of the response (UNNotificationDismissActionIdentifier when
   // it was swiped away).
-  void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier);
+  virtual void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier) = 0;
   // Whether the URL is the SDK's (a scheme beginning with "tsr"); opens or
   // ends a test-campaign selection.
-  bool handleOpenURL(const std::optional<std::string>& url);
+  virtual bool handleOpenURL(const std::optional<std::string>& url) = 0;
 
-  std::shared_ptr<TSRContext> globalContext() const;
-  TSRConfig& config() { return *config_; }
+  // The context of everything not tied to a screen; null before the first
+  // start.
+  virtual std::shared_ptr<TSRContext> globalContext() const = 0;
 
   // Sends everything queued now, without waiting out a retry delay, and
   // waits at most `timeoutSeconds` for the queue to drain; true when it
@@ -131,132 +99,17 @@ class TESSARIN_EXPORT Tessarin : public std::enable_shared_from_this<Tessarin> {
   // other than the SDK's main thread (there it answers false at once while
   // anything is left to send). While sending is held (before the server
   // configuration arrives, or stopped) nothing drains.
-  bool flush(double timeoutSeconds);
+  virtual bool flush(double timeoutSeconds) = 0;
   // What became of the events given to the SDK so far: sent, retried,
-  // dropped by cause. Any thread.
-  TSREventDiagnostics eventDiagnostics() const;
+  // dropped by cause.
+  virtual TSREventDiagnostics eventDiagnostics() const = 0;
 
-  // State queries: safe from any thread.
-  bool started() const { return started_; }
-  bool disabled() const { return disabled_; }
-  bool running() const { return started_ && !disabled_; }
-  bool runningAndNotDesignMode() const { return running() && !design_mode_; }
-  bool designMode() const { return design_mode_; }
-  bool isServerConfigLoaded() const { return server_config_loaded_; }
-
-  // --- Used by the SDK's own parts. ---
-  // Events. Each runs on the main thread.
-  // The fields are taken over (an item's JSON text can be long).
-  void sendAction(const std::string& action, const std::string& contextId, Json additionalFields);
-  void sendPingForItem(const Json& item, double timeOnPage);
-  void sendCampaignStats(const Json& stats, bool testing);
-  std::optional<Json> buildFullEventParams();
-  void handleEventResponses(const Json& responses);
-
-  // The gated forms of the push and URL entry points: a value acts only
-  // when `ifSwizzling` equals swizzlingEnabled(), so the swizzled delegate
-  // callbacks pass true and the app's own calls false. A missing
-  // `ifSwizzling` always acts (the SDK's own Firebase token fetch).
-  void setAPNSToken(std::string_view deviceToken, bool ifSwizzling);
-  void setFirebaseToken(const std::string& token, std::optional<bool> ifSwizzling);
-  void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier,
-                          bool checkClicked, std::optional<bool> ifSwizzling);
-  bool handleURL(const std::optional<std::string>& url, bool ifSwizzling);
-  // Test-campaign selection.
-  static std::optional<std::string> validateTestExperienceId(const std::optional<std::string>& experienceId);
-  void updateTestExperienceId(const std::optional<std::string>& experienceId, bool alertOnlyIfChanging);
-  // Shows `message` in the SDK's alert (titled "Tessarin Designer") for
-  // "designerAlertTime" seconds, logging it under `title`; an empty
-  // message dismisses the alert.
-  void updateAlertViewWithTitle(const std::string& title, const std::string& message, bool cancelButtonAndDelegate,
-                                bool activityIndicator);
-
-  static const std::vector<std::string>& reservedEventKeys();
-  // A null value clears the attribute; a value that is not a string is refused.
-  void setAttributeValue(const Json& value, const std::optional<std::string>& name);
-  void onConfigUpdate();
-  void processLaunchIfNecessary();
-  void startSystemsAsNecessary();
-  void stopSystemsAsNecessary();
-  void setDisabled(bool disabled);
-  void trackInstallOrUpgradeIfNecessary();
-  void sendConfigRequestIfNecessary();
-  // The parameters of the server-configuration request, or nothing when one
-  // is missing (logged).
-  std::optional<std::vector<std::string>> buildConfigRequestParams();
-  // The answer to the server-configuration request: a response (null when
-  // none came), the parsed body on success, the error on failure.
-  void processConfigResponse(const platform::HttpResponse* response, const Json* json, const TSRError* error,
-                             double requestDate);
-  const std::optional<std::string>& configRequestUUID() const { return config_request_uuid_; }
-  bool hasReachedActiveAfterLaunchOrBackground() const { return has_reached_active_; }
-  bool processedLaunch() const { return processed_launch_; }
-  const std::optional<std::string>& testExperienceId() const { return test_experience_id_; }
-  // The alert on screen now, if the SDK shows one.
-  const std::shared_ptr<platform::Alert>& alertView() const { return alert_view_; }
-  // Attributes waiting for the next action event.
-  const Json& pendingAttributes() const { return attributes_; }
-  // Collaborators (null while not part of the build or while disabled).
-  std::shared_ptr<EventQueue> eventSender() const { return event_sender_; }
-  std::shared_ptr<CampaignRouter> campaignDispatcher() const { return campaign_dispatcher_; }
-  std::shared_ptr<PushTokenReporter> pushTokenManager() const { return push_token_manager_; }
-  std::shared_ptr<MessagePresenter> uiManager() const { return ui_manager_; }
-  // Decides when the user is idle; made with the façade.
-  std::shared_ptr<TSRIdleTracking> idleTracking() const { return idle_tracking_; }
-  TSRUtilityDI& environment() { return *di_; }
-
- private:
-  explicit Tessarin(std::shared_ptr<TSRUtilityDI> environment);
-  void InitPrivate();
-  void RegisterObserversAlways();
-  void RegisterObserversWhenRunning();
-  void RemoveObserversWhenRunning();
-  void CreateEventSender();
-  void MarkServerConfigLoaded();
-  void StopSequence();
-  void TrackOnGlobalContext(const std::string& action);
-  std::string OrientationName();
-  bool AppStateIs(int state);
-  void Post(const char* name);
-  // Runs `body` on the main thread, guarded with `tag`, holding the façade weakly.
-  void OnMain(const char* tag, std::function<void(Tessarin&)> body);
-
-  std::shared_ptr<TSRUtilityDI> di_;
-  std::shared_ptr<platform::Platform> platform_;
-  std::unique_ptr<TSRConfig> config_;
-
-  // Written on the main thread; read from any (the state queries above
-  // are the app's to call from its own threads).
-  std::atomic<bool> started_{false};
-  std::atomic<bool> disabled_{false};
-  std::atomic<bool> design_mode_{false};
-  std::atomic<bool> server_config_loaded_{false};
-  std::atomic<bool> has_reached_active_{false};
-  std::atomic<bool> processed_launch_{false};
-
-  mutable std::mutex identity_mutex_;
-  std::optional<std::string> user_id_;
-  std::optional<std::string> account_id_;
-
-  Json attributes_ = Json::object();
-  std::shared_ptr<TSRContext> global_context_;
-
-  bool observers_always_registered_ = false;
-  std::vector<std::uint64_t> observers_always_;
-  std::optional<std::vector<std::uint64_t>> observers_when_running_;
-
-  std::optional<std::string> config_request_uuid_;
-  std::shared_ptr<HttpSender> sender_;
-  std::shared_ptr<EventQueue> event_sender_;
-  std::shared_ptr<ReachabilityMonitor> reachability_;
-  std::shared_ptr<CampaignRouter> campaign_dispatcher_;
-  std::shared_ptr<PushTokenReporter> push_token_manager_;
-  std::shared_ptr<MessagePresenter> ui_manager_;
-  std::shared_ptr<TSRIdleTracking> idle_tracking_;
-
-  std::optional<std::string> test_experience_id_;
-  std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;
-  std::shared_ptr<platform::Alert> alert_view_;
+  // State.
+  virtual bool started() const = 0;
+  virtual bool disabled() const = 0;
+  virtual bool running() const = 0;
+  virtual bool designMode() const = 0;
+  virtual bool isServerConfigLoaded() const = 0;
 };
 
 }  // namespace tessarin

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "core/log.h"
+#include "base/log.h"
 
 namespace tessarin::capi {
 namespace {

@@ -13,8 +13,8 @@
 #include <string>
 #include <utility>
 
+#include "base/log.h"
 #include "capi/capi_items.h"
-#include "core/log.h"
 #include "tessarin/context.h"
 #include "tessarin/host.h"
 #include "tessarin/log.h"

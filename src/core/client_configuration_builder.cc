@@ -1,6 +1,6 @@
 #include "tessarin/client_configuration_builder.h"
 
-#include "core/log.h"
+#include "base/log.h"
 #include "util/unicode_trim.h"
 
 namespace tessarin {

@@ -2,12 +2,12 @@
 // errors, the anonymous affinity id and the campaigns for the dispatcher.
 #include <string>
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "core/tessarin_impl.h"
 #include "platform/platform.h"
 #include "tessarin/campaign.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/dictionary_util.h"
 
 namespace tessarin {
@@ -26,7 +26,7 @@ std::string ErrorCodeText(long long code) {
 
 }  // namespace
 
-void Tessarin::handleEventResponses(const Json& responses) {
+void TessarinImpl::handleEventResponses(const Json& responses) {
   if (disabled_) return;
   if (!started_ || design_mode_) {
     TSR_LOG_DEBUG("Event Responses: Ignoring, Tessarin not started or in design mode");

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
-#include "tessarin/tessarin.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "core/tessarin_impl.h"
+#include "util/config.h"
 #include "util/device_util.h"
 #include "util/unicode_trim.h"
 
@@ -21,7 +21,7 @@ constexpr std::size_t kMaxAttributeValueLength = 1024;
 
 // --- Identity ---
 
-void Tessarin::setUserId(const std::optional<std::string>& userId) {
+void TessarinImpl::setUserId(const std::optional<std::string>& userId) {
   std::string trimmed = userId ? TrimWhitespaceAndNewlines(*userId) : std::string();
   {
     std::lock_guard<std::mutex> lock(identity_mutex_);
@@ -38,17 +38,17 @@ void Tessarin::setUserId(const std::optional<std::string>& userId) {
     }
   }
   // The service links the push token to the new user.
-  OnMain("-[Tessarin setUserId:]_block_invoke", [](Tessarin& self) {
+  OnMain("-[Tessarin setUserId:]_block_invoke", [](TessarinImpl& self) {
     if (self.push_token_manager_) self.push_token_manager_->enqueuePushTokenUpdateEvent();
   });
 }
 
-std::optional<std::string> Tessarin::userId() {
+std::optional<std::string> TessarinImpl::userId() {
   std::lock_guard<std::mutex> lock(identity_mutex_);
   return user_id_;
 }
 
-void Tessarin::setAccountId(const std::optional<std::string>& accountId) {
+void TessarinImpl::setAccountId(const std::optional<std::string>& accountId) {
   std::string trimmed = accountId ? TrimWhitespaceAndNewlines(*accountId) : std::string();
   std::lock_guard<std::mutex> lock(identity_mutex_);
   if (trimmed == "0") {
@@ -63,12 +63,12 @@ void Tessarin::setAccountId(const std::optional<std::string>& accountId) {
   }
 }
 
-std::optional<std::string> Tessarin::accountId() {
+std::optional<std::string> TessarinImpl::accountId() {
   std::lock_guard<std::mutex> lock(identity_mutex_);
   return account_id_;
 }
 
-std::optional<std::string> Tessarin::anonymousId() {
+std::optional<std::string> TessarinImpl::anonymousId() {
   if (disabled_) return std::nullopt;
   return TSRUtilityDevice::identifierForVendor(*di_);
 }
@@ -81,17 +81,17 @@ Json AttributeValue(const std::optional<std::string>& value) { return value ? Js
 
 }  // namespace
 
-void Tessarin::setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name) {
+void TessarinImpl::setUserAttribute(const std::optional<std::string>& value, const std::optional<std::string>& name) {
   setAttributeValue(AttributeValue(value), name);
 }
 
-void Tessarin::setAccountAttribute(const std::optional<std::string>& value,
+void TessarinImpl::setAccountAttribute(const std::optional<std::string>& value,
                                    const std::optional<std::string>& name) {
   setAttributeValue(AttributeValue(value), name);
 }
 
-void Tessarin::setAttributeValue(const Json& value, const std::optional<std::string>& name) {
-  OnMain("-[Tessarin setAttributeValue:name:]", [value, name](Tessarin& self) {
+void TessarinImpl::setAttributeValue(const Json& value, const std::optional<std::string>& name) {
+  OnMain("-[Tessarin setAttributeValue:name:]", [value, name](TessarinImpl& self) {
     if (self.disabled_) return;
     std::optional<std::string> trimmed_name;
     if (name) trimmed_name = TrimWhitespaceAndNewlines(*name);
@@ -131,10 +131,10 @@ void Tessarin::setAttributeValue(const Json& value, const std::optional<std::str
 
 // --- Log level ---
 
-long Tessarin::logLevel() const { return TSRLogger::logLevel(); }
+long TessarinImpl::logLevel() const { return TSRLogger::logLevel(); }
 
-void Tessarin::setLogLevel(long logLevel) {
-  OnMain("-[Tessarin setLogLevel:]", [logLevel](Tessarin& self) {
+void TessarinImpl::setLogLevel(long logLevel) {
+  OnMain("-[Tessarin setLogLevel:]", [logLevel](TessarinImpl& self) {
     self.config_->setConfiguration(Json{{"logLevel", logLevel}}, TSRConfig::kLayerRuntime);
     TSRLogger::setLogLevel(logLevel);
   });

@@ -6,20 +6,20 @@
 #include <optional>
 #include <string>
 
+#include "core/tessarin_impl.h"
 #include "push/notification_click_tracking.h"
-#include "tessarin/tessarin.h"
 
 namespace tessarin {
 
-void Tessarin::handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
+void TessarinImpl::handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
   handleNotification(userInfo, actionIdentifier, true, false);
 }
 
-void Tessarin::handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier,
+void TessarinImpl::handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier,
                                   bool checkClicked, std::optional<bool> ifSwizzling) {
   if (ifSwizzling && *ifSwizzling != swizzlingEnabled()) return;
   OnMain("-[Tessarin(Swizzling) handleNotification:actionIdentifier:checkClicked:ifSwizzling:]_block_invoke",
-         [userInfo, actionIdentifier, checkClicked](Tessarin& self) {
+         [userInfo, actionIdentifier, checkClicked](TessarinImpl& self) {
            TSRNotificationClickTracking::trackClickIfNecessary(self, userInfo, actionIdentifier, checkClicked);
          });
 }

@@ -8,21 +8,21 @@
 #include <memory>
 #include <mutex>
 
-#include "core/collaborators.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/platform.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
 #include "transport/events_util.h"
-#include "util/di.h"
 #include "util/json_dispose.h"
 #include "util/json_util.h"
 
 namespace tessarin {
 
-TSREventDiagnostics Tessarin::eventDiagnostics() const { return di_->eventCounters().snapshot(); }
+TSREventDiagnostics TessarinImpl::eventDiagnostics() const { return di_->eventCounters().snapshot(); }
 
-bool Tessarin::flush(double timeoutSeconds) {
+bool TessarinImpl::flush(double timeoutSeconds) {
   // The waiter may outlive this call (a timed-out wait), so its state is shared.
   struct Drain {
     std::mutex mutex;
@@ -40,7 +40,7 @@ bool Tessarin::flush(double timeoutSeconds) {
     return drain->drained;
   };
   // The queue belongs to the main thread, which may replace it (a reset).
-  auto start = [drained](Tessarin& self) {
+  auto start = [drained](TessarinImpl& self) {
     if (self.event_sender_) {
       self.event_sender_->flush(drained);
     } else {
@@ -61,7 +61,7 @@ bool Tessarin::flush(double timeoutSeconds) {
 
 
 
-std::optional<Json> Tessarin::buildFullEventParams() {
+std::optional<Json> TessarinImpl::buildFullEventParams() {
   auto event = TSRUtilityEvents::buildBaseParams(*this);
   if (event && test_experience_id_ && !test_experience_id_->empty()) {
     (*event)[TSREvent_testMessages] = *test_experience_id_;
@@ -69,12 +69,12 @@ std::optional<Json> Tessarin::buildFullEventParams() {
   return event;
 }
 
-void Tessarin::sendAction(const std::string& action, const std::string& contextId, Json additionalFields) {
+void TessarinImpl::sendAction(const std::string& action, const std::string& contextId, Json additionalFields) {
   // The SDK's own parts call this on the main thread; any other caller is
   // moved there, where the façade's state lives.
   if (!platform_->isMainThread()) {
     OnMain("-[Tessarin sendAction:contextId:additionalFields:]",
-           [action, contextId, additionalFields = std::move(additionalFields)](Tessarin& self) {
+           [action, contextId, additionalFields = std::move(additionalFields)](TessarinImpl& self) {
              self.sendAction(action, contextId, additionalFields);
            });
     return;
@@ -108,7 +108,7 @@ void Tessarin::sendAction(const std::string& action, const std::string& contextI
   if (event_sender_) event_sender_->addEvent(std::move(*event));
 }
 
-void Tessarin::sendPingForItem(const Json& item, double timeOnPage) {
+void TessarinImpl::sendPingForItem(const Json& item, double timeOnPage) {
   if (disabled_) return;
   if (item.is_null() || !(timeOnPage > 0)) {
     TSR_LOG_WARN("Ping: Ignoring, invalid, %.3f %@", timeOnPage, item.is_null() ? LogArg() : LogArg(item));
@@ -128,7 +128,7 @@ void Tessarin::sendPingForItem(const Json& item, double timeOnPage) {
   if (event_sender_) event_sender_->addEvent(std::move(*event));
 }
 
-void Tessarin::sendCampaignStats(const Json& stats, bool testing) {
+void TessarinImpl::sendCampaignStats(const Json& stats, bool testing) {
   // Deliberately not gated on being started: statistics of a campaign shown
   // just before a stop still count.
   if (disabled_ || design_mode_) return;

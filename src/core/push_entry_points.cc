@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "core/collaborators.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "base/collaborators.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "util/host_app.h"
 #include "util/string_util.h"
 
@@ -26,27 +26,27 @@ constexpr int kPushPlatformGCM = 2;
 
 }  // namespace
 
-bool Tessarin::swizzlingEnabled() { return di_->hostApp().swizzlingEnabled(); }
+bool TessarinImpl::swizzlingEnabled() { return di_->hostApp().swizzlingEnabled(); }
 
-void Tessarin::setAPNSToken(std::string_view deviceToken) { setAPNSToken(deviceToken, false); }
+void TessarinImpl::setAPNSToken(std::string_view deviceToken) { setAPNSToken(deviceToken, false); }
 
-void Tessarin::setFirebaseToken(const std::string& token) { setFirebaseToken(token, false); }
+void TessarinImpl::setFirebaseToken(const std::string& token) { setFirebaseToken(token, false); }
 
-void Tessarin::setAPNSToken(std::string_view deviceToken, bool ifSwizzling) {
+void TessarinImpl::setAPNSToken(std::string_view deviceToken, bool ifSwizzling) {
   if (ifSwizzling != swizzlingEnabled()) return;
   // Hex text on the caller's thread: the platform's buffer may not outlive
   // the delegate callback.
   std::string token = TSRUtilityString::stringFromData(deviceToken);
-  OnMain("-[Tessarin(Swizzling) setAPNSToken:ifSwizzling:]", [token = std::move(token)](Tessarin& self) {
+  OnMain("-[Tessarin(Swizzling) setAPNSToken:ifSwizzling:]", [token = std::move(token)](TessarinImpl& self) {
     if (!self.push_token_manager_) return;
     const int platform = self.di_->hostApp().sandboxedAPNS() ? kPushPlatformAPNSSandbox : kPushPlatformAPNS;
     self.push_token_manager_->handlePushToken(token, platform);
   });
 }
 
-void Tessarin::setFirebaseToken(const std::string& token, std::optional<bool> ifSwizzling) {
+void TessarinImpl::setFirebaseToken(const std::string& token, std::optional<bool> ifSwizzling) {
   if (ifSwizzling && *ifSwizzling != swizzlingEnabled()) return;
-  OnMain("-[Tessarin(Swizzling) setFirebaseToken:ifSwizzling:]", [token](Tessarin& self) {
+  OnMain("-[Tessarin(Swizzling) setFirebaseToken:ifSwizzling:]", [token](TessarinImpl& self) {
     if (self.push_token_manager_) self.push_token_manager_->handlePushToken(token, kPushPlatformGCM);
   });
 }

@@ -4,20 +4,20 @@
 #include <string>
 #include <vector>
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/error.h"
+#include "base/log.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/http_transport.h"
 #include "platform/platform.h"
-#include "tessarin/tessarin.h"
-#include "transport/error.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/host_app.h"
 #include "util/networking.h"
 
 namespace tessarin {
 
-std::optional<std::vector<std::string>> Tessarin::buildConfigRequestParams() {
+std::optional<std::vector<std::string>> TessarinImpl::buildConfigRequestParams() {
   std::optional<std::string> os_name = di_->currentDevice().systemName();
   if (os_name && os_name->empty()) os_name.reset();
   TSRUtilityHostApp& host = di_->hostApp();
@@ -39,7 +39,7 @@ std::optional<std::vector<std::string>> Tessarin::buildConfigRequestParams() {
   return std::vector<std::string>{*os_name, *bundle_id, *bundle_version, kTessarinSDKVersion};
 }
 
-void Tessarin::sendConfigRequestIfNecessary() {
+void TessarinImpl::sendConfigRequestIfNecessary() {
   // Being disabled does not stop the request: a switched-off SDK keeps
   // asking, so the service can switch it on again.
   if (config_->hasEmptyLayer(TSRConfig::kLayerClient) || !config_->expired() || config_request_uuid_ ||
@@ -58,9 +58,9 @@ void Tessarin::sendConfigRequestIfNecessary() {
   Json param_array = Json::array();
   for (const std::string& param : *params) param_array.push_back(param);
 
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   // Only the answer to the request in flight, from the current sender, counts.
-  auto current = [weak](HttpSender* sender, const std::string& uuid) -> std::shared_ptr<Tessarin> {
+  auto current = [weak](HttpSender* sender, const std::string& uuid) -> std::shared_ptr<TessarinImpl> {
     auto self = weak.lock();
     if (!self || sender != self->sender_.get() || self->config_request_uuid_ != uuid) return nullptr;
     self->config_request_uuid_.reset();
@@ -82,7 +82,7 @@ void Tessarin::sendConfigRequestIfNecessary() {
       });
 }
 
-void Tessarin::processConfigResponse(const platform::HttpResponse* response, const Json* json,
+void TessarinImpl::processConfigResponse(const platform::HttpResponse* response, const Json* json,
                                      const TSRError* error, double requestDate) {
   (void)requestDate;
   if (design_mode_) {

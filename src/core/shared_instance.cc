@@ -4,13 +4,13 @@
 #include <memory>
 #include <mutex>
 
-#include "core/category_markers.h"
-#include "core/log.h"
+#include "base/category_markers.h"
+#include "base/log.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/linux/linux_platform.h"
 #include "tessarin/host.h"
-#include "tessarin/tessarin.h"
 #include "tracking/idle_tracking.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -26,7 +26,7 @@ struct ProcessHost {
   LinuxPlatform* platform = nullptr;
   std::shared_ptr<LinuxPlatform> platform_owner;
   std::once_flag instance_once;
-  std::shared_ptr<Tessarin> instance;
+  std::shared_ptr<TessarinImpl> instance;
 };
 
 ProcessHost& Host() {
@@ -70,7 +70,7 @@ constexpr auto kTerminateWait = std::chrono::seconds(2);
 // observers are in place for the first report. Returns once the report has
 // taken effect, or at once when `wait` is zero.
 void Report(int state, const char* notification, std::chrono::milliseconds wait = {}) {
-  Tessarin::sharedInstance();
+  TessarinImpl::shared();
   LinuxPlatform& platform = *Host().platform;
   auto report = [&platform, state, notification] {
     if (state >= 0) platform.setApplicationState(state);
@@ -95,7 +95,7 @@ void Report(int state, const char* notification, std::chrono::milliseconds wait 
 
 }  // namespace
 
-std::shared_ptr<Tessarin> Tessarin::sharedInstance() {
+std::shared_ptr<TessarinImpl> TessarinImpl::shared() {
   ProcessHost& host = Host();
   std::call_once(host.instance_once, [&host] {
     bool created = false;
@@ -106,6 +106,10 @@ std::shared_ptr<Tessarin> Tessarin::sharedInstance() {
   });
   return host.instance;
 }
+
+std::shared_ptr<Tessarin> Tessarin::sharedInstance() { return TessarinImpl::shared(); }
+
+std::shared_ptr<SdkFacade> sharedSdkFacade() { return TessarinImpl::shared(); }
 
 bool TessarinHost::configure(TessarinHostOptions options) {
   bool created = false;
@@ -136,7 +140,7 @@ void TessarinHost::applicationWillTerminate() {
 }
 
 void TessarinHost::reportUserEvent() {
-  if (auto tracking = Tessarin::sharedInstance()->idleTracking()) tracking->reportUserEvent();
+  if (auto tracking = TessarinImpl::shared()->idleTracking()) tracking->reportUserEvent();
 }
 
 void TessarinHost::syncWithMain() {

@@ -4,18 +4,19 @@
 // lifecycle_observers.cc, outgoing_events.cc, event_responses.cc,
 // identity_and_attributes.cc, push_entry_points.cc,
 // notification_entry_points.cc and test_campaigns.cc.
-#include "tessarin/tessarin.h"
+#include "core/tessarin_impl.h"
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "core/composition_root.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
+#include "push/app_delegate_swizzling.h"
 #include "push/notification_center_swizzling.h"
 #include "tessarin/context.h"
 #include "tracking/idle_tracking.h"
 #include "tracking/view_controller_tracking.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/host_app.h"
 #include "util/safety.h"
 
@@ -27,7 +28,7 @@ constexpr int kStateBackground = 2;
 
 }  // namespace
 
-const std::vector<std::string>& Tessarin::reservedEventKeys() {
+const std::vector<std::string>& TessarinImpl::reservedEventKeys() {
   // Never destroyed: the SDK's threads may still run while the process exits.
   static const std::vector<std::string>* keys = new std::vector<std::string>{
       "timestamp", ".d", ".on", ".ov", ".an", ".av", ".mbv", ".s", "userId", "company",
@@ -35,18 +36,18 @@ const std::vector<std::string>& Tessarin::reservedEventKeys() {
   return *keys;
 }
 
-std::shared_ptr<Tessarin> Tessarin::createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment) {
-  std::shared_ptr<Tessarin> facade(new Tessarin(std::move(environment)));
+std::shared_ptr<TessarinImpl> TessarinImpl::createWithEnvironment(std::shared_ptr<TSRUtilityDI> environment) {
+  std::shared_ptr<TessarinImpl> facade(new TessarinImpl(std::move(environment)));
   facade->InitPrivate();
   tsr_installViewControllerTracking(facade);
   tsr_installNotificationCenterHooks(facade);
   return facade;
 }
 
-Tessarin::Tessarin(std::shared_ptr<TSRUtilityDI> environment)
+TessarinImpl::TessarinImpl(std::shared_ptr<TSRUtilityDI> environment)
     : di_(std::move(environment)), platform_(di_->platformPtr()) {}
 
-void Tessarin::InitPrivate() {
+void TessarinImpl::InitPrivate() {
   // Collaborators made from here on find this façade through the environment.
   di_->setFacade(weak_from_this());
   processed_launch_ = false;
@@ -57,10 +58,10 @@ void Tessarin::InitPrivate() {
   if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
 
   global_context_ = TSRContext::initWithIdentifier(kGlobalContextId, shared_from_this());
-  idle_tracking_ = TSRIdleTracking::trackingForFacade(shared_from_this());
+  idle_tracking_ = TSRIdleTracking::trackingForFacade(shared_from_this(), &TSRAppDelegateSwizzling::swizzleDelegateClass);
 
   sender_ = di_->senderWithConfig(*config_);
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   reachability_ = di_->reachabilityManagerWithStatusChangeBlock([weak](int status) {
     auto self = weak.lock();
     if (!self || status == 0) return;
@@ -85,7 +86,9 @@ void Tessarin::InitPrivate() {
                                     });
 }
 
-Tessarin::~Tessarin() {
+Tessarin::~Tessarin() = default;
+
+TessarinImpl::~TessarinImpl() {
   platform::NotificationCenter& center = platform_->notificationCenter();
   for (auto token : observers_always_) center.removeObserver(token);
   if (observers_when_running_) {
@@ -97,19 +100,19 @@ Tessarin::~Tessarin() {
   if (started_ && event_sender_) event_sender_->saveToFile();
 }
 
-void Tessarin::OnMain(const char* tag, std::function<void(Tessarin&)> body) {
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+void TessarinImpl::OnMain(const char* tag, std::function<void(TessarinImpl&)> body) {
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, tag, [weak, body = std::move(body)] {
     if (auto self = weak.lock()) body(*self);
   });
 }
 
-void Tessarin::Post(const char* name) { platform_->notificationCenter().post(name, this); }
+void TessarinImpl::Post(const char* name) { platform_->notificationCenter().post(name, notificationSender()); }
 
-bool Tessarin::AppStateIs(int state) { return di_->hostApp().appStateIs(state); }
+bool TessarinImpl::AppStateIs(int state) { return di_->hostApp().appStateIs(state); }
 
-void Tessarin::CreateEventSender() {
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+void TessarinImpl::CreateEventSender() {
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   event_sender_ = di_->queuedEventSenderWithSender(
       sender_, *config_,
       [weak](EventQueue* queue, const std::string&, const std::optional<platform::HttpResponse>&,
@@ -129,7 +132,7 @@ void Tessarin::CreateEventSender() {
 
 // --- Start, stop, reset ---
 
-void Tessarin::startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block) {
+void TessarinImpl::startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block) {
   TSRClientConfigurationBuilder builder;
   TSRUtilitySafety::runWithTag("-[Tessarin startWithClientConfiguration:]", [&] {
     if (block) block(builder);
@@ -137,15 +140,15 @@ void Tessarin::startWithClientConfiguration(const std::function<void(TSRClientCo
   startWithConfiguration(builder.toDictionary());
 }
 
-void Tessarin::startWithTessarinAccountKey(const std::string& account, const std::string& dataset) {
+void TessarinImpl::startWithTessarinAccountKey(const std::string& account, const std::string& dataset) {
   startWithClientConfiguration([&](TSRClientConfigurationBuilder& builder) {
     builder.account = account;
     builder.dataset = dataset;
   });
 }
 
-void Tessarin::startWithConfiguration(const Json& configuration) {
-  OnMain("-[Tessarin startWithConfiguration:]", [configuration](Tessarin& self) {
+void TessarinImpl::startWithConfiguration(const Json& configuration) {
+  OnMain("-[Tessarin startWithConfiguration:]", [configuration](TessarinImpl& self) {
     if (self.started_) {
       TSR_LOG_WARN("Ignoring start request, already started");
       return;
@@ -167,14 +170,14 @@ void Tessarin::startWithConfiguration(const Json& configuration) {
   });
 }
 
-void Tessarin::stop() { stopAndClearProperties(true); }
+void TessarinImpl::stop() { stopAndClearProperties(true); }
 
-void Tessarin::stopAndClearProperties(bool clearProperties) {
+void TessarinImpl::stopAndClearProperties(bool clearProperties) {
   (void)clearProperties;  // stopping behaves the same either way, deliberately
-  OnMain("-[Tessarin stopAndClearProperties:]", [](Tessarin& self) { self.StopSequence(); });
+  OnMain("-[Tessarin stopAndClearProperties:]", [](TessarinImpl& self) { self.StopSequence(); });
 }
 
-void Tessarin::StopSequence() {
+void TessarinImpl::StopSequence() {
   TSR_LOG_WARN("Stopping");
   TSR_LOG_INFO("Events: %@", eventDiagnostics().description());
   bool was_started = started_;
@@ -189,10 +192,10 @@ void Tessarin::StopSequence() {
   config_->waitForPendingWrites();
 }
 
-void Tessarin::reset() { resetAndClearProperties(true); }
+void TessarinImpl::reset() { resetAndClearProperties(true); }
 
-void Tessarin::resetAndClearProperties(bool clearProperties) {
-  OnMain("-[Tessarin resetAndClearProperties:]", [clearProperties](Tessarin& self) {
+void TessarinImpl::resetAndClearProperties(bool clearProperties) {
+  OnMain("-[Tessarin resetAndClearProperties:]", [clearProperties](TessarinImpl& self) {
     self.StopSequence();
     TSR_LOG_WARN("Resetting");
     self.Post(TessarinNotificationReset);
@@ -225,7 +228,7 @@ void Tessarin::resetAndClearProperties(bool clearProperties) {
 
 // --- Configuration and systems ---
 
-void Tessarin::onConfigUpdate() {
+void TessarinImpl::onConfigUpdate() {
   if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
   if (auto disable = config_->boolForKey("disable")) setDisabled(*disable);
   if (sender_) sender_->updateWithConfig(*config_);
@@ -235,7 +238,7 @@ void Tessarin::onConfigUpdate() {
   startSystemsAsNecessary();
 }
 
-void Tessarin::processLaunchIfNecessary() {
+void TessarinImpl::processLaunchIfNecessary() {
   if (processed_launch_ || !started_) return;
   processed_launch_ = true;
   onConfigUpdate();
@@ -244,14 +247,14 @@ void Tessarin::processLaunchIfNecessary() {
   if (config_->boolForKey("trackLaunch").value_or(false)) TrackOnGlobalContext("App Launch");
 }
 
-void Tessarin::MarkServerConfigLoaded() {
+void TessarinImpl::MarkServerConfigLoaded() {
   if (server_config_loaded_) return;
   server_config_loaded_ = true;
   TSR_LOG_INFO("Tessarin server configuration loaded; events are campaign-eligible");
   Post(TessarinNotificationServerConfigLoaded);
 }
 
-void Tessarin::startSystemsAsNecessary() {
+void TessarinImpl::startSystemsAsNecessary() {
   bool active = AppStateIs(kStateActive);
   if (active && reachability_) reachability_->startMonitoring();
   if (disabled_) return;
@@ -279,7 +282,7 @@ void Tessarin::startSystemsAsNecessary() {
   Post(TessarinNotificationStartAsNecessary);
 }
 
-void Tessarin::stopSystemsAsNecessary() {
+void TessarinImpl::stopSystemsAsNecessary() {
   bool background = AppStateIs(kStateBackground);
   if (background) {
     if (reachability_) reachability_->stopMonitoring();
@@ -312,7 +315,7 @@ void Tessarin::stopSystemsAsNecessary() {
   Post(TessarinNotificationStopAsNecessary);
 }
 
-void Tessarin::setDisabled(bool disabled) {
+void TessarinImpl::setDisabled(bool disabled) {
   if (disabled == disabled_) return;
   disabled_ = disabled;
   if (disabled) {
@@ -327,7 +330,7 @@ void Tessarin::setDisabled(bool disabled) {
   }
 }
 
-void Tessarin::trackInstallOrUpgradeIfNecessary() {
+void TessarinImpl::trackInstallOrUpgradeIfNecessary() {
   if (!runningAndNotDesignMode()) return;
   TSRUtilityHostApp& host = di_->hostApp();
   auto version = host.bundleVersion();
@@ -348,11 +351,11 @@ void Tessarin::trackInstallOrUpgradeIfNecessary() {
 }
 
 
-void Tessarin::TrackOnGlobalContext(const std::string& action) {
+void TessarinImpl::TrackOnGlobalContext(const std::string& action) {
   if (auto context = globalContext()) context->trackAction(action);
 }
 
-std::shared_ptr<TSRContext> Tessarin::globalContext() const {
+std::shared_ptr<TSRContext> TessarinImpl::globalContext() const {
   if (disabled_) return nullptr;
   return global_context_;
 }

@@ -13,11 +13,11 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "core/tessarin_impl.h"
 #include "platform/alert.h"
 #include "platform/platform.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/networking_url.h"
 #include "util/safety.h"
 #include "util/string_util.h"
@@ -87,9 +87,9 @@ std::vector<std::string> PathComponents(const std::string& path) {
 
 }  // namespace
 
-bool Tessarin::handleOpenURL(const std::optional<std::string>& url) { return handleURL(url, false); }
+bool TessarinImpl::handleOpenURL(const std::optional<std::string>& url) { return handleURL(url, false); }
 
-bool Tessarin::handleURL(const std::optional<std::string>& url, bool ifSwizzling) {
+bool TessarinImpl::handleURL(const std::optional<std::string>& url, bool ifSwizzling) {
   if (!url) return false;
   std::optional<TSRURL> parsed = TSRURL::parse(*url);
   if (!parsed || !parsed->scheme) return false;
@@ -97,7 +97,7 @@ bool Tessarin::handleURL(const std::optional<std::string>& url, bool ifSwizzling
   // The URL is the SDK's either way; it is acted on by exactly one of the
   // two paths (the app's own call, or the intercepted delegate callback).
   if (ifSwizzling != swizzlingEnabled()) return true;
-  OnMain("-[Tessarin(Swizzling) handleURL:ifSwizzling:]", [url = *parsed](Tessarin& self) {
+  OnMain("-[Tessarin(Swizzling) handleURL:ifSwizzling:]", [url = *parsed](TessarinImpl& self) {
     const std::string host = url.authority ? AsciiLower(HostOfAuthority(*url.authority)) : std::string();
     std::vector<std::string> components = PathComponents(url.path);
     if (host == "test" && components.size() == 2) {
@@ -110,7 +110,7 @@ bool Tessarin::handleURL(const std::optional<std::string>& url, bool ifSwizzling
   return true;
 }
 
-std::optional<std::string> Tessarin::validateTestExperienceId(const std::optional<std::string>& experienceId) {
+std::optional<std::string> TessarinImpl::validateTestExperienceId(const std::optional<std::string>& experienceId) {
   std::optional<std::string> trimmed = TSRUtilityString::trimString(experienceId);
   if (trimmed) {
     // Five characters as the platform counts them (UTF-16 units), each a
@@ -127,7 +127,7 @@ std::optional<std::string> Tessarin::validateTestExperienceId(const std::optiona
   return std::nullopt;
 }
 
-void Tessarin::updateTestExperienceId(const std::optional<std::string>& experienceId, bool alertOnlyIfChanging) {
+void TessarinImpl::updateTestExperienceId(const std::optional<std::string>& experienceId, bool alertOnlyIfChanging) {
   std::optional<std::string> requested = TSRUtilityString::trimString(experienceId);
   const std::string lowered = requested ? AsciiLower(*requested) : std::string();
   std::optional<std::string> candidate = requested;
@@ -161,7 +161,7 @@ void Tessarin::updateTestExperienceId(const std::optional<std::string>& experien
   clear_test_experience_id_timer_.reset();
   const double timeout = config_->doubleForKey("testExperienceTimeout").value_or(0);
   if (!test_experience_id_ || timeout <= 0) return;
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   auto timer_slot = std::make_shared<std::weak_ptr<platform::Timer>>();
   clear_test_experience_id_timer_ = TSRUtilityTiming::createAndScheduleTimer(
       *platform_, "-[Tessarin updateTestExperienceId:alertOnlyIfChanging:]", platform_->mainQueue(), false, timeout,
@@ -181,7 +181,7 @@ void Tessarin::updateTestExperienceId(const std::optional<std::string>& experien
   *timer_slot = clear_test_experience_id_timer_;
 }
 
-void Tessarin::updateAlertViewWithTitle(const std::string& title, const std::string& message,
+void TessarinImpl::updateAlertViewWithTitle(const std::string& title, const std::string& message,
                                         bool cancelButtonAndDelegate, bool activityIndicator) {
   // Dismissing may run the alert's dismissal callback, which forgets the
   // current alert: hold it while it goes.
@@ -207,7 +207,7 @@ void Tessarin::updateAlertViewWithTitle(const std::string& title, const std::str
   request.message = message;
   request.buttons = cancelButtonAndDelegate ? std::vector<std::string>{"Cancel", "OK"} : std::vector<std::string>{"OK"};
   request.activityIndicator = activityIndicator;
-  std::weak_ptr<Tessarin> weak = weak_from_this();
+  std::weak_ptr<TessarinImpl> weak = weak_from_this();
   auto shown = std::make_shared<std::weak_ptr<platform::Alert>>();
   request.didDismiss = [weak, shown](int) {
     auto self = weak.lock();

@@ -1,5 +1,5 @@
 // TSRCategorizedItem: the categories shared by products, articles and blogs.
-#include "core/log.h"
+#include "base/log.h"
 #include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"

@@ -1,6 +1,6 @@
 // TSRItem: the fields every catalog item has, its JSON form, and the
 // class-dispatching readers.
-#include "core/log.h"
+#include "base/log.h"
 #include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "tessarin/items.h"

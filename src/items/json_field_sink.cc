@@ -1,4 +1,4 @@
-#include "core/log.h"
+#include "base/log.h"
 #include "items/field_sink.h"
 #include "items/json_fields.h"
 #include "items/log_names.h"

@@ -1,7 +1,7 @@
 // TSROrder: a purchase, written with the line items it holds.
 #include "tessarin/order.h"
 
-#include "core/log.h"
+#include "base/log.h"
 #include "items/json_fields.h"
 #include "items/log_names.h"
 

@@ -1,7 +1,7 @@
 // TSRTag: a brand, author, keyword or other label an item carries.
 #include <array>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "items/field_sink.h"
 #include "tessarin/items.h"
 

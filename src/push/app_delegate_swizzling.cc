@@ -6,8 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "push/swizzler.h"
-#include "tessarin/tessarin.h"
+#include "base/sdk_facade.h"
+#include "tessarin/sdk_info.h"
+#include "util/method_interception.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -19,7 +20,7 @@ using platform::HostObject;
 
 // Hands one callback's value to the façade; what it returns is the
 // callback's result.
-using Forward = std::function<std::any(Tessarin& facade, std::any previousResult, const HostArgs& args)>;
+using Forward = std::function<std::any(SdkFacade& facade, std::any previousResult, const HostArgs& args)>;
 
 struct Hook {
   const char* selector;
@@ -33,14 +34,14 @@ Json UserInfoArg(const HostArgs& args, std::size_t index) {
 }
 
 // A remote notification seen by a legacy callback: no action identifier.
-std::any ForwardNotification(Tessarin& facade, std::any result, const HostArgs& args) {
+std::any ForwardNotification(SdkFacade& facade, std::any result, const HostArgs& args) {
   facade.handleNotification(UserInfoArg(args, 1), std::nullopt, true, true);
   return result;
 }
 
 // A remote notification's action: the identifier (empty when the platform
 // gave none) and the user info after it.
-std::any ForwardAction(Tessarin& facade, std::any result, const HostArgs& args) {
+std::any ForwardAction(SdkFacade& facade, std::any result, const HostArgs& args) {
   const std::string* identifier = HostArg<std::string>(args, 1);
   facade.handleNotification(UserInfoArg(args, 2), identifier ? *identifier : std::string(), true, true);
   return result;
@@ -48,7 +49,7 @@ std::any ForwardAction(Tessarin& facade, std::any result, const HostArgs& args) 
 
 // An opened URL: the callback answers YES when the app's implementation or
 // the façade handled it.
-std::any ForwardURL(Tessarin& facade, std::any result, const HostArgs& args) {
+std::any ForwardURL(SdkFacade& facade, std::any result, const HostArgs& args) {
   const std::string* url = HostArg<std::string>(args, 1);
   const bool handled = facade.handleURL(url ? std::optional<std::string>(*url) : std::nullopt, true);
   const bool* app_handled = std::any_cast<bool>(&result);
@@ -60,7 +61,7 @@ const std::vector<Hook>& Hooks() {
   static const std::vector<Hook>& hooks = *new std::vector<Hook>{
       {"application:didRegisterForRemoteNotificationsWithDeviceToken:",
        "-[UIApplication(TSRIdleTracking) tsr_swizzleDelegate:]_block_invoke",
-       [](Tessarin& facade, std::any result, const HostArgs& args) {
+       [](SdkFacade& facade, std::any result, const HostArgs& args) {
          if (const std::string* token = HostArg<std::string>(args, 1)) facade.setAPNSToken(*token, true);
          return result;
        }},

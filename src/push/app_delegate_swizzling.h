@@ -20,14 +20,14 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 
 class TSRAppDelegateSwizzling {
  public:
   // Where a callback finds the façade when it runs (the host's newest);
   // null when there is none any more, and the callback then only runs the
   // app's implementation.
-  using FacadeSource = std::function<std::shared_ptr<Tessarin>()>;
+  using FacadeSource = std::function<std::shared_ptr<SdkFacade>()>;
 
   // Installs the replacements in the delegate's class, each guarded on
   // its own. The caller makes sure it runs once per host.

@@ -6,13 +6,14 @@
 #include <string>
 #include <utility>
 
+#include "base/sdk_facade.h"
 #include "platform/host_object.h"
 #include "platform/platform.h"
 #include "platform/user_notifications.h"
-#include "push/swizzler.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "tessarin/sdk_info.h"
+#include "util/environment.h"
 #include "util/host_app.h"
+#include "util/method_interception.h"
 #include "util/safety.h"
 
 // Lets the shared instance confirm that the notification-centre interception
@@ -42,11 +43,11 @@ std::shared_ptr<HostObject> Property(const std::shared_ptr<HostObject>& object, 
 // keeps it, which also marks the host as done.
 class CenterInterception : public std::enable_shared_from_this<CenterInterception> {
  public:
-  std::shared_ptr<Tessarin> facade() const {
+  std::shared_ptr<SdkFacade> facade() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return facade_.lock();
   }
-  void setFacade(std::weak_ptr<Tessarin> facade) {
+  void setFacade(std::weak_ptr<SdkFacade> facade) {
     std::lock_guard<std::mutex> lock(mutex_);
     facade_ = std::move(facade);
   }
@@ -92,7 +93,7 @@ class CenterInterception : public std::enable_shared_from_this<CenterInterceptio
   }
 
   mutable std::mutex mutex_;
-  std::weak_ptr<Tessarin> facade_;
+  std::weak_ptr<SdkFacade> facade_;
   bool delegate_taken_ = false;
 };
 
@@ -107,9 +108,9 @@ std::shared_ptr<CenterInterception> InterceptionOf(const HostClass& center_class
 
 }  // namespace
 
-void tsr_installNotificationCenterHooks(const std::shared_ptr<Tessarin>& facade) {
+void tsr_installNotificationCenterHooks(const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return;
-  std::weak_ptr<Tessarin> weak = facade;
+  std::weak_ptr<SdkFacade> weak = facade;
   // On the main thread, so that façades made on one host install in turn.
   TSRUtilitySafety::runOnMainWithTag(facade->environment().platform(), kLoadTag, [weak] {
     auto facade = weak.lock();

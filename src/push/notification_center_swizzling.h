@@ -17,11 +17,11 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 
 // Installs the interception on the façade's host (once per host, on the
 // main thread) and makes the façade the one it reports to.
-void tsr_installNotificationCenterHooks(const std::shared_ptr<Tessarin>& facade);
+void tsr_installNotificationCenterHooks(const std::shared_ptr<SdkFacade>& facade);
 
 }  // namespace tessarin
 

@@ -2,11 +2,12 @@
 
 #include <utility>
 
-#include "core/log.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/user_notifications.h"
 #include "tessarin/campaign.h"
 #include "tessarin/context.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "util/dictionary_util.h"
 #include "util/json_util.h"
 
@@ -22,7 +23,7 @@ std::optional<std::string> StringValue(const Json& userInfo, const char* key) {
 
 }  // namespace
 
-void TSRNotificationClickTracking::trackClickIfNecessary(Tessarin& facade, const Json& userInfo,
+void TSRNotificationClickTracking::trackClickIfNecessary(SdkFacade& facade, const Json& userInfo,
                                                          const std::optional<std::string>& actionIdentifier,
                                                          bool checkClicked) {
   std::optional<std::string> experience_id = StringValue(userInfo, TSRPushPayload_experienceId);
@@ -49,7 +50,7 @@ void TSRNotificationClickTracking::trackClickIfNecessary(Tessarin& facade, const
   context->trackStats(std::move(stats), test);
 }
 
-bool TSRNotificationClickTracking::notificationWasClickedByUser(const Tessarin& facade, const Json& userInfo,
+bool TSRNotificationClickTracking::notificationWasClickedByUser(const SdkFacade& facade, const Json& userInfo,
                                                                 const std::optional<std::string>& actionIdentifier) {
   if (actionIdentifier) return *actionIdentifier != platform::kUNNotificationDismissActionIdentifier;
   if (facade.hasReachedActiveAfterLaunchOrBackground()) return false;

@@ -19,7 +19,7 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 
 inline constexpr const char* TSRPushPayload_experienceId = "tsr-eid";
 inline constexpr const char* TSRPushPayload_promotedItemKeys = "tsr-piks";
@@ -30,7 +30,7 @@ class TSRNotificationClickTracking {
   // On the main thread: tracks one click-through on the façade's global
   // context for a notification of ours, unless `checkClicked` asks whether
   // the user opened it and they did not (logged).
-  static void trackClickIfNecessary(Tessarin& facade, const Json& userInfo,
+  static void trackClickIfNecessary(SdkFacade& facade, const Json& userInfo,
                                     const std::optional<std::string>& actionIdentifier, bool checkClicked);
 
   // Whether the user opened the notification. Any action but a dismissal
@@ -38,7 +38,7 @@ class TSRNotificationClickTracking {
   // no action: there a notification that arrives once the app has become
   // active since launch or since the background came while the app was in
   // use, and a silent one was never shown.
-  static bool notificationWasClickedByUser(const Tessarin& facade, const Json& userInfo,
+  static bool notificationWasClickedByUser(const SdkFacade& facade, const Json& userInfo,
                                            const std::optional<std::string>& actionIdentifier);
   // A notification with no "alert" in its "aps" shows nothing.
   static bool notificationIsSilent(const Json& userInfo);

@@ -12,13 +12,14 @@
 #include <set>
 #include <utility>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "push/push_token_manager.h"
-#include "push/swizzler.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "tessarin/sdk_info.h"
+#include "util/config.h"
+#include "util/environment.h"
 #include "util/host_app.h"
+#include "util/method_interception.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -52,11 +53,11 @@ class FirebaseHost {
 
   // The façade whose manager started last: tokens the interceptions catch
   // go to it.
-  void setReceiver(std::weak_ptr<Tessarin> facade) {
+  void setReceiver(std::weak_ptr<SdkFacade> facade) {
     std::lock_guard<std::mutex> lock(mutex_);
     receiver_ = std::move(facade);
   }
-  std::shared_ptr<Tessarin> receiver() const {
+  std::shared_ptr<SdkFacade> receiver() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return receiver_.lock();
   }
@@ -76,7 +77,7 @@ class FirebaseHost {
 
  private:
   mutable std::mutex mutex_;
-  std::weak_ptr<Tessarin> receiver_;
+  std::weak_ptr<SdkFacade> receiver_;
   bool delegate_claimed_ = false;
   std::set<const HostClass*> delegate_classes_;
 };
@@ -103,9 +104,9 @@ std::shared_ptr<HostClass> LookUpClass(Platform& platform, const char* name) {
 
 // Runs `read` on the main thread, guarded, and hands a token it finds to
 // the façade as the SDK's own fetch (accepted whatever the swizzling switch).
-void FetchOnMain(const std::shared_ptr<Tessarin>& facade, std::function<std::optional<std::string>()> read) {
+void FetchOnMain(const std::shared_ptr<SdkFacade>& facade, std::function<std::optional<std::string>()> read) {
   if (!facade) return;
-  std::weak_ptr<Tessarin> weak = facade;
+  std::weak_ptr<SdkFacade> weak = facade;
   TSRUtilitySafety::runOnMainWithTag(facade->environment().platform(), kFetchTag, [weak, read = std::move(read)] {
     auto facade = weak.lock();
     if (!facade) return;
@@ -173,7 +174,7 @@ std::optional<std::string> TSRPushTokenManager::fetchFirebaseTokenWithSelector(
 TSRPushTokenManager::FetchBlock TSRPushTokenManager::tryFetchBlockFCMTokenFromMessagingProperty(Platform& platform) {
   auto messaging = firMessagingInstance(platform);
   if (!messaging || !messaging->respondsToSelector("FCMToken")) return nullptr;
-  return [messaging](const std::shared_ptr<Tessarin>& facade) {
+  return [messaging](const std::shared_ptr<SdkFacade>& facade) {
     FetchOnMain(facade, [messaging] { return fetchFirebaseTokenWithSelector("FCMToken", messaging); });
   };
 }
@@ -184,7 +185,7 @@ TSRPushTokenManager::FetchBlock TSRPushTokenManager::tryFetchBlockFCMTokenFromMe
   auto messaging = firMessagingInstance(platform);
   // The variable is read from the instance: without one there is nothing to read.
   if (!messaging) return nullptr;
-  return [messaging](const std::shared_ptr<Tessarin>& facade) {
+  return [messaging](const std::shared_ptr<SdkFacade>& facade) {
     FetchOnMain(facade, [messaging]() -> std::optional<std::string> {
       std::any value = messaging->ivar("_defaultFcmToken");
       auto* token = std::any_cast<std::string>(&value);
@@ -200,9 +201,9 @@ TSRPushTokenManager::FetchBlock TSRPushTokenManager::tryFetchBlockFCMTokenFromIn
     TSR_LOG_DEBUG("FIRInstanceID class does not respond to expected selectors");
     return nullptr;
   }
-  return [instance_id](const std::shared_ptr<Tessarin>& facade) {
+  return [instance_id](const std::shared_ptr<SdkFacade>& facade) {
     if (!facade) return;
-    std::weak_ptr<Tessarin> weak = facade;
+    std::weak_ptr<SdkFacade> weak = facade;
     TSRUtilitySafety::runOnMainWithTag(facade->environment().platform(), kFetchTag, [weak, instance_id] {
       // The handler may be called later, on any thread; the façade hops to
       // the main thread itself.

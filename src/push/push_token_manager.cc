@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <utility>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/notification_center.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "transport/events_util.h"
+#include "util/config.h"
+#include "util/environment.h"
 #include "util/json_util.h"
 #include "util/safety.h"
 #include "util/string_util.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -55,7 +56,7 @@ std::pair<bool, const char*> SettingsVerdict(const platform::NotificationSetting
 
 std::shared_ptr<TSRPushTokenManager> TSRPushTokenManager::initWithConfig(const TSRConfig& config,
                                                                          std::shared_ptr<EventQueue> eventSender,
-                                                                         const std::shared_ptr<Tessarin>& facade) {
+                                                                         const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return nullptr;
   std::shared_ptr<TSRPushTokenManager> manager(new TSRPushTokenManager(config, std::move(eventSender), facade));
   std::weak_ptr<TSRPushTokenManager> weak = manager;
@@ -66,7 +67,7 @@ std::shared_ptr<TSRPushTokenManager> TSRPushTokenManager::initWithConfig(const T
 }
 
 TSRPushTokenManager::TSRPushTokenManager(const TSRConfig& config, std::shared_ptr<EventQueue> eventSender,
-                                         const std::shared_ptr<Tessarin>& facade)
+                                         const std::shared_ptr<SdkFacade>& facade)
     : config_(config),
       event_sender_(std::move(eventSender)),
       facade_(facade),
@@ -84,7 +85,7 @@ void TSRPushTokenManager::registerObservers() {
   auto observe = [&](const char* name, void (TSRPushTokenManager::*handler)()) {
     // Only this manager's façade counts: several may share a host.
     observers_.push_back(platform_->notificationCenter().addObserver(
-        name, facade.get(), platform_->mainQueue(), [weak, handler](const platform::Notification&) {
+        name, facade->notificationSender(), platform_->mainQueue(), [weak, handler](const platform::Notification&) {
           auto self = weak.lock();
           if (!self) return;
           TSRUtilitySafety::runOnMainWithTag(*self->platform_, kObserverTag, [weak, handler] {

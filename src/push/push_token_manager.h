@@ -27,14 +27,14 @@
 #include <string>
 #include <vector>
 
-#include "core/collaborators.h"
+#include "base/collaborators.h"
 #include "platform/host_object.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 class TSRConfig;
 
 // The handler "instanceIDWithHandler:" of FIRInstanceID takes: the result
@@ -44,7 +44,7 @@ using FIRInstanceIDResultHandler = std::function<void(std::any result, std::any 
 class TSRPushTokenManager : public PushTokenReporter, public std::enable_shared_from_this<TSRPushTokenManager> {
  public:
   // Reads the FCM token one way and hands it to the façade.
-  using FetchBlock = std::function<void(const std::shared_ptr<Tessarin>& facade)>;
+  using FetchBlock = std::function<void(const std::shared_ptr<SdkFacade>& facade)>;
   // Completion of the permission check: whether the user can see
   // notifications, and why (or why not).
   using PermissionBlock = std::function<void(bool passed, const std::string& reason)>;
@@ -59,7 +59,7 @@ class TSRPushTokenManager : public PushTokenReporter, public std::enable_shared_
   // configuration-update notifications from the main thread on.
   static std::shared_ptr<TSRPushTokenManager> initWithConfig(const TSRConfig& config,
                                                              std::shared_ptr<EventQueue> eventSender,
-                                                             const std::shared_ptr<Tessarin>& facade);
+                                                             const std::shared_ptr<SdkFacade>& facade);
   ~TSRPushTokenManager() override;
   TSRPushTokenManager(const TSRPushTokenManager&) = delete;
   TSRPushTokenManager& operator=(const TSRPushTokenManager&) = delete;
@@ -115,7 +115,7 @@ class TSRPushTokenManager : public PushTokenReporter, public std::enable_shared_
 
  private:
   TSRPushTokenManager(const TSRConfig& config, std::shared_ptr<EventQueue> eventSender,
-                      const std::shared_ptr<Tessarin>& facade);
+                      const std::shared_ptr<SdkFacade>& facade);
   void registerObservers();
   // Whether `token` is the one stored for the platform already.
   bool IsCurrentToken(const std::string& token, const std::string& platformName) const;
@@ -124,7 +124,7 @@ class TSRPushTokenManager : public PushTokenReporter, public std::enable_shared_
 
   const TSRConfig& config_;
   std::shared_ptr<EventQueue> event_sender_;
-  std::weak_ptr<Tessarin> facade_;
+  std::weak_ptr<SdkFacade> facade_;
   std::shared_ptr<platform::Platform> platform_;
   std::vector<std::uint64_t> observers_;
   bool running_ = false;

@@ -8,8 +8,8 @@
 
 #include <vector>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "util/config.h"
 #include "util/dictionary_util.h"
 
 namespace tessarin {

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "util/config.h"
 #include "util/safety.h"
 
 namespace tessarin {

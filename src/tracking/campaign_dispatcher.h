@@ -19,7 +19,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "core/collaborators.h"
+#include "base/collaborators.h"
 #include "platform/platform.h"
 #include "tessarin/campaign.h"
 #include "tessarin/json.h"

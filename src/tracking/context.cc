@@ -3,13 +3,14 @@
 
 #include <algorithm>
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "tessarin/sdk_info.h"
+#include "util/config.h"
+#include "util/environment.h"
 #include "util/host_app.h"
 #include "util/json_dispose.h"
 #include "util/json_writer.h"
@@ -26,18 +27,18 @@ constexpr int kStateBackground = 2;
 }  // namespace
 
 std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier) {
-  return initWithIdentifier(identifier, Tessarin::sharedInstance());
+  return initWithIdentifier(identifier, sharedSdkFacade());
 }
 
 std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier,
-                                                           const std::shared_ptr<Tessarin>& facade) {
+                                                           const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return nullptr;
   std::shared_ptr<TSRContext> context(new TSRContext(identifier, facade));
   context->InitObservers();
   return context;
 }
 
-TSRContext::TSRContext(std::string identifier, const std::shared_ptr<Tessarin>& facade)
+TSRContext::TSRContext(std::string identifier, const std::shared_ptr<SdkFacade>& facade)
     : identifier_(std::move(identifier)), facade_(facade), platform_(facade->environment().platformPtr()) {}
 
 void TSRContext::InitObservers() {

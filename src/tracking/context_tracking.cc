@@ -5,14 +5,15 @@
 #include <algorithm>
 #include <cctype>
 
-#include "core/collaborators.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
 #include "tessarin/items.h"
 #include "tessarin/order.h"
 #include "tessarin/review.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "tracking/plain_item_view.h"
 #include "util/safety.h"
 

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "tessarin/context.h"
-#include "util/json_util.h"
 #include "tracking/item_field_tables.h"
+#include "util/json_util.h"
 #include "util/json_writer.h"
 
 namespace tessarin {

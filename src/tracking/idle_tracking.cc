@@ -5,13 +5,13 @@
 #include <mutex>
 #include <utility>
 
-#include "core/config.h"
+#include "base/sdk_facade.h"
 #include "platform/notification_center.h"
-#include "push/app_delegate_swizzling.h"
-#include "push/swizzler.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "tessarin/sdk_info.h"
+#include "util/config.h"
+#include "util/environment.h"
 #include "util/host_app.h"
+#include "util/method_interception.h"
 #include "util/safety.h"
 #include "util/timing_util.h"
 
@@ -41,6 +41,9 @@ constexpr double kDefaultTimeOnPageTimeout = 120.0;
 // removed. The interceptions may run on any thread, hence the lock.
 class HostInterception : public std::enable_shared_from_this<HostInterception> {
  public:
+  explicit HostInterception(TSRIdleTracking::DelegateInterceptor interceptDelegate)
+      : intercept_delegate_(std::move(interceptDelegate)) {}
+
   std::shared_ptr<TSRIdleTracking> tracking() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return tracking_.lock();
@@ -62,8 +65,9 @@ class HostInterception : public std::enable_shared_from_this<HostInterception> {
     }
     // The delegate's push and URL callbacks reach the façade from now on;
     // they find it when they run, so they follow the host's newest one.
+    if (!intercept_delegate_) return;
     std::weak_ptr<HostInterception> weak = weak_from_this();
-    TSRAppDelegateSwizzling::swizzleDelegateClass(delegate->cls(), [weak]() -> std::shared_ptr<Tessarin> {
+    intercept_delegate_(delegate->cls(), [weak]() -> std::shared_ptr<SdkFacade> {
       auto self = weak.lock();
       auto tracking = self ? self->tracking() : nullptr;
       return tracking ? tracking->facade() : nullptr;
@@ -75,6 +79,7 @@ class HostInterception : public std::enable_shared_from_this<HostInterception> {
   }
 
  private:
+  const TSRIdleTracking::DelegateInterceptor intercept_delegate_;
   mutable std::mutex mutex_;
   std::weak_ptr<TSRIdleTracking> tracking_;
   std::shared_ptr<HostClass> delegate_class_;
@@ -117,9 +122,10 @@ void InstallInterceptions(const std::shared_ptr<HostClass>& application_class,
 
 }  // namespace
 
-std::shared_ptr<TSRIdleTracking> TSRIdleTracking::trackingForFacade(const std::shared_ptr<Tessarin>& facade) {
+std::shared_ptr<TSRIdleTracking> TSRIdleTracking::trackingForFacade(const std::shared_ptr<SdkFacade>& facade,
+                                                                    DelegateInterceptor interceptDelegate) {
   if (!facade) return nullptr;
-  std::shared_ptr<TSRIdleTracking> tracking(new TSRIdleTracking(facade));
+  std::shared_ptr<TSRIdleTracking> tracking(new TSRIdleTracking(facade, std::move(interceptDelegate)));
   std::weak_ptr<TSRIdleTracking> weak = tracking;
   // On the main thread, so that façades made on one host install in turn.
   TSRUtilitySafety::runOnMainWithTag(*tracking->platform_, kInstallTag, [weak] {
@@ -128,8 +134,10 @@ std::shared_ptr<TSRIdleTracking> TSRIdleTracking::trackingForFacade(const std::s
   return tracking;
 }
 
-TSRIdleTracking::TSRIdleTracking(const std::shared_ptr<Tessarin>& facade)
-    : facade_(facade), platform_(facade->environment().platformPtr()) {}
+TSRIdleTracking::TSRIdleTracking(const std::shared_ptr<SdkFacade>& facade, DelegateInterceptor interceptDelegate)
+    : facade_(facade),
+      intercept_delegate_(std::move(interceptDelegate)),
+      platform_(facade->environment().platformPtr()) {}
 
 TSRIdleTracking::~TSRIdleTracking() { TSRUtilityTiming::invalidateTimer(user_inactive_timer_); }
 
@@ -149,7 +157,7 @@ void TSRIdleTracking::InstallIfNecessary() {
   }
   auto application_class = runtime->lookUpClass("UIApplication");
   if (!application_class) return;
-  auto interception = std::make_shared<HostInterception>();
+  auto interception = std::make_shared<HostInterception>(intercept_delegate_);
   interception->setTracking(weak_from_this());
   application->setAssociatedObject(&kHostInterceptionKey, interception);
   InstallInterceptions(application_class, interception);

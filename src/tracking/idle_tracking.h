@@ -22,6 +22,7 @@
 #ifndef TESSARIN_TRACKING_IDLE_TRACKING_H_
 #define TESSARIN_TRACKING_IDLE_TRACKING_H_
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -30,15 +31,24 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 
 class TSRIdleTracking : public std::enable_shared_from_this<TSRIdleTracking> {
  public:
+  // Where an intercepted delegate callback finds the façade when it runs.
+  using FacadeSource = std::function<std::shared_ptr<SdkFacade>()>;
+  // Takes on the application delegate's class: the "setDelegate:"
+  // interception hands over each new delegate's class, which the push and
+  // URL interceptions (a layer above this one) then install themselves in.
+  using DelegateInterceptor =
+      std::function<void(const std::shared_ptr<platform::HostClass>& delegateClass, FacadeSource facade)>;
+
   // The façade's tracking. Installs the host's interceptions on the main
   // thread, unless the host has no application object, the app switched
   // swizzling off ("TessarinSwizzlingEnabled" false) or a façade on the
   // same host installed them already.
-  static std::shared_ptr<TSRIdleTracking> trackingForFacade(const std::shared_ptr<Tessarin>& facade);
+  static std::shared_ptr<TSRIdleTracking> trackingForFacade(const std::shared_ptr<SdkFacade>& facade,
+                                                            DelegateInterceptor interceptDelegate);
   ~TSRIdleTracking();
   TSRIdleTracking(const TSRIdleTracking&) = delete;
   TSRIdleTracking& operator=(const TSRIdleTracking&) = delete;
@@ -74,13 +84,14 @@ class TSRIdleTracking : public std::enable_shared_from_this<TSRIdleTracking> {
   std::shared_ptr<platform::HostClass> swizzledDelegateClass() const;
 
   // The façade this tracking belongs to; null once it is gone.
-  std::shared_ptr<Tessarin> facade() const { return facade_.lock(); }
+  std::shared_ptr<SdkFacade> facade() const { return facade_.lock(); }
 
  private:
-  explicit TSRIdleTracking(const std::shared_ptr<Tessarin>& facade);
+  TSRIdleTracking(const std::shared_ptr<SdkFacade>& facade, DelegateInterceptor interceptDelegate);
   void InstallIfNecessary();
 
-  std::weak_ptr<Tessarin> facade_;
+  std::weak_ptr<SdkFacade> facade_;
+  DelegateInterceptor intercept_delegate_;
   std::shared_ptr<platform::Platform> platform_;
   std::shared_ptr<platform::Timer> user_inactive_timer_;
 };

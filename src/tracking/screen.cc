@@ -5,16 +5,17 @@
 #include <algorithm>
 #include <atomic>
 
-#include "core/collaborators.h"
-#include "core/config.h"
-#include "core/log.h"
+#include "base/collaborators.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
+#include "jsonpath/json_path.h"
 #include "platform/platform.h"
 #include "platform/view_hierarchy.h"
-#include "tessarin/tessarin.h"
-#include "tracking/json_path.h"
+#include "tessarin/sdk_info.h"
 #include "tracking/screen_host.h"
 #include "tracking/view_controller_tracking.h"
-#include "util/di.h"
+#include "util/config.h"
+#include "util/environment.h"
 #include "util/safety.h"
 #include "util/timing_util.h"
 #include "util/weak_reference.h"
@@ -37,11 +38,11 @@ std::string TSRScreen::NextIdentifier() {
 }
 
 std::shared_ptr<TSRScreen> TSRScreen::initWithParentVC(const std::shared_ptr<platform::ViewController>& parentVC) {
-  return initWithParentVC(parentVC, Tessarin::sharedInstance());
+  return initWithParentVC(parentVC, sharedSdkFacade());
 }
 
 std::shared_ptr<TSRScreen> TSRScreen::initWithParentVC(const std::shared_ptr<platform::ViewController>& parentVC,
-                                                       const std::shared_ptr<Tessarin>& facade) {
+                                                       const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return nullptr;
   std::shared_ptr<TSRScreen> screen(new TSRScreen(NextIdentifier(), facade, parentVC));
   if (parentVC) TSR_LOG_DEBUG("Screen: [%@] Init, parent VC %@", screen->identifier(), parentVC);
@@ -49,7 +50,7 @@ std::shared_ptr<TSRScreen> TSRScreen::initWithParentVC(const std::shared_ptr<pla
   return screen;
 }
 
-TSRScreen::TSRScreen(std::string identifier, const std::shared_ptr<Tessarin>& facade,
+TSRScreen::TSRScreen(std::string identifier, const std::shared_ptr<SdkFacade>& facade,
                      const std::shared_ptr<platform::ViewController>& parentVC)
     : TSRContext(std::move(identifier), facade),
       weak_parent_vc_ref_(parentVC),
@@ -245,14 +246,14 @@ std::optional<std::string> TSRScreen::viewActionForVCD(const TSRViewControllerDe
 // --- The host's visible screens ---
 
 std::size_t TSRScreen::visibleWeakRefCount() {
-  return visibleWeakRefCount(Tessarin::sharedInstance()->environment().platform());
+  return visibleWeakRefCount(sharedSdkFacade()->environment().platform());
 }
 
 std::size_t TSRScreen::visibleWeakRefCount(platform::Platform& platform) {
   return TSRScreenHost::forPlatform(platform)->visibleScreens().size();
 }
 
-void TSRScreen::cleanupVisibleScreens() { cleanupVisibleScreens(Tessarin::sharedInstance()->environment().platform()); }
+void TSRScreen::cleanupVisibleScreens() { cleanupVisibleScreens(sharedSdkFacade()->environment().platform()); }
 
 void TSRScreen::cleanupVisibleScreens(platform::Platform& platform) {
   auto host = TSRScreenHost::forPlatform(platform);
@@ -285,7 +286,7 @@ void TSRScreen::cleanupVisibleScreens(platform::Platform& platform) {
 }
 
 std::shared_ptr<platform::ViewController> TSRScreen::lastVisibleVC() {
-  return lastVisibleVC(Tessarin::sharedInstance()->environment().platform());
+  return lastVisibleVC(sharedSdkFacade()->environment().platform());
 }
 
 std::shared_ptr<platform::ViewController> TSRScreen::lastVisibleVC(platform::Platform& platform) {

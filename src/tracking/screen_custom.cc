@@ -1,20 +1,21 @@
 // TSRScreenCustom: a screen the app shows and hides itself, with a fixed
 // view action.
-#include "core/log.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/platform.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "util/safety.h"
 #include "util/string_util.h"
 
 namespace tessarin {
 
 std::shared_ptr<TSRScreenCustom> TSRScreenCustom::initWithViewAction(const std::optional<std::string>& viewAction) {
-  return initWithViewAction(viewAction, Tessarin::sharedInstance());
+  return initWithViewAction(viewAction, sharedSdkFacade());
 }
 
 std::shared_ptr<TSRScreenCustom> TSRScreenCustom::initWithViewAction(const std::optional<std::string>& viewAction,
-                                                                     const std::shared_ptr<Tessarin>& facade) {
+                                                                     const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return nullptr;
   std::optional<std::string> action = TSRUtilityString::trimString(viewAction);
   if (action && action->empty()) action.reset();
@@ -25,11 +26,11 @@ std::shared_ptr<TSRScreenCustom> TSRScreenCustom::initWithViewAction(const std::
 }
 
 std::shared_ptr<TSRScreenCustom> TSRScreenCustom::initWithParentVC(const std::shared_ptr<platform::ViewController>&,
-                                                                   const std::shared_ptr<Tessarin>& facade) {
+                                                                   const std::shared_ptr<SdkFacade>& facade) {
   return initWithViewAction(std::nullopt, facade);
 }
 
-TSRScreenCustom::TSRScreenCustom(std::string identifier, const std::shared_ptr<Tessarin>& facade,
+TSRScreenCustom::TSRScreenCustom(std::string identifier, const std::shared_ptr<SdkFacade>& facade,
                                  std::optional<std::string> viewAction)
     : TSRScreen(std::move(identifier), facade, nullptr), view_action_(std::move(viewAction)) {}
 

@@ -3,6 +3,7 @@
 #include <any>
 #include <map>
 
+#include "base/sdk_facade.h"
 #include "platform/host_object.h"
 #include "platform/platform.h"
 
@@ -53,12 +54,12 @@ std::shared_ptr<TSRScreenHost> TSRScreenHost::forViewController(const platform::
   return nullptr;
 }
 
-std::shared_ptr<Tessarin> TSRScreenHost::facade() const {
+std::shared_ptr<SdkFacade> TSRScreenHost::facade() const {
   std::lock_guard<std::mutex> lock(facade_mutex_);
   return facade_.lock();
 }
 
-void TSRScreenHost::setFacade(const std::shared_ptr<Tessarin>& facade) {
+void TSRScreenHost::setFacade(const std::shared_ptr<SdkFacade>& facade) {
   std::lock_guard<std::mutex> lock(facade_mutex_);
   facade_ = facade;
 }

@@ -25,7 +25,7 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 class TSRScreen;
 namespace platform {
 class HostObject;
@@ -46,8 +46,8 @@ class TSRScreenHost : public std::enable_shared_from_this<TSRScreenHost> {
 
   // The façade that tracks this host's view controllers: the last one
   // created on it, held weakly.
-  std::shared_ptr<Tessarin> facade() const;
-  void setFacade(const std::shared_ptr<Tessarin>& facade);
+  std::shared_ptr<SdkFacade> facade() const;
+  void setFacade(const std::shared_ptr<SdkFacade>& facade);
   std::shared_ptr<platform::Platform> platform() const { return platform_.lock(); }
 
   // True the first time only: the caller then installs the appearance
@@ -63,7 +63,7 @@ class TSRScreenHost : public std::enable_shared_from_this<TSRScreenHost> {
  private:
   const std::weak_ptr<platform::Platform> platform_;
   mutable std::mutex facade_mutex_;
-  std::weak_ptr<Tessarin> facade_;
+  std::weak_ptr<SdkFacade> facade_;
   std::once_flag installed_;
   std::vector<ScreenRef> visible_screens_;
   std::set<std::string> ignorable_class_names_;

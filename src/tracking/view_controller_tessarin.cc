@@ -2,14 +2,15 @@
 // choosing and its screen.
 #include <any>
 
-#include "core/category_markers.h"
-#include "core/log.h"
+#include "base/category_markers.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/platform.h"
 #include "platform/view_hierarchy.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "tracking/screen_host.h"
-#include "util/di.h"
+#include "util/environment.h"
 
 // Lets the shared instance confirm that screens of view controllers are part of the build.
 extern "C" const char TSRCategoryMarker_UIViewController_Tessarin = 1;

@@ -6,16 +6,17 @@
 #include <string>
 #include <unordered_set>
 
-#include "core/category_markers.h"
-#include "core/log.h"
+#include "base/category_markers.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "platform/host_object.h"
 #include "platform/platform.h"
 #include "platform/view_hierarchy.h"
-#include "push/swizzler.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
 #include "tracking/screen_host.h"
-#include "util/di.h"
+#include "util/environment.h"
+#include "util/method_interception.h"
 #include "util/safety.h"
 
 // Lets the shared instance confirm that view-controller tracking is part of the build.
@@ -45,7 +46,7 @@ std::optional<std::string> TextValue(const std::any& value) {
 }
 
 // Whether tracking may act: a façade tracks the host and is not disabled.
-std::shared_ptr<Tessarin> EnabledFacade(const std::shared_ptr<TSRScreenHost>& host) {
+std::shared_ptr<SdkFacade> EnabledFacade(const std::shared_ptr<TSRScreenHost>& host) {
   auto facade = host ? host->facade() : nullptr;
   if (!facade || facade->disabled()) return nullptr;
   return facade;
@@ -92,7 +93,7 @@ void DescribeOne(ViewController& vc, int depth, TSRViewControllerDescription& de
 
 }  // namespace
 
-void tsr_installViewControllerTracking(const std::shared_ptr<Tessarin>& facade) {
+void tsr_installViewControllerTracking(const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return;
   platform::Platform& platform = facade->environment().platform();
   auto host = TSRScreenHost::forPlatform(platform);

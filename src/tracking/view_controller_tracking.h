@@ -18,7 +18,7 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 namespace platform {
 class Platform;
 class ViewController;
@@ -26,7 +26,7 @@ class ViewController;
 
 // Installs the interception on the façade's host (once per host) and makes
 // the façade the one that tracks that host's view controllers.
-void tsr_installViewControllerTracking(const std::shared_ptr<Tessarin>& facade);
+void tsr_installViewControllerTracking(const std::shared_ptr<SdkFacade>& facade);
 
 // The description built when the view controller last appeared; null
 // before that.

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <utility>
 
-#include "core/log.h"
-#include "util/di.h"
+#include "base/log.h"
+#include "util/environment.h"
 #include "util/json_util.h"
 #include "util/persistence.h"
 #include "util/timing_util.h"
@@ -133,7 +133,7 @@ JournalText ParseJournal(std::string_view text) {
 
 }  // namespace
 
-EventJournal::EventJournal(std::shared_ptr<TSRUtilityDI> environment, const std::string& writerLabel)
+EventJournal::EventJournal(std::shared_ptr<Environment> environment, const std::string& writerLabel)
     : environment_(std::move(environment)), writer_queue_(environment_->platform().createSerialQueue(writerLabel)) {}
 
 EventJournal::~EventJournal() {

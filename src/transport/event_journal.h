@@ -47,7 +47,7 @@
 
 namespace tessarin {
 
-class TSRUtilityDI;
+class Environment;
 
 // The file the queue saves itself to, in the SDK's private directory.
 inline constexpr const char* kTSRQueuedEventsFileName = "Tessarin-events";
@@ -66,7 +66,7 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   static constexpr double kRetryDelay = 10.0;
 
   // `writerLabel` names the journal's own queue.
-  EventJournal(std::shared_ptr<TSRUtilityDI> environment, const std::string& writerLabel);
+  EventJournal(std::shared_ptr<Environment> environment, const std::string& writerLabel);
   ~EventJournal();
 
   // Everything below runs on the event queue's queue.
@@ -123,7 +123,7 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   void CloseAndRetryLater();
   double Now() const;
 
-  const std::shared_ptr<TSRUtilityDI> environment_;
+  const std::shared_ptr<Environment> environment_;
   const std::shared_ptr<platform::DispatchQueue> writer_queue_;
   std::atomic<bool> wants_fold_{false};
 

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
+#include "base/error.h"
 #include "platform/http_transport.h"
 #include "tessarin/json.h"
-#include "transport/error.h"
 
 namespace tessarin {
 

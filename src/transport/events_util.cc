@@ -1,24 +1,25 @@
 #include "transport/events_util.h"
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "base/sdk_facade.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
+#include "tessarin/sdk_info.h"
+#include "util/config.h"
 #include "util/date_time_util.h"
 #include "util/device_util.h"
-#include "util/di.h"
+#include "util/environment.h"
 #include "util/host_app.h"
 
 namespace tessarin {
 
-std::optional<Json> TSRUtilityEvents::buildBaseParams(Tessarin& facade) {
+std::optional<Json> TSRUtilityEvents::buildBaseParams(SdkFacade& facade) {
   if (!facade.started()) {
     TSR_LOG_DEBUG(
         "Events: Ignoring event, SDK not started. Call -startWithClientConfiguration: after obtaining user "
         "consent.");
     return std::nullopt;
   }
-  TSRUtilityDI& environment = facade.environment();
+  Environment& environment = facade.environment();
   Json event = Json::object();
   auto& fields = event.get_ref<Json::object_t&>();
   // Room for the base keys and the few an action adds, so the record is

@@ -8,14 +8,14 @@
 
 namespace tessarin {
 
-class Tessarin;
+class SdkFacade;
 
 class TSRUtilityEvents {
  public:
   // The base fields (time, device, operating system, application, SDK
   // version, identities, anonymous ids), or nothing before the façade is
   // started or when the device has no identifier for vendor.
-  static std::optional<Json> buildBaseParams(Tessarin& facade);
+  static std::optional<Json> buildBaseParams(SdkFacade& facade);
 };
 
 }  // namespace tessarin

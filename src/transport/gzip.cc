@@ -4,8 +4,8 @@
 #include <climits>
 #include <string_view>
 
-#include "core/log.h"
-#include "tessarin/tessarin.h"
+#include "base/log.h"
+#include "tessarin/sdk_info.h"
 #include "util/safety.h"
 
 // Lets the shared instance confirm that the codec is part of the build.

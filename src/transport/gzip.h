@@ -17,7 +17,7 @@
 #include <string>
 #include <string_view>
 
-#include "transport/error.h"
+#include "base/error.h"
 
 namespace tessarin {
 

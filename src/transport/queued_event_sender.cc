@@ -6,11 +6,11 @@
 #include <limits>
 #include <utility>
 
-#include "core/config.h"
-#include "core/log.h"
-#include "tessarin/tessarin.h"
+#include "base/log.h"
+#include "tessarin/sdk_info.h"
+#include "util/config.h"
 #include "util/date_time_util.h"
-#include "util/di.h"
+#include "util/environment.h"
 #include "util/networking.h"
 #include "util/persistence.h"
 #include "util/safety.h"
@@ -61,7 +61,7 @@ std::optional<double> ConfigNumber(const TSRConfig& config, const char* key) {
 }  // namespace
 
 std::shared_ptr<TSRQueuedEventSender> TSRQueuedEventSender::initWithEventSender(
-    std::shared_ptr<TSRUtilityDI> environment, std::shared_ptr<TSREventSender> sender, const TSRConfig& config,
+    std::shared_ptr<Environment> environment, std::shared_ptr<TSREventSender> sender, const TSRConfig& config,
     EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock) {
   if (!environment) return nullptr;
   auto queue = std::make_shared<TSRQueuedEventSender>(Passkey{}, std::move(environment), std::move(sender),
@@ -78,7 +78,7 @@ std::shared_ptr<TSRQueuedEventSender> TSRQueuedEventSender::initWithEventSender(
   return queue;
 }
 
-TSRQueuedEventSender::TSRQueuedEventSender(Passkey, std::shared_ptr<TSRUtilityDI> environment,
+TSRQueuedEventSender::TSRQueuedEventSender(Passkey, std::shared_ptr<Environment> environment,
                                            std::shared_ptr<TSREventSender> sender,
                                            EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock)
     : environment_(std::move(environment)),

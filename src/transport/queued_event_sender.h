@@ -32,17 +32,17 @@
 #include <string>
 #include <vector>
 
-#include "core/collaborators.h"
-#include "core/event_counters.h"
+#include "base/collaborators.h"
+#include "base/error.h"
+#include "base/event_counters.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
 #include "transport/event_journal.h"
 #include "transport/event_sender.h"
-#include "transport/error.h"
 
 namespace tessarin {
 
-class TSRUtilityDI;
+class Environment;
 
 class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_this<TSRQueuedEventSender> {
   struct Passkey {};
@@ -56,13 +56,13 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // The queue, empty until its first task has loaded the persisted events;
   // nothing without an environment. Without a sender nothing is ever sent.
-  static std::shared_ptr<TSRQueuedEventSender> initWithEventSender(std::shared_ptr<TSRUtilityDI> environment,
+  static std::shared_ptr<TSRQueuedEventSender> initWithEventSender(std::shared_ptr<Environment> environment,
                                                                    std::shared_ptr<TSREventSender> sender,
                                                                    const TSRConfig& config,
                                                                    EventQueueSuccessBlock successBlock,
                                                                    EventQueueFailureBlock failureBlock);
 
-  TSRQueuedEventSender(Passkey, std::shared_ptr<TSRUtilityDI> environment, std::shared_ptr<TSREventSender> sender,
+  TSRQueuedEventSender(Passkey, std::shared_ptr<Environment> environment, std::shared_ptr<TSREventSender> sender,
                        EventQueueSuccessBlock successBlock, EventQueueFailureBlock failureBlock);
   ~TSRQueuedEventSender() override;
 
@@ -152,7 +152,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
                                  const std::optional<platform::HttpResponse>& response, const TSRError& error);
 
   // Fixed at creation; read from any thread.
-  const std::shared_ptr<TSRUtilityDI> environment_;
+  const std::shared_ptr<Environment> environment_;
   const std::shared_ptr<TSREventSender> event_sender_delegate_;
   const EventQueueSuccessBlock success_block_;
   const EventQueueFailureBlock failure_block_;

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "core/log.h"
-#include "tessarin/tessarin.h"
+#include "base/log.h"
+#include "tessarin/sdk_info.h"
 #include "util/safety.h"
 
 namespace tessarin {

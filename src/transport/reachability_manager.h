@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "core/collaborators.h"
+#include "base/collaborators.h"
 #include "platform/network_reachability.h"
 #include "platform/platform.h"
 

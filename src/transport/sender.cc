@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
 #include "transport/gzip.h"
+#include "util/config.h"
 #include "util/date_time_util.h"
-#include "util/di.h"
+#include "util/environment.h"
 #include "util/json_util.h"
 #include "util/networking.h"
 #include "util/networking_url.h"
@@ -41,7 +41,7 @@ TSRError UnableToParseResponse() {
 
 }  // namespace
 
-std::shared_ptr<TSRSender> TSRSender::initWithConfig(std::shared_ptr<TSRUtilityDI> di, const TSRConfig& config) {
+std::shared_ptr<TSRSender> TSRSender::initWithConfig(std::shared_ptr<Environment> di, const TSRConfig& config) {
   if (!di || di->platform().httpTransport() == nullptr) {
     TSR_LOG_ERROR("Could not create session");
     return nullptr;
@@ -51,7 +51,7 @@ std::shared_ptr<TSRSender> TSRSender::initWithConfig(std::shared_ptr<TSRUtilityD
   return sender;
 }
 
-TSRSender::TSRSender(Passkey, std::shared_ptr<TSRUtilityDI> di) : di_(std::move(di)) {
+TSRSender::TSRSender(Passkey, std::shared_ptr<Environment> di) : di_(std::move(di)) {
   std::random_device device;
   std::seed_seq seed{device(), device(), device(), device(), device(), device(), device(), device()};
   random_.seed(seed);

@@ -18,17 +18,17 @@
 #include <random>
 #include <string>
 
-#include "core/collaborators.h"
+#include "base/collaborators.h"
+#include "base/error.h"
 #include "platform/http_transport.h"
 #include "tessarin/json.h"
-#include "tessarin/tessarin.h"
-#include "transport/error.h"
+#include "tessarin/sdk_info.h"
 #include "transport/event_sender.h"
 
 namespace tessarin {
 
 class TSRConfig;
-class TSRUtilityDI;
+class Environment;
 
 // The domain of the errors the SDK makes itself (code 0): the SDK identifier.
 inline constexpr const char* TSRErrorDomain = kTessarinSDKIdentifier;
@@ -46,9 +46,9 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
 
   // Nothing (after Error "Could not create session") when the platform
   // has no HTTP transport.
-  static std::shared_ptr<TSRSender> initWithConfig(std::shared_ptr<TSRUtilityDI> di, const TSRConfig& config);
+  static std::shared_ptr<TSRSender> initWithConfig(std::shared_ptr<Environment> di, const TSRConfig& config);
 
-  TSRSender(Passkey, std::shared_ptr<TSRUtilityDI> di);
+  TSRSender(Passkey, std::shared_ptr<Environment> di);
 
   // Recomputes the three endpoints.
   void updateWithConfig(const TSRConfig& config) override;
@@ -117,7 +117,7 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
   void deliverJsonObject(JsonSuccessBlock success, FailureBlock failure, const char* tag, const std::string& uuid,
                          const platform::HttpResponse& response, const std::string& body, bool emptyIsNull);
 
-  std::shared_ptr<TSRUtilityDI> di_;
+  std::shared_ptr<Environment> di_;
   mutable std::mutex mutex_;  // the endpoints and the UUID generator
   std::optional<std::string> url_config_;
   std::optional<std::string> url_events_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "util/di.h"
+#include "util/environment.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -61,13 +61,13 @@ std::strong_ordering CompareNumerically(std::string_view a, std::string_view b) 
 
 }  // namespace
 
-std::optional<std::string> TSRUtilityDevice::identifierForVendor(TSRUtilityDI& di) {
+std::optional<std::string> TSRUtilityDevice::identifierForVendor(Environment& di) {
   auto identifier = di.currentDevice().identifierForVendor();
   if (!identifier) return std::nullopt;
   return LowerCase(std::move(*identifier));
 }
 
-std::optional<std::string> TSRUtilityDevice::advertisingIdentifier(TSRUtilityDI& di) {
+std::optional<std::string> TSRUtilityDevice::advertisingIdentifier(Environment& di) {
   std::optional<std::string> identifier;
   TSRUtilitySafety::runWithTag("+[TSRUtilityDevice advertisingIdentifier]", [&] {
     if (auto answer = di.currentDevice().advertisingIdentifier()) identifier = LowerCase(*answer);
@@ -75,7 +75,7 @@ std::optional<std::string> TSRUtilityDevice::advertisingIdentifier(TSRUtilityDI&
   return identifier;
 }
 
-bool TSRUtilityDevice::advertisingTrackingEnabled(TSRUtilityDI& di) {
+bool TSRUtilityDevice::advertisingTrackingEnabled(Environment& di) {
   bool enabled = false;
   TSRUtilitySafety::runWithTag("+[TSRUtilityDevice advertisingTrackingEnabled]", [&] {
     enabled = di.currentDevice().advertisingTrackingEnabled().value_or(false);
@@ -83,7 +83,7 @@ bool TSRUtilityDevice::advertisingTrackingEnabled(TSRUtilityDI& di) {
   return enabled;
 }
 
-std::string TSRUtilityDevice::machine(TSRUtilityDI& di) {
+std::string TSRUtilityDevice::machine(Environment& di) {
   platform::Device& device = di.currentDevice();
   std::string machine = device.hardwareMachine();
   if ((machine == "x86_64" || machine == "i386") && di.mainBundle().runningInSimulator()) {
@@ -96,9 +96,9 @@ std::string TSRUtilityDevice::machine(TSRUtilityDI& di) {
   return machine;
 }
 
-std::string TSRUtilityDevice::model(TSRUtilityDI& di) { return di.currentDevice().model(); }
+std::string TSRUtilityDevice::model(Environment& di) { return di.currentDevice().model(); }
 
-std::string TSRUtilityDevice::osVersion(TSRUtilityDI& di) { return di.currentDevice().systemVersion(); }
+std::string TSRUtilityDevice::osVersion(Environment& di) { return di.currentDevice().systemVersion(); }
 
 std::strong_ordering TSRUtilityDevice::compareOsVersion(std::string_view version, std::string_view to) {
   return CompareNumerically(PaddedVersion(version), PaddedVersion(to));

@@ -10,20 +10,20 @@
 
 namespace tessarin {
 
-class TSRUtilityDI;
+class Environment;
 
 class TSRUtilityDevice {
  public:
   // Lower-case UUID texts, or nothing.
-  static std::optional<std::string> identifierForVendor(TSRUtilityDI& di);
-  static std::optional<std::string> advertisingIdentifier(TSRUtilityDI& di);
+  static std::optional<std::string> identifierForVendor(Environment& di);
+  static std::optional<std::string> advertisingIdentifier(Environment& di);
   // False when there is no advertising framework or no answer.
-  static bool advertisingTrackingEnabled(TSRUtilityDI& di);
+  static bool advertisingTrackingEnabled(Environment& di);
   // The hardware machine name; a simulator reports its host's processor,
   // so it is named after the simulated idiom instead.
-  static std::string machine(TSRUtilityDI& di);
-  static std::string model(TSRUtilityDI& di);
-  static std::string osVersion(TSRUtilityDI& di);
+  static std::string machine(Environment& di);
+  static std::string model(Environment& di);
+  static std::string osVersion(Environment& di);
 
   // Orders two dotted version strings: each is padded with ".0" to at least
   // three parts, then runs of digits compare by value and everything else

@@ -1,6 +1,6 @@
 #include "util/dictionary_util.h"
 
-#include "core/log.h"
+#include "base/log.h"
 #include "util/string_util.h"
 
 namespace tessarin {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "util/plist_parser.h"
 
 namespace tessarin {

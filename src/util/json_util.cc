@@ -4,7 +4,7 @@
 
 #include <unicode/unistr.h>
 
-#include "core/log.h"
+#include "base/log.h"
 
 namespace tessarin {
 namespace {

@@ -12,8 +12,8 @@
 #include <mutex>
 #include <vector>
 
-#include "core/config.h"
-#include "core/log.h"
+#include "base/log.h"
+#include "util/config.h"
 #include "util/networking_url.h"
 
 namespace tessarin {

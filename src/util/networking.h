@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
-#include "transport/error.h"
 
 namespace tessarin {
 

@@ -3,7 +3,7 @@
 #include <string_view>
 #include <utility>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "util/json_util.h"
 #include "util/safety.h"
 

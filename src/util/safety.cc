@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "platform/call_stack.h"
 
 namespace tessarin {

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include "core/log.h"
+#include "base/log.h"
 #include "util/unicode_trim.h"
 
 namespace tessarin {

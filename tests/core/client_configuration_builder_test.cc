@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/config.h"
 #include "support/log_capture.h"
+#include "util/config.h"
 
 namespace tessarin {
 

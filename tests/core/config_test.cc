@@ -1,4 +1,4 @@
-#include "core/config.h"
+#include "util/config.h"
 
 #include <gtest/gtest.h>
 
@@ -9,13 +9,13 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/linux/linux_platform.h"
 #include "platform/posix_file_system.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -245,7 +245,7 @@ TEST(ConfigWrites, AnAffinityIdRepeatedByEveryEventResponseIsWrittenOnce) {
   auto files = std::make_shared<RecordingFileSystem>(sim->posixFileSystem(), *sim);
   sim->setFileSystem(files);
   auto env = std::make_shared<testing::FakeEnvironment>(sim);
-  auto facade = Tessarin::createWithEnvironment(env);
+  auto facade = TessarinImpl::createWithEnvironment(env);
   sim->launchApp();
   facade->startWithConfiguration(
       Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}, {"useDesignMode", false}});

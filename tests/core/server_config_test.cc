@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "core/config.h"
+#include "base/error.h"
+#include "core/tessarin_impl.h"
 #include "platform/http_transport.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
-#include "tessarin/tessarin.h"
-#include "transport/error.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {
@@ -32,7 +32,7 @@ class ServerConfigTest : public ::testing::Test {
   void SetUp() override { Make(); }
   void Make() {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->launchApp();
   }
   void Start() {
@@ -54,7 +54,7 @@ class ServerConfigTest : public ::testing::Test {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
   LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 TEST_F(ServerConfigTest, FirstStartAsksOnceAndHoldsEventsUntilTheAnswer) {

@@ -1,11 +1,11 @@
-#include "tessarin/tessarin.h"
+#include "core/tessarin_impl.h"
 
 #include <gtest/gtest.h>
 
-#include "core/config.h"
 #include "platform/notification_center.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
+#include "util/config.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -27,7 +27,7 @@ class FacadeTest : public ::testing::Test {
   void Make() {
     facade.reset();
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->runUntilIdle();
   }
   void StartActive(const Json& client = Client()) {
@@ -40,7 +40,7 @@ class FacadeTest : public ::testing::Test {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
   LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   std::vector<std::string> posted;
 };
 
@@ -228,7 +228,7 @@ TEST_F(FacadeTest, EventsAreHeldUntilTheServerConfigurationIsPresent) {
 TEST_F(FacadeTest, ConfigUpdateNotifiesBeforeSystemsStart) {
   std::vector<std::string> order;
   for (const char* name : {TessarinNotificationConfigUpdate, TessarinNotificationStartAsNecessary}) {
-    sim->notificationCenter().addObserver(name, facade.get(), nullptr,
+    sim->notificationCenter().addObserver(name, static_cast<Tessarin*>(facade.get()), nullptr,
                                           [&](const platform::Notification& n) { order.push_back(n.name); });
   }
   StartActive();
@@ -367,7 +367,7 @@ class ThrowingEnvironment : public FakeEnvironment {
 
 TEST_F(FacadeTest, ExceptionsInsideTheSdkAreReportedNotRaised) {
   auto throwing = std::make_shared<ThrowingEnvironment>(sim);
-  facade = Tessarin::createWithEnvironment(throwing);
+  facade = TessarinImpl::createWithEnvironment(throwing);
   facade->config().replaceConfiguration(Json{{"k", 1}}, TSRConfig::kLayerServer);
   sim->launchApp();
   EXPECT_NO_THROW(facade->startWithConfiguration(Client()));

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {
@@ -22,7 +22,7 @@ class TestCampaignsTest : public ::testing::Test {
   void Make(bool swizzling) {
     sim->app().info["TessarinSwizzlingEnabled"] = swizzling;
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->launchApp();
     facade->startWithConfiguration(Json{{"account", "acme"},
                                         {"dataset", "shop"},
@@ -44,7 +44,7 @@ class TestCampaignsTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   LogCapture log{TSRLogLevelDebug};
 };
 
@@ -99,13 +99,13 @@ TEST_F(TestCampaignsTest, MalformedSelectionsAreRefusedAndKeepTheCurrentOne) {
 }
 
 TEST_F(TestCampaignsTest, ExperienceIdsAreFiveLettersOrDigitsOfAnyScript) {
-  EXPECT_EQ(Tessarin::validateTestExperienceId(" Ab3Z9\n"), "Ab3Z9");
-  EXPECT_EQ(Tessarin::validateTestExperienceId("ÄbçdÉ"), "ÄbçdÉ");
-  EXPECT_FALSE(Tessarin::validateTestExperienceId("ab cd"));
-  EXPECT_FALSE(Tessarin::validateTestExperienceId("ab_cd"));
+  EXPECT_EQ(TessarinImpl::validateTestExperienceId(" Ab3Z9\n"), "Ab3Z9");
+  EXPECT_EQ(TessarinImpl::validateTestExperienceId("ÄbçdÉ"), "ÄbçdÉ");
+  EXPECT_FALSE(TessarinImpl::validateTestExperienceId("ab cd"));
+  EXPECT_FALSE(TessarinImpl::validateTestExperienceId("ab_cd"));
   // Five code points but six UTF-16 units.
-  EXPECT_FALSE(Tessarin::validateTestExperienceId("abcd\U0001D400"));
-  EXPECT_FALSE(Tessarin::validateTestExperienceId(std::nullopt));
+  EXPECT_FALSE(TessarinImpl::validateTestExperienceId("abcd\U0001D400"));
+  EXPECT_FALSE(TessarinImpl::validateTestExperienceId(std::nullopt));
   EXPECT_EQ(log.count("Testing: Invalid experience id: (null)", TSRLogLevelWarn), 1);
 }
 

@@ -3,14 +3,14 @@
 // service: real HTTP(S) on loopback, virtual time for the rest.
 #include <gtest/gtest.h>
 
-#include "core/config.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "support/log_capture.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -35,7 +35,7 @@ class CampaignRoundTrip : public ::testing::TestWithParam<bool> {
       sim->setTransportOptions(transport);
     }
     auto environment = std::make_shared<TSRUtilityDI>(sim);
-    facade = Tessarin::createWithEnvironment(environment);
+    facade = TessarinImpl::createWithEnvironment(environment);
     sim->launchApp();
     facade->startWithConfiguration(Json{{"account", "acme"},
                                         {"dataset", "shop"},
@@ -67,7 +67,7 @@ class CampaignRoundTrip : public ::testing::TestWithParam<bool> {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::unique_ptr<LocalService> service;
   LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 TEST_P(CampaignRoundTrip, DataCampaignReachesTheHandlerAndItsImpressionTheService) {

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "support/log_capture.h"
-#include "tessarin/tessarin.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {
@@ -26,7 +26,7 @@ TEST(PushTokenRoundTrip, TheTokenUpdateEventReachesTheServiceWithItsTokensAsText
   auto sim = std::make_shared<SimPlatform>();
   sim->app().notification_settings = platform::sim::SimApplication::AllowedNotificationSettings();
   sim->app().registered_for_remote_notifications = true;
-  auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  auto facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   sim->launchApp();
   facade->startWithConfiguration(Json{{"account", "acme"},
                                       {"dataset", "shop"},

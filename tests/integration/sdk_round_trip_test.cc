@@ -5,13 +5,13 @@
 #include <chrono>
 #include <optional>
 
-#include "core/config.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "support/log_capture.h"
-#include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {
@@ -44,7 +44,7 @@ class SdkRoundTrip : public ::testing::TestWithParam<bool> {
   }
 
   void MakeFacade() {
-    facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+    facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   }
   Json Client(const std::string& dataset = "shop") const {
     return Json{{"account", "acme"},    {"dataset", dataset},
@@ -59,7 +59,7 @@ class SdkRoundTrip : public ::testing::TestWithParam<bool> {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::unique_ptr<LocalService> service;
   LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 TEST_P(SdkRoundTrip, ConfigurationThenEventsThenResponses) {
@@ -181,7 +181,7 @@ TEST(SdkBackOff, RefusedConnectionKeepsTheBatchAndBacksOffOnVirtualTime) {
     TSRConfig config(std::make_shared<TSRUtilityDI>(sim));
     config.replaceConfiguration(Json{{"eventThrottleLimit", 500}}, TSRConfig::kLayerServer);
   }
-  auto facade = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  auto facade = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   sim->launchApp();
   facade->startWithConfiguration(Json{{"account", "acme"}, {"dataset", "shop"}, {"domain", "127.0.0.1"},
                                       {"protocol", "http"}, {"port", port}, {"useCDN", false}});

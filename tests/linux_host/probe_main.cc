@@ -18,6 +18,7 @@
 #include <string>
 #include <thread>
 
+#include "core/tessarin_impl.h"
 #include "tessarin/host.h"
 #include "tessarin/tessarin.h"
 
@@ -25,6 +26,7 @@ namespace {
 
 using tessarin::Json;
 using tessarin::Tessarin;
+using tessarin::TessarinImpl;
 using tessarin::TessarinHost;
 using Clock = std::chrono::steady_clock;
 
@@ -83,18 +85,20 @@ void Track(const std::shared_ptr<Tessarin>& sdk, const std::string& action) {
 int Lifecycle(int port) {
   auto sdk = Launch(port);
   auto global = sdk->globalContext();
-  Print({{"reachedActive", sdk->hasReachedActiveAfterLaunchOrBackground()},
-         {"processedLaunch", sdk->processedLaunch()},
+  // What the SDK made of the reports is its own state, read from inside.
+  auto internals = TessarinImpl::shared();
+  Print({{"reachedActive", internals->hasReachedActiveAfterLaunchOrBackground()},
+         {"processedLaunch", internals->processedLaunch()},
          {"globalActive", global && global->isActive()}});
   TessarinHost::applicationWillResignActive();
   TessarinHost::applicationDidEnterBackground();
   TessarinHost::syncWithMain();
-  Print({{"backgroundReachedActive", sdk->hasReachedActiveAfterLaunchOrBackground()},
+  Print({{"backgroundReachedActive", internals->hasReachedActiveAfterLaunchOrBackground()},
          {"backgroundGlobalActive", global && global->isActive()}});
   TessarinHost::applicationWillEnterForeground();
   TessarinHost::applicationDidBecomeActive();
   TessarinHost::syncWithMain();
-  Print({{"foregroundReachedActive", sdk->hasReachedActiveAfterLaunchOrBackground()},
+  Print({{"foregroundReachedActive", internals->hasReachedActiveAfterLaunchOrBackground()},
          {"foregroundGlobalActive", global && global->isActive()}});
   return 0;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/tessarin_impl.h"
 #include "push/push_token_manager.h"
 #include "support/firebase_stand_ins.h"
 #include "support/push_token_host.h"
@@ -305,7 +306,7 @@ TEST_F(FirebaseTokenTest, EachTokenIsHandledOnceWhetherTheAppTheInterceptionOrBo
     auto& fb = Firebase(options);
     // The app forwards tokens itself, as an app written for either setting would.
     auto cls = fb.defineDelegateClass("ForwardingDelegate", true, false);
-    std::weak_ptr<Tessarin> weak = facade;
+    std::weak_ptr<TessarinImpl> weak = facade;
     cls->replaceMethod(kReceiveTokenSelector,
                        platform::MakeImp([weak](platform::HostObject&, const platform::HostArgs& args) {
                          if (auto facade = weak.lock()) facade->setFirebaseToken(*platform::HostArg<std::string>(args, 1));

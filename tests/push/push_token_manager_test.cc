@@ -1,3 +1,4 @@
+#include "core/tessarin_impl.h"
 #include "push/push_token_manager.h"
 
 #include <gtest/gtest.h>
@@ -190,7 +191,7 @@ TEST_F(PushTokenManagerTest, ReRegisteringAppsGetTheTokenAgainAtEachStartAndNone
   sim->app().device_token = kTokenA;
   // The app forwards the token itself, as it must with swizzling off.
   auto delegate_class = sim->app().runtime().defineClass("AppDelegate", "NSObject");
-  std::weak_ptr<Tessarin> weak = facade;
+  std::weak_ptr<TessarinImpl> weak = facade;
   delegate_class->addMethod("application:didRegisterForRemoteNotificationsWithDeviceToken:",
                             platform::MakeImp([weak](platform::HostObject&, const platform::HostArgs& args) {
                               if (auto facade = weak.lock()) facade->setAPNSToken(*platform::HostArg<std::string>(args, 1));

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_notifications.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
 
 namespace tessarin::testing {
 
@@ -34,7 +34,7 @@ class PushHost {
   // empty from here.
   void Start(bool launch = true) {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     if (launch) sim->launchApp();
     facade->startWithConfiguration(
         Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}, {"useDesignMode", false}});
@@ -78,7 +78,7 @@ class PushHost {
 
   std::shared_ptr<platform::sim::SimPlatform> sim = std::make_shared<platform::sim::SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 }  // namespace tessarin::testing

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "push/push_token_manager.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/json_util.h"
 
 namespace tessarin::testing {
@@ -39,7 +39,7 @@ class PushHostTest : public ::testing::Test {
     sim->app().notification_settings = platform::sim::SimApplication::AllowedNotificationSettings();
     sim->app().registered_for_remote_notifications = true;
     env = std::make_shared<PushEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->launchApp();
     sim->runUntilIdle();
   }
@@ -71,7 +71,7 @@ class PushHostTest : public ::testing::Test {
   LogCapture log{TSRLogLevelDebug};
   std::shared_ptr<platform::sim::SimPlatform> sim = std::make_shared<platform::sim::SimPlatform>();
   std::shared_ptr<PushEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 }  // namespace tessarin::testing

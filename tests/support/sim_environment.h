@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "core/collaborators.h"
+#include "base/collaborators.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
-#include "util/di.h"
 
 namespace tessarin::testing {
 

@@ -6,10 +6,10 @@
 #include <stdexcept>
 #include <vector>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {

@@ -5,10 +5,10 @@
 #include <functional>
 #include <vector>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/campaign.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/host_app.h"
 #include "util/safety.h"
 
@@ -79,7 +79,7 @@ class ContextCampaignTest : public ::testing::Test {
   // the global context is active and campaigns are dispatched at once.
   void Start(const Json& client = Json::object()) {
     env = std::make_shared<DispatchingEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->launchApp();
     env->hostApp().setLastEventDate(sim->now(platform::Clock::kWall));
     Json configuration = {{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false},
@@ -115,7 +115,7 @@ class ContextCampaignTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<DispatchingEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   std::shared_ptr<TSRContext> global;
   std::vector<std::shared_ptr<TSRCampaign>> received;
   LogCapture log{TSRLogLevelDebug};

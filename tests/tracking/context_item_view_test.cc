@@ -10,13 +10,13 @@
 #include <limits>
 #include <random>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
 #include "tracking/plain_item_view.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -232,7 +232,7 @@ class ContextItemViewTest : public ::testing::Test {
  protected:
   void SetUp() override {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     facade->config().setConfiguration(Json{{"timeOnPageTimeout", 30}}, TSRConfig::kLayerServer);
     // Started at launch; becoming active counts as the user's activity.
     facade->startWithConfiguration(
@@ -271,7 +271,7 @@ class ContextItemViewTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   std::shared_ptr<TSRContext> viewer;
   std::shared_ptr<TSRContext> reference;
   LogCapture log{TSRLogLevelDebug};

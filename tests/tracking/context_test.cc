@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "platform/notification_center.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
@@ -12,7 +12,7 @@
 #include "tessarin/items.h"
 #include "tessarin/order.h"
 #include "tessarin/review.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -39,7 +39,7 @@ class ContextTest : public ::testing::Test {
  protected:
   void SetUp() override {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->runUntilIdle();
   }
 
@@ -98,7 +98,7 @@ class ContextTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   LogCapture log{TSRLogLevelDebug};
 };
 

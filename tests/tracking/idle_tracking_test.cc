@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "platform/notification_center.h"
 #include "support/sim_environment.h"
 #include "tessarin/context.h"
-#include "tessarin/tessarin.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -32,7 +32,7 @@ class IdleTrackingTest : public ::testing::Test {
   // server-layer configuration.
   void Make(const Json& server = Json::object()) {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     if (!server.empty()) facade->config().setConfiguration(server, TSRConfig::kLayerServer);
     sim->launchApp();
     sim->runUntilIdle();
@@ -61,7 +61,7 @@ class IdleTrackingTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   std::vector<std::string> notes;
 
  private:
@@ -223,7 +223,7 @@ TEST_F(IdleTrackingTest, AHostIsInterceptedOnceAndEventsReachItsNewestFacade) {
   auto installed = ApplicationClass()->ownMethod("sendEvent:");
 
   auto second_env = std::make_shared<FakeEnvironment>(sim);
-  auto second = Tessarin::createWithEnvironment(second_env);
+  auto second = TessarinImpl::createWithEnvironment(second_env);
   second->startWithConfiguration(Client());
   sim->runUntilIdle();
   EXPECT_EQ(ApplicationClass()->ownMethod("sendEvent:"), installed);

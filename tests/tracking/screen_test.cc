@@ -6,13 +6,13 @@
 #include <cmath>
 #include <thread>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
 #include "tracking/view_controller_tracking.h"
+#include "util/config.h"
 #include "util/host_app.h"
 
 namespace tessarin {
@@ -28,7 +28,7 @@ class ScreenTest : public ::testing::Test {
  protected:
   void SetUp() override {
     env = std::make_shared<FakeEnvironment>(sim);
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     for (const char* name : {"HomeViewController", "ProductViewController", "CartViewController"}) {
       sim->app().runtime().defineClass(name, "UIViewController");
     }
@@ -77,7 +77,7 @@ class ScreenTest : public ::testing::Test {
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   std::vector<std::shared_ptr<SimWindow>> windows;
   LogCapture log{TSRLogLevelDebug};
 };

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
 #include "tracking/view_controller_tracking.h"
 
 namespace tessarin {
@@ -22,7 +22,7 @@ class DescriptionTest : public ::testing::Test {
   void SetUp() override {
     sim->app().runtime().defineClass("ShopViewController", "UIViewController");
     sim->app().runtime().defineClass("DealsViewController", "ShopViewController");
-    facade = Tessarin::createWithEnvironment(std::make_shared<FakeEnvironment>(sim));
+    facade = TessarinImpl::createWithEnvironment(std::make_shared<FakeEnvironment>(sim));
     sim->runUntilIdle();
   }
   std::shared_ptr<SimViewController> Make(const std::string& className = "UIViewController") {
@@ -37,7 +37,7 @@ class DescriptionTest : public ::testing::Test {
   }
 
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
   LogCapture log{TSRLogLevelDebug};
 };
 

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "core/config.h"
+#include "core/tessarin_impl.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
-#include "tessarin/tessarin.h"
 #include "transport/events_util.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {
@@ -17,7 +17,7 @@ using testing::LogCapture;
 class EventRecordTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    facade = Tessarin::createWithEnvironment(env);
+    facade = TessarinImpl::createWithEnvironment(env);
     sim->launchApp();
   }
   void Start() {
@@ -31,7 +31,7 @@ class EventRecordTest : public ::testing::Test {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env = std::make_shared<FakeEnvironment>(sim);
   LogCapture log{TSRLogLevelDebug};
-  std::shared_ptr<Tessarin> facade;
+  std::shared_ptr<TessarinImpl> facade;
 };
 
 TEST_F(EventRecordTest, BaseRecordCarriesDeviceAppAndIdentity) {

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "core/category_markers.h"
+#include "base/category_markers.h"
 #include "support/log_capture.h"
 
 namespace tessarin {

@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin::queue_test {
 

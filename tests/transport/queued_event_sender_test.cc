@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/posix_file_system.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "tessarin/tessarin.h"
 #include "transport/queued_event_sender_fixture.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin {
 namespace {

@@ -10,13 +10,13 @@
 #include <chrono>
 #include <cmath>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/curl/curl_transport.h"
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "support/log_capture.h"
 #include "transport/gzip.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/networking.h"
 
 namespace tessarin {

@@ -4,9 +4,9 @@
 
 #include <stdexcept>
 
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
-#include "util/di.h"
 
 namespace tessarin {
 namespace {

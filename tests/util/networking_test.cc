@@ -6,10 +6,10 @@
 #include <memory>
 #include <set>
 
-#include "core/config.h"
+#include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
-#include "util/di.h"
+#include "util/config.h"
 #include "util/networking_url.h"
 
 namespace tessarin {

@@ -16,7 +16,8 @@
 #include <functional>
 #include <memory>
 
-#include "core/config.h"
+#include "core/composition_root.h"
+#include "core/tessarin_impl.h"
 #include "demo/console.h"
 #include "demo/shop.h"
 #include "platform/sim/sim_notifications.h"
@@ -24,9 +25,8 @@
 #include "platform/user_notifications.h"
 #include "tessarin/context.h"
 #include "tessarin/screen.h"
-#include "tessarin/tessarin.h"
 #include "transport/queued_event_sender.h"
-#include "util/di.h"
+#include "util/config.h"
 
 namespace tessarin::demo {
 namespace {
@@ -86,7 +86,7 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
 
   // The level goes first so the SDK's whole start is visible.
   TSRLogger::setLogLevel(options.log_level);
-  auto sdk = Tessarin::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
+  auto sdk = TessarinImpl::createWithEnvironment(std::make_shared<TSRUtilityDI>(sim));
   sdk->setLogLevel(options.log_level);
 
   // The app's own handlers, registered before the start so that no

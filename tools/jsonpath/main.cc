@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "jsonpath/json_path_cli.h"
 #include "platform/posix_file_system.h"
 #include "tessarin/log.h"
-#include "tracking/json_path_cli.h"
 
 int main(int argc, char** argv) {
   // The evaluator's warnings (ignored regular-expression flags, patterns

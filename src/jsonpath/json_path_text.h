@@ -2,8 +2,8 @@
 // engine the reference platform's regular expressions are built on, so
 // anchors, "." and "\s" behave alike), user-perceived characters, and the
 // two shape tests that run for almost every step of a trace.
-#ifndef TESSARIN_TRACKING_JSON_PATH_TEXT_H_
-#define TESSARIN_TRACKING_JSON_PATH_TEXT_H_
+#ifndef TESSARIN_JSONPATH_JSON_PATH_TEXT_H_
+#define TESSARIN_JSONPATH_JSON_PATH_TEXT_H_
 
 #include <unicode/regex.h>
 #include <unicode/unistr.h>
@@ -50,4 +50,4 @@ bool IsSlice(std::string_view text);
 
 }  // namespace tessarin::jsonpath
 
-#endif  // TESSARIN_TRACKING_JSON_PATH_TEXT_H_
+#endif  // TESSARIN_JSONPATH_JSON_PATH_TEXT_H_

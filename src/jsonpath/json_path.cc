@@ -1,12 +1,12 @@
-#include "tracking/json_path.h"
+#include "jsonpath/json_path.h"
 
 #include <algorithm>
 #include <iterator>
 #include <span>
 #include <utility>
 
-#include "tracking/json_path_expression.h"
-#include "tracking/json_path_text.h"
+#include "jsonpath/json_path_expression.h"
+#include "jsonpath/json_path_text.h"
 
 namespace tessarin {
 

@@ -1,4 +1,4 @@
-#include "core/category_markers.h"
+#include "base/category_markers.h"
 
 namespace tessarin {
 

@@ -1,8 +1,8 @@
 // tessarin-jsonpath: evaluates one expression over a JSON document and
 // prints the results, so that a view-action rule can be tried out against a
 // saved screen description before it goes into the configuration.
-#ifndef TESSARIN_TRACKING_JSON_PATH_CLI_H_
-#define TESSARIN_TRACKING_JSON_PATH_CLI_H_
+#ifndef TESSARIN_TOOLS_JSONPATH_JSON_PATH_CLI_H_
+#define TESSARIN_TOOLS_JSONPATH_JSON_PATH_CLI_H_
 
 #include <iosfwd>
 #include <string>
@@ -29,4 +29,4 @@ int RunJsonPathTool(const std::vector<std::string>& args, platform::FileSystem& 
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_TRACKING_JSON_PATH_CLI_H_
+#endif  // TESSARIN_TOOLS_JSONPATH_JSON_PATH_CLI_H_

@@ -1,20 +1,20 @@
 // What the façade needs of each collaborator it owns. The concrete classes
 // (the queued event sender, the HTTP sender, the reachability monitor, the
 // campaign dispatcher, the push token manager, the in-app message manager)
-// implement these; TSRUtilityDI builds them, so a test can hand the façade
+// implement these; the composition root builds them, so a test can hand the façade
 // its own.
-#ifndef TESSARIN_CORE_COLLABORATORS_H_
-#define TESSARIN_CORE_COLLABORATORS_H_
+#ifndef TESSARIN_BASE_COLLABORATORS_H_
+#define TESSARIN_BASE_COLLABORATORS_H_
 
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "base/error.h"
 #include "platform/http_transport.h"
 #include "tessarin/campaign.h"
 #include "tessarin/json.h"
-#include "transport/error.h"
 
 namespace tessarin {
 
@@ -112,4 +112,4 @@ class MessagePresenter {
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_CORE_COLLABORATORS_H_
+#endif  // TESSARIN_BASE_COLLABORATORS_H_

@@ -1,8 +1,8 @@
 // Six parts of the SDK extend platform classes. Each one, when it is linked
 // in, defines a marker symbol; the shared instance checks the markers so a
 // build that left a part out says so at once.
-#ifndef TESSARIN_CORE_CATEGORY_MARKERS_H_
-#define TESSARIN_CORE_CATEGORY_MARKERS_H_
+#ifndef TESSARIN_BASE_CATEGORY_MARKERS_H_
+#define TESSARIN_BASE_CATEGORY_MARKERS_H_
 
 #include <string>
 #include <vector>
@@ -23,4 +23,4 @@ std::vector<std::string> MissingCategoryMessages();
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_CORE_CATEGORY_MARKERS_H_
+#endif  // TESSARIN_BASE_CATEGORY_MARKERS_H_

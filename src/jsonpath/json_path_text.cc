@@ -1,4 +1,4 @@
-#include "tracking/json_path_text.h"
+#include "jsonpath/json_path_text.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>

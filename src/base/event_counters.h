@@ -4,8 +4,8 @@
 // façade makes in its life: a queue dropped by a reset hands its counts on
 // to the one that follows. Counting is a relaxed atomic add, so the queue's
 // private thread pays nothing noticeable and any thread may read.
-#ifndef TESSARIN_CORE_EVENT_COUNTERS_H_
-#define TESSARIN_CORE_EVENT_COUNTERS_H_
+#ifndef TESSARIN_BASE_EVENT_COUNTERS_H_
+#define TESSARIN_BASE_EVENT_COUNTERS_H_
 
 #include <atomic>
 #include <cstdint>
@@ -40,4 +40,4 @@ class EventCounters {
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_CORE_EVENT_COUNTERS_H_
+#endif  // TESSARIN_BASE_EVENT_COUNTERS_H_

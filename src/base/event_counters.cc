@@ -1,4 +1,4 @@
-#include "core/event_counters.h"
+#include "base/event_counters.h"
 
 #include <string>
 

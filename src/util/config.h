@@ -5,8 +5,8 @@
 // "Tessarin-config". There is no lock: the SDK changes it on the main thread.
 // The file follows on a background queue, so a change never makes the main
 // thread wait for the disk, and a change that changes nothing is not written.
-#ifndef TESSARIN_CORE_CONFIG_H_
-#define TESSARIN_CORE_CONFIG_H_
+#ifndef TESSARIN_UTIL_CONFIG_H_
+#define TESSARIN_UTIL_CONFIG_H_
 
 #include <memory>
 #include <optional>
@@ -19,7 +19,7 @@
 namespace tessarin {
 
 class TSRBackgroundFileWriter;
-class TSRUtilityDI;
+class Environment;
 class TSRUtilityPersistence;
 
 inline constexpr const char* kConfigFileName = "Tessarin-config";
@@ -34,7 +34,7 @@ class TSRConfig {
   static constexpr long kLayerCount = 5;
 
   // Defaults plus the layers persisted by earlier runs.
-  explicit TSRConfig(std::shared_ptr<TSRUtilityDI> di);
+  explicit TSRConfig(std::shared_ptr<Environment> di);
   // Finishes the writes already requested.
   ~TSRConfig();
   TSRConfig(const TSRConfig&) = delete;
@@ -92,11 +92,11 @@ class TSRConfig {
  private:
   double Now() const;
 
-  std::shared_ptr<TSRUtilityDI> di_;
+  std::shared_ptr<Environment> di_;
   std::vector<Json> config_layers_;
   std::unique_ptr<TSRBackgroundFileWriter> writer_;
 };
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_CORE_CONFIG_H_
+#endif  // TESSARIN_UTIL_CONFIG_H_

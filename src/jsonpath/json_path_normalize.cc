@@ -7,8 +7,8 @@
 #include <string>
 #include <unordered_map>
 
-#include "tracking/json_path_expression.h"
-#include "tracking/json_path_text.h"
+#include "jsonpath/json_path_expression.h"
+#include "jsonpath/json_path_text.h"
 
 namespace tessarin::jsonpath {
 namespace {

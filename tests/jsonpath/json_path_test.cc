@@ -1,11 +1,11 @@
-#include "tracking/json_path.h"
+#include "jsonpath/json_path.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
+#include "jsonpath/json_path_expression.h"
 #include "support/log_capture.h"
-#include "tracking/json_path_expression.h"
 
 namespace tessarin {
 namespace {

@@ -4,8 +4,8 @@
 // "Events: Successfully sent %lu events.") so a line can be found in the
 // code by its text. The formatter understands %@ %d %i %ld %lu %.Nf %p %%;
 // a missing object prints "(null)". Below the threshold nothing is formatted.
-#ifndef TESSARIN_CORE_LOG_H_
-#define TESSARIN_CORE_LOG_H_
+#ifndef TESSARIN_BASE_LOG_H_
+#define TESSARIN_BASE_LOG_H_
 
 #include <cstdint>
 #include <memory>
@@ -99,4 +99,4 @@ void LogToSystem(const std::string& message);
 #define TSR_LOG_INFO(format, ...) TSR_LOG(::tessarin::TSRLogLevelInfo, format __VA_OPT__(, ) __VA_ARGS__)
 #define TSR_LOG_DEBUG(format, ...) TSR_LOG(::tessarin::TSRLogLevelDebug, format __VA_OPT__(, ) __VA_ARGS__)
 
-#endif  // TESSARIN_CORE_LOG_H_
+#endif  // TESSARIN_BASE_LOG_H_

@@ -1,4 +1,4 @@
-#include "tracking/json_path_cli.h"
+#include "jsonpath/json_path_cli.h"
 
 #include <gtest/gtest.h>
 

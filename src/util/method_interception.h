@@ -11,8 +11,8 @@
 // method installs the block in the class itself, shadowing the inherited
 // implementation there only: the superclass and other subclasses keep
 // theirs, and the block's previous implementation is the inherited one.
-#ifndef TESSARIN_PUSH_SWIZZLER_H_
-#define TESSARIN_PUSH_SWIZZLER_H_
+#ifndef TESSARIN_UTIL_METHOD_INTERCEPTION_H_
+#define TESSARIN_UTIL_METHOD_INTERCEPTION_H_
 
 #include <any>
 #include <functional>
@@ -61,4 +61,4 @@ class TSRSwizzler {
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_PUSH_SWIZZLER_H_
+#endif  // TESSARIN_UTIL_METHOD_INTERCEPTION_H_

@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <mutex>
 
-#include "core/log.h"
-#include "tracking/json_path_expression.h"
-#include "tracking/json_path_text.h"
+#include "base/log.h"
+#include "jsonpath/json_path_expression.h"
+#include "jsonpath/json_path_text.h"
 
 namespace tessarin::jsonpath {
 namespace {

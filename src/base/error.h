@@ -4,8 +4,8 @@
 // classifies need: a domain, a code and the three user-facing texts. It is a
 // plain value: there is no user-info dictionary, no underlying error and no
 // localisation table (the texts are the SDK's own English strings).
-#ifndef TESSARIN_TRANSPORT_ERROR_H_
-#define TESSARIN_TRANSPORT_ERROR_H_
+#ifndef TESSARIN_BASE_ERROR_H_
+#define TESSARIN_BASE_ERROR_H_
 
 #include <optional>
 #include <string>
@@ -28,4 +28,4 @@ struct TSRError {
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_TRANSPORT_ERROR_H_
+#endif  // TESSARIN_BASE_ERROR_H_

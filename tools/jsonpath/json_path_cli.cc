@@ -1,11 +1,11 @@
-#include "tracking/json_path_cli.h"
+#include "jsonpath/json_path_cli.h"
 
 #include <istream>
 #include <iterator>
 #include <optional>
 #include <ostream>
 
-#include "tracking/json_path.h"
+#include "jsonpath/json_path.h"
 
 namespace tessarin {
 namespace {

@@ -17,8 +17,8 @@
 //  - comparisons "<" "<=" ">" ">=" hold only between numbers, "=~" only for
 //    a string on the left and a regular-expression literal on the right.
 // Evaluation never throws for a bad expression: bad parts find nothing.
-#ifndef TESSARIN_TRACKING_JSON_PATH_H_
-#define TESSARIN_TRACKING_JSON_PATH_H_
+#ifndef TESSARIN_JSONPATH_JSON_PATH_H_
+#define TESSARIN_JSONPATH_JSON_PATH_H_
 
 #include <optional>
 #include <string>
@@ -84,4 +84,4 @@ class TSRJsonPath {
 
 }  // namespace tessarin
 
-#endif  // TESSARIN_TRACKING_JSON_PATH_H_
+#endif  // TESSARIN_JSONPATH_JSON_PATH_H_

@@ -1,10 +1,10 @@
-#include "core/config.h"
+#include "util/config.h"
 
 #include <cmath>
 #include <cstring>
 
-#include "core/log.h"
-#include "util/di.h"
+#include "base/log.h"
+#include "util/environment.h"
 #include "util/persistence.h"
 
 namespace tessarin {
@@ -96,7 +96,7 @@ double NumberValue(const Json& number) {
 
 }  // namespace
 
-TSRConfig::TSRConfig(std::shared_ptr<TSRUtilityDI> di)
+TSRConfig::TSRConfig(std::shared_ptr<Environment> di)
     : di_(std::move(di)),
       writer_(std::make_unique<TSRBackgroundFileWriter>(
           di_->platformPtr(), di_->persistence(), kConfigFileName, std::string(kWriterQueueLabel), true,

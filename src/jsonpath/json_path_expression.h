@@ -2,8 +2,8 @@
 // segments once per distinct text, with the conditions of its scripts and
 // filters split and their literal operands parsed up front, so a rule that
 // is evaluated over every screen pays for the text work only once.
-#ifndef TESSARIN_TRACKING_JSON_PATH_EXPRESSION_H_
-#define TESSARIN_TRACKING_JSON_PATH_EXPRESSION_H_
+#ifndef TESSARIN_JSONPATH_JSON_PATH_EXPRESSION_H_
+#define TESSARIN_JSONPATH_JSON_PATH_EXPRESSION_H_
 
 #include <unicode/regex.h>
 
@@ -89,4 +89,4 @@ bool EvalLeftOperand(const OperandItem& left, std::string_view op, const Operand
 
 }  // namespace tessarin::jsonpath
 
-#endif  // TESSARIN_TRACKING_JSON_PATH_EXPRESSION_H_
+#endif  // TESSARIN_JSONPATH_JSON_PATH_EXPRESSION_H_

@@ -1,4 +1,4 @@
-#include "push/swizzler.h"
+#include "util/method_interception.h"
 
 #include <utility>
 
