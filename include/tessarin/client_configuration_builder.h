@@ -1,6 +1,9 @@
 // The client configuration a host app hands to Tessarin at start. The SDK
 // creates the builder and passes it to the block given to
 // Tessarin::startWithClientConfiguration; the app fills it there.
+//
+// Thread contract: the builder lives only for the block, which runs on the
+// thread that called the start, before the start returns.
 #ifndef TESSARIN_CLIENT_CONFIGURATION_BUILDER_H_
 #define TESSARIN_CLIENT_CONFIGURATION_BUILDER_H_
 

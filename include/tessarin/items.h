@@ -19,6 +19,11 @@
 // Nothing here throws on bad input: what cannot be used is logged and left
 // out. Every item's JSON carries "type" with its one-letter code; the JSON
 // keys are the TSRItem_* constants below.
+//
+// Thread contract: an item is a plain value the app owns. Build and change
+// it on one thread; once handed to a context it is turned into JSON on the
+// caller's thread before the call returns, so the app may change or drop
+// it afterwards. Reading one item from several threads is safe.
 #ifndef TESSARIN_ITEMS_H_
 #define TESSARIN_ITEMS_H_
 

@@ -5,6 +5,8 @@
 // (and log) values the service would reject. The fields stay writable so an
 // app can complete a location it made; what it writes is checked again when
 // the location is turned into JSON, and invalid parts are left out there.
+//
+// Thread contract: a plain value the app owns, like the item it belongs to.
 #ifndef TESSARIN_LOCATION_H_
 #define TESSARIN_LOCATION_H_
 

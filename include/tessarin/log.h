@@ -3,6 +3,9 @@
 // Nothing is printed until the host app (or the configuration) raises the
 // threshold. Printed lines go to stderr in the system log's form and to the
 // sink, when one is installed.
+//
+// Thread contract: every call is safe from any thread; the threshold is
+// read without a lock on every log call.
 #ifndef TESSARIN_LOG_H_
 #define TESSARIN_LOG_H_
 

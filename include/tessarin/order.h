@@ -3,6 +3,10 @@
 // Like items, orders and line items are shared objects with public fields;
 // a field that is not set is left out of the JSON form. Numbers are doubles
 // (whole numbers are written without a fraction).
+//
+// Thread contract: as for items, orders and line items are plain values the
+// app owns; a context reads them on the caller's thread, before its call
+// returns.
 #ifndef TESSARIN_ORDER_H_
 #define TESSARIN_ORDER_H_
 

@@ -1,4 +1,7 @@
 // TSRReview: the user's review of an item.
+//
+// Thread contract: a plain value the app owns; a context reads it on the
+// caller's thread, before its call returns.
 #ifndef TESSARIN_REVIEW_H_
 #define TESSARIN_REVIEW_H_
 
