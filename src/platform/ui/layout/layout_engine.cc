@@ -218,26 +218,26 @@ struct LayoutEngine::Impl {
     return true;
   }
 
-  // Changes that clash with each other only midway (both edges of a
-  // fixed-width item moving) go through on a later round; what still
-  // cannot hold is left out and reported.
+  // Changes that clash only midway (both edges of a fixed-width item
+  // moving, one after the other) fail on the first round; they are taken
+  // out and added again with their new constants once everything else is
+  // in. What still cannot hold is left out and reported.
   void applyPending() {
-    std::vector<Pending> todo;
-    todo.swap(pending);
-    while (!todo.empty()) {
-      std::vector<Pending> failed;
-      for (const Pending& p : todo) {
-        if (!apply(p)) failed.push_back(p);
-      }
-      if (failed.size() == todo.size()) break;
-      todo.swap(failed);
+    std::vector<Pending> failed;
+    for (const Pending& p : pending) {
+      if (!apply(p)) failed.push_back(p);
     }
-    for (const Pending& p : todo) {
+    pending.clear();
+    for (const Pending& p : failed) {
       ConstraintRecord& r = *p.record;
       if (r.installed) {
         solver.removeConstraint(*r.installed);
         r.installed.reset();
       }
+    }
+    for (const Pending& p : failed) {
+      if (apply(p)) continue;
+      ConstraintRecord& r = *p.record;
       r.constant = p.constant;
       r.priority = r.constraint->priority();
       report("unsatisfiable constraint left out: " + describe(*r.constraint));
