@@ -130,33 +130,33 @@ class Screen {
   }
 
   void readViews(const ordered_json& views) {
-    for (const auto& [name, spec] : views.items()) {
+    for (const auto& [name, entry] : views.items()) {
       if (name == kRootName || name == "|") throw Failure("\"" + name + "\" cannot name a view");
       auto view = std::make_unique<FileView>(name);
       byName_[name] = view.get();
       views_.push_back(std::move(view));
     }
-    for (const auto& [name, spec] : views.items()) {
-      if (!spec.is_object()) throw Failure("view \"" + name + "\" must be an object");
+    for (const auto& [name, entry] : views.items()) {
+      if (!entry.is_object()) throw Failure("view \"" + name + "\" must be an object");
       FileView* view = byName_[name];
       std::string what = "\"" + name + "\"";
-      if (spec.contains("intrinsic")) {
-        view->intrinsic = {pairValue(spec["intrinsic"], 0, what + " intrinsic"),
-                           pairValue(spec["intrinsic"], 1, what + " intrinsic")};
+      if (entry.contains("intrinsic")) {
+        view->intrinsic = {pairValue(entry["intrinsic"], 0, what + " intrinsic"),
+                           pairValue(entry["intrinsic"], 1, what + " intrinsic")};
       }
-      if (spec.contains("hugging")) {
-        view->setContentHuggingPriority(pairValue(spec["hugging"], 0, what + " hugging"), Axis::kHorizontal);
-        view->setContentHuggingPriority(pairValue(spec["hugging"], 1, what + " hugging"), Axis::kVertical);
+      if (entry.contains("hugging")) {
+        view->setContentHuggingPriority(pairValue(entry["hugging"], 0, what + " hugging"), Axis::kHorizontal);
+        view->setContentHuggingPriority(pairValue(entry["hugging"], 1, what + " hugging"), Axis::kVertical);
       }
-      if (spec.contains("compression")) {
-        const ordered_json& c = spec["compression"];
+      if (entry.contains("compression")) {
+        const ordered_json& c = entry["compression"];
         view->setContentCompressionResistancePriority(pairValue(c, 0, what + " compression"), Axis::kHorizontal);
         view->setContentCompressionResistancePriority(pairValue(c, 1, what + " compression"), Axis::kVertical);
       }
       // Beyond flat screens: a view may sit in another one, and then "|"
       // in a format about it means that view.
-      view->parent = spec.contains("parent") && spec["parent"].is_string()
-                         ? find(spec["parent"].get<std::string>())
+      view->parent = entry.contains("parent") && entry["parent"].is_string()
+                         ? find(entry["parent"].get<std::string>())
                          : &root_;
     }
     for (const auto& view : views_) {

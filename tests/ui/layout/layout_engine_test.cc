@@ -192,6 +192,18 @@ TEST(LayoutEngineTest, ConstraintsLiveOnTheClosestCommonAncestor) {
   expectFrame(b, {150 - 60, 5 + 9 + 40 + 3 - 50, 60, 12});
   expectFrame(guide, {0, 0, 100, 20});
 
+  // Leaving the tree takes along the constraints into it, and only those.
+  std::size_t before = held.size();
+  a->removeConstraintsFromAncestors();
+  EXPECT_FALSE(sameWidth->isActive());
+  EXPECT_FALSE(cousins->isActive());
+  EXPECT_EQ(held.size(), before - 2);
+  EXPECT_TRUE(onGuide->isActive());
+  EXPECT_FALSE(a->constraints().empty());  // its own width and height stay with it
+  cousins->setActive(true);
+  EXPECT_TRUE(cousins->isActive());
+  sameWidth->setActive(true);
+
   cousins->setActive(false);
   EXPECT_FALSE(cousins->isActive());
   EXPECT_EQ(std::find(held.begin(), held.end(), cousins), held.end());

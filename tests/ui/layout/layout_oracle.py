@@ -3,9 +3,9 @@
 
 Each case is written twice: as the JSON that tessarin-layout reads (views,
 metrics, visual format strings, constraints) and, by this script itself, as
-the linear constraints those formats stand for. kiwisolver solves the
-second with the same priority weights, and every frame must agree within
-0.01. The cases are random determinate layouts built from the format
+the linear constraints those formats stand for. The independent solver
+solves the second with the same priority weights, and every frame must
+agree within 0.01. The cases are random determinate layouts built from the format
 grammar, and the in-app message panel in each of its variants.
 
 usage: layout_oracle.py TESSARIN_LAYOUT [--cases N] [--seed S]
@@ -62,11 +62,11 @@ class Layout:
 
     def tool_json(self):
         views = {}
-        for name, spec in self.views.items():
-            entry = {"intrinsic": spec["intrinsic"], "hugging": spec["hugging"],
-                     "compression": spec["compression"]}
-            if spec["parent"] != "root":
-                entry["parent"] = spec["parent"]
+        for name, desc in self.views.items():
+            entry = {"intrinsic": desc["intrinsic"], "hugging": desc["hugging"],
+                     "compression": desc["compression"]}
+            if desc["parent"] != "root":
+                entry["parent"] = desc["parent"]
             views[name] = entry
         doc = {"size": list(self.size), "views": views, "metrics": self.metrics, "formats": self.formats,
                "constraints": self.extra}
@@ -77,7 +77,7 @@ class Layout:
 
 # --- The oracle -----------------------------------------------------------
 
-def solve_with_kiwi(layout):
+def solve_independently(layout):
     """Frames relative to each view's parent, or None if required constraints conflict."""
     solver = kiwi.Solver()
     boxes = {}
@@ -105,19 +105,19 @@ def solve_with_kiwi(layout):
             rhs = constant if second is None else attribute(second, attr2) * multiplier + constant
             c = {"==": lhs == rhs, "<=": lhs <= rhs, ">=": lhs >= rhs}[relation]
             solver.addConstraint(c | strength(priority))
-        for name, spec in layout.views.items():
+        for name, desc in layout.views.items():
             for axis, size in ((0, boxes[name][2]), (1, boxes[name][3])):
-                value = spec["intrinsic"][axis]
+                value = desc["intrinsic"][axis]
                 if value < 0:
                     continue
-                solver.addConstraint((size <= value) | strength(spec["hugging"][axis]))
-                solver.addConstraint((size >= value) | strength(spec["compression"][axis]))
+                solver.addConstraint((size <= value) | strength(desc["hugging"][axis]))
+                solver.addConstraint((size >= value) | strength(desc["compression"][axis]))
     except kiwi.UnsatisfiableConstraint:
         return None
     solver.updateVariables()
     frames = {}
-    for name, spec in layout.views.items():
-        parent = boxes[spec["parent"]]
+    for name, desc in layout.views.items():
+        parent = boxes[desc["parent"]]
         left, top, w, h = boxes[name]
         frames[name] = [left.value() - parent[0].value(), top.value() - parent[1].value(), w.value(), h.value()]
     return frames
@@ -136,7 +136,7 @@ def run_tool(tool, layout):
 
 def compare(tool, layout, label):
     """None when the tool and the oracle agree, else what differs."""
-    expected = solve_with_kiwi(layout)
+    expected = solve_independently(layout)
     done = run_tool(tool, layout)
     if expected is None:
         if done.returncode != 0 and "unsatisfiable" in done.stderr:
@@ -207,23 +207,23 @@ class Generator:
         if closed and rng.random() < 0.6:
             flex = rng.choice([("view", i) for i in range(len(row))] + [("gap", i) for i in range(n_connections)])
 
-        specs = []
+        sizing = []
         for i, name in enumerate(row):
             if flex == ("view", i):
-                specs.append(("flex",))
+                sizing.append(("flex",))
                 continue
             options = ["fixed", "metric", "intrinsic", "intrinsic"]
             if self.fixed[axis]:
                 options.append("equal")
             choice = rng.choice(options)
             if choice == "fixed":
-                specs.append(("fixed", rng.randint(20, 90)))
+                sizing.append(("fixed", rng.randint(20, 90)))
             elif choice == "metric":
-                specs.append(("metric", rng.choice(["m1", "gap"])))
+                sizing.append(("metric", rng.choice(["m1", "gap"])))
             elif choice == "equal":
-                specs.append(("equal", rng.choice(sorted(self.fixed[axis]))))
+                sizing.append(("equal", rng.choice(sorted(self.fixed[axis]))))
             else:
-                specs.append(("intrinsic", rng.randint(20, 120), rng.random() < 0.3))
+                sizing.append(("intrinsic", rng.randint(20, 120), rng.random() < 0.3))
 
         gaps = []
         for i in range(n_connections):
@@ -233,27 +233,27 @@ class Generator:
             gaps.append(rng.choice([("standard",), ("number", rng.randint(0, 20)), ("metric", "m2"), ("flush",),
                                     ("equal", rng.randint(1, 30)), ("soft", rng.randint(4, 30)),
                                     ("softmetric", rng.randint(4, 30))]))
-        if closed and flex is None and not any(s[0] == "intrinsic" for s in specs) \
+        if closed and flex is None and not any(s[0] == "intrinsic" for s in sizing) \
                 and not any(g[0] in ("soft", "softmetric") for g in gaps):
             gaps[rng.randrange(len(gaps))] = ("soft", rng.randint(4, 30))
 
         def view_text(i, name):
-            spec = specs[i]
-            if spec[0] == "fixed":
-                layout.records.append((name, size, "==", None, None, 1, spec[1], REQUIRED))
-                self.fixed[axis][name] = spec[1]
-                return f"[{name}({spec[1]})]" if rng.random() < 0.5 else f"[{name}(=={spec[1]})]"
-            if spec[0] == "metric":
-                layout.records.append((name, size, "==", None, None, 1, METRICS[spec[1]], REQUIRED))
-                self.fixed[axis][name] = METRICS[spec[1]]
-                return f"[{name}({spec[1]})]"
-            if spec[0] == "equal":
-                layout.records.append((name, size, "==", spec[1], size, 1, 0, REQUIRED))
-                return f"[{name}({spec[1]})]"
-            if spec[0] == "intrinsic":
-                self.intrinsic[name][axis] = spec[1]
-                if spec[2]:
-                    floor = spec[1] // 2
+            desc = sizing[i]
+            if desc[0] == "fixed":
+                layout.records.append((name, size, "==", None, None, 1, desc[1], REQUIRED))
+                self.fixed[axis][name] = desc[1]
+                return f"[{name}({desc[1]})]" if rng.random() < 0.5 else f"[{name}(=={desc[1]})]"
+            if desc[0] == "metric":
+                layout.records.append((name, size, "==", None, None, 1, METRICS[desc[1]], REQUIRED))
+                self.fixed[axis][name] = METRICS[desc[1]]
+                return f"[{name}({desc[1]})]"
+            if desc[0] == "equal":
+                layout.records.append((name, size, "==", desc[1], size, 1, 0, REQUIRED))
+                return f"[{name}({desc[1]})]"
+            if desc[0] == "intrinsic":
+                self.intrinsic[name][axis] = desc[1]
+                if desc[2]:
+                    floor = desc[1] // 2
                     layout.records.append((name, size, ">=", None, None, 1, floor, REQUIRED))
                     return f"[{name}(>={floor})]"
             return f"[{name}]"

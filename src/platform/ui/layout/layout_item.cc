@@ -53,4 +53,20 @@ void LayoutItem::removeConstraint(const std::shared_ptr<LayoutConstraint>& const
   setNeedsLayout();
 }
 
+void LayoutItem::removeConstraintsFromAncestors() {
+  auto inside = [this](const LayoutItem* item) {
+    for (; item != nullptr; item = item->layoutParent()) {
+      if (item == this) return true;
+    }
+    return false;
+  };
+  for (LayoutItem* ancestor = layoutParent(); ancestor != nullptr; ancestor = ancestor->layoutParent()) {
+    std::vector<std::shared_ptr<LayoutConstraint>> leaving;
+    for (const auto& constraint : ancestor->constraints_) {
+      if (inside(constraint->firstItem()) || inside(constraint->secondItem())) leaving.push_back(constraint);
+    }
+    for (const auto& constraint : leaving) ancestor->removeConstraint(constraint);
+  }
+}
+
 }  // namespace tessarin::platform::ui::layout
