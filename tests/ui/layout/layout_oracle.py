@@ -189,6 +189,14 @@ class Generator:
                 take = rng.randint(1, min(4, len(order)))
                 self.chain(layout, axis, order[:take])
                 order = order[take:]
+        # A soft proportion between two sizes trades several points of one
+        # preference against one of another, which only the same weights
+        # settle the same way.
+        if rng.random() < 0.5:
+            a, b = rng.sample(names, 2)
+            attr = rng.choice(["width", "height"])
+            layout.constraint((a, attr, "==", b, attr, rng.choice([0.5, 1.5, 2.5, 4]), rng.randint(-10, 10),
+                               self.priority(100, 950)))
         for name in names:
             layout.view(name, intrinsic=self.intrinsic[name], hugging=self.hugging[name],
                         compression=self.compression[name])

@@ -68,6 +68,19 @@ TEST(SolverTest, HigherPriorityBeatsLowerOneEvenNextToIt) {
   }
 }
 
+TEST(SolverTest, WeightGrowsTenfoldEvery125Points) {
+  // One point of error at 375 against n points at 250: the stronger one
+  // wins while n < 10.
+  for (double n : {9.0, 11.0}) {
+    Solver solver;
+    Variable x("x");
+    ASSERT_EQ(solver.addConstraint(equal(x, 0, 375)), SolverError::kNone);
+    ASSERT_EQ(solver.addConstraint(make({{x, n}}, -n, LayoutRelation::kEqual, 250)), SolverError::kNone);
+    solver.updateVariables();
+    EXPECT_DOUBLE_EQ(x.value(), n < 10 ? 0 : 1) << n;
+  }
+}
+
 TEST(SolverTest, HuggingGivesWayToCompressionResistance) {
   // A 300-point row holds two views: left 0 .. a, a .. b at width 300.
   // Each wants its intrinsic width 200; the one that hugs less stretches,
