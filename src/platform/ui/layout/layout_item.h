@@ -50,6 +50,10 @@ class LayoutItem {
   void addConstraint(std::shared_ptr<LayoutConstraint> constraint);
   void addConstraints(const std::vector<std::shared_ptr<LayoutConstraint>>& constraints);
   void removeConstraint(const std::shared_ptr<LayoutConstraint>& constraint);
+  // To call before this item leaves its layout parent: every ancestor
+  // drops the constraints that involve this item or anything inside it,
+  // since they would otherwise point at an item outside the tree.
+  void removeConstraintsFromAncestors();
 
   // A name for error messages and tools.
   const std::string& layoutName() const { return layoutName_; }

@@ -87,6 +87,14 @@ class Solver {
   bool hasEditVariable(const Variable& variable) const;
   SolverError suggestValue(const Variable& variable, double value);
 
+  // Changes the constant term of an installed constraint's expression and
+  // re-solves from the current solution, the way a suggested value does (an
+  // edit variable's suggestion is the constant of its edit constraint). A
+  // required constraint that can no longer hold gives kUnsatisfiable and
+  // keeps its previous constant. The Constraint object keeps the expression
+  // it was made with; the solver holds the current constant.
+  SolverError setConstant(const Constraint& constraint, double constant);
+
   // Copies the current solution into the variables' values.
   void updateVariables();
 
