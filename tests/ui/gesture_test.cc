@@ -76,11 +76,14 @@ TEST_F(GestureTest, PanFollowsADragOfTwoHundredPointsLeftAtSixHundredPointsASeco
   std::vector<GestureState> states;
   std::vector<Point> translations;
   auto pan = Attach<PanGestureRecognizer>(*panel_, &states);
-  Point velocityAtEnd;
+  Point velocityAtEnd, locationAtEnd;
   pan->addTarget([&](GestureRecognizer& r) {
     auto& p = static_cast<PanGestureRecognizer&>(r);
     translations.push_back(p.translationInView(panel_->superview()));
-    if (r.state() == GestureState::kEnded) velocityAtEnd = p.velocityInView(panel_->superview());
+    if (r.state() == GestureState::kEnded) {
+      velocityAtEnd = p.velocityInView(panel_->superview());
+      locationAtEnd = p.locationInView(panel_.get());
+    }
   });
   Play(TouchScript().down({300, 150}).dragBy({-200, 0}, 600).up());
 
@@ -91,6 +94,8 @@ TEST_F(GestureTest, PanFollowsADragOfTwoHundredPointsLeftAtSixHundredPointsASeco
   EXPECT_EQ(translations.back(), (Point{-200, 0}));
   EXPECT_NEAR(velocityAtEnd.x, -600, 1);
   EXPECT_NEAR(velocityAtEnd.y, 0, 1e-9);
+  // Where the finger lifted, in the panel's own coordinates.
+  EXPECT_EQ(locationAtEnd, (Point{90, 50}));
   // Back to possible. A frame's move at this speed is the whole hysteresis,
   // so the pan began on the first move: the view heard none of them.
   EXPECT_EQ(pan->state(), GestureState::kPossible);

@@ -5,6 +5,10 @@ namespace tessarin::platform::ui {
 Label::Label() {
   // Labels let touches through to what they are in, as buttons need.
   setUserInteractionEnabled(false);
+  // A label hugs its text a little more than plain views do, so that
+  // stretching goes to its neighbours first.
+  setContentHuggingPriority(kLayoutPriorityDefaultLow + 1, Axis::kHorizontal);
+  setContentHuggingPriority(kLayoutPriorityDefaultLow + 1, Axis::kVertical);
   attributes_.color = Color::black();
   attributes_.numberOfLines = 1;
 }
