@@ -115,6 +115,9 @@ class ViewControllerTest : public testing::Test {
     message_ = std::make_shared<MessageViewController>(&log_, animator_);
     log_.clear();
   }
+  // The context holds both view controllers, and the message holds the
+  // animator that kept the context for the test to look at.
+  void TearDown() override { animator_->lastContext.reset(); }
 
   sim::SimPlatform sim_;
   UIEnvironment env_{sim_};
