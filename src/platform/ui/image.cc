@@ -1,0 +1,77 @@
+#include "platform/ui/image.h"
+
+#include <cstring>
+
+namespace tessarin::platform::ui {
+
+namespace {
+
+cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned int length) {
+  static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
+  return CAIRO_STATUS_SUCCESS;
+}
+
+struct Reader {
+  const std::string* png;
+  std::size_t offset;
+};
+
+cairo_status_t readFromString(void* closure, unsigned char* data, unsigned int length) {
+  auto* reader = static_cast<Reader*>(closure);
+  if (reader->png->size() - reader->offset < length) return CAIRO_STATUS_READ_ERROR;
+  std::memcpy(data, reader->png->data() + reader->offset, length);
+  reader->offset += length;
+  return CAIRO_STATUS_SUCCESS;
+}
+
+}  // namespace
+
+Image::Image(int width, int height)
+    : width_(width > 0 ? width : 0),
+      height_(height > 0 ? height : 0),
+      stride_(cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, width_)),
+      pixels_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height_), 0) {}
+
+std::uint32_t Image::pixel(int x, int y) const {
+  if (x < 0 || y < 0 || x >= width_ || y >= height_) return 0;
+  std::uint32_t value;
+  std::memcpy(&value, pixels_.data() + static_cast<std::size_t>(y) * stride_ + static_cast<std::size_t>(x) * 4, 4);
+  return value;
+}
+
+cairo_surface_t* Image::createSurface() {
+  return cairo_image_surface_create_for_data(pixels_.data(), CAIRO_FORMAT_ARGB32, width_, height_, stride_);
+}
+
+std::string Image::encodePNG() const {
+  std::string png;
+  if (empty()) return png;
+  // Cairo only reads the pixels; its interface has no const surfaces.
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(pixels_.data()),
+                                                                 CAIRO_FORMAT_ARGB32, width_, height_, stride_);
+  if (cairo_surface_write_to_png_stream(surface, appendToString, &png) != CAIRO_STATUS_SUCCESS) png.clear();
+  cairo_surface_destroy(surface);
+  return png;
+}
+
+std::optional<Image> Image::decodePNG(const std::string& png) {
+  Reader reader{&png, 0};
+  cairo_surface_t* surface = cairo_image_surface_create_from_png_stream(readFromString, &reader);
+  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(surface);
+    return std::nullopt;
+  }
+  Image image(cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface));
+  cairo_surface_t* target = image.createSurface();
+  cairo_t* cr = cairo_create(target);
+  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+  cairo_set_source_surface(cr, surface, 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_flush(target);
+  cairo_surface_destroy(target);
+  cairo_surface_destroy(surface);
+  return image;
+}
+
+}  // namespace tessarin::platform::ui
