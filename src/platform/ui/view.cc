@@ -119,6 +119,9 @@ void View::removeFromSuperview() {
 
 void View::detachFromSuperview() {
   if (!superview_) return;
+  // Constraints between this view (or anything in it) and the rest of the
+  // tree would otherwise outlive the tree they were made in.
+  removeConstraintsFromAncestors();
   auto& siblings = superview_->subviews_;
   auto it = std::find_if(siblings.begin(), siblings.end(), [this](const auto& v) { return v.get() == this; });
   superview_ = nullptr;
