@@ -29,6 +29,18 @@ void setColor(cairo_t* cr, const Color& color) {
 
 }  // namespace
 
+void drawView(cairo_t* cr, const View& view);
+
+// Draws `view` where it sits in its superview's coordinates (the current ones).
+void drawViewInSuperview(cairo_t* cr, const View& view) {
+  const Rect& f = view.frame();
+  const Rect& b = view.bounds();
+  cairo_save(cr);
+  cairo_translate(cr, f.x - b.x, f.y - b.y);
+  drawView(cr, view);
+  cairo_restore(cr);
+}
+
 void drawView(cairo_t* cr, const View& view) {
   if (view.isHidden() || view.alpha() <= 0) return;
   const Rect& b = view.bounds();
@@ -51,14 +63,7 @@ void drawView(cairo_t* cr, const View& view) {
   cairo_save(cr);
   view.drawContent(cr);
   cairo_restore(cr);
-  for (const auto& subview : view.subviews()) {
-    const Rect& f = subview->frame();
-    const Rect& sb = subview->bounds();
-    cairo_save(cr);
-    cairo_translate(cr, f.x - sb.x, f.y - sb.y);
-    drawView(cr, *subview);
-    cairo_restore(cr);
-  }
+  for (const auto& subview : view.subviews()) drawViewInSuperview(cr, *subview);
   cairo_restore(cr);
 
   double w = view.borderWidth();
@@ -100,14 +105,7 @@ Image renderViews(const std::vector<const View*>& views, const Rect& area, doubl
   cairo_t* cr = cairo_create(surface);
   cairo_scale(cr, scale, scale);
   cairo_translate(cr, -area.x, -area.y);
-  for (const View* view : views) {
-    const Rect& f = view->frame();
-    const Rect& b = view->bounds();
-    cairo_save(cr);
-    cairo_translate(cr, f.x - b.x, f.y - b.y);
-    drawView(cr, *view);
-    cairo_restore(cr);
-  }
+  for (const View* view : views) drawViewInSuperview(cr, *view);
   cairo_destroy(cr);
   cairo_surface_flush(surface);
   cairo_surface_destroy(surface);
