@@ -145,7 +145,7 @@ std::shared_ptr<TSRCampaign> TSRCampaignUiMessage::initWithJSON(const Json& json
 }
 
 bool TSRCampaignImpl::initWithJSONMessageData(const Json& json, const Json& message, const Json* data,
-                                          const TSRConfig& config, double now) {
+                                              const TSRConfig& config, double now) {
   if (!json.is_object()) return false;
   json_ = json;
   // Every missing required element is collected so that one line names them all.
@@ -253,9 +253,9 @@ std::optional<Json> TSRCampaignImpl::toStatPayloadType(const TSRCampaign& campai
 }
 
 std::optional<Json> TSRCampaignImpl::statPayloadWithType(long statType, const std::string& experienceId,
-                                                     const std::optional<std::string>& messageId,
-                                                     const std::optional<Json>& promotedItemKeys,
-                                                     bool isControlGroup) {
+                                                         const std::optional<std::string>& messageId,
+                                                         const std::optional<Json>& promotedItemKeys,
+                                                         bool isControlGroup) {
   if (experienceId.empty()) return std::nullopt;
   Json payload = Json::object();
   if (messageId && !messageId->empty()) {

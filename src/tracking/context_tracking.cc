@@ -55,13 +55,14 @@ void TSRContextImpl::viewItem(const std::shared_ptr<TSRItem>& item, const std::o
   ViewItemObject(item, TSRItemAction_viewItem, actionName, "-[TSRContext viewItem:actionName:]");
 }
 
-void TSRContextImpl::viewItemDetail(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewItemDetail(const std::shared_ptr<TSRItem>& item,
+                                    const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(item, TSRItemAction_viewItemDetail, actionName, "-[TSRContext viewItemDetail:actionName:]");
 }
 
 void TSRContextImpl::viewCategory(const std::shared_ptr<TSRCategory>& category,
-                              const std::optional<std::string>& actionName) {
+                                  const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(category, TSRItemAction_viewCategory, actionName, "-[TSRContext viewCategory:actionName:]");
 }
@@ -72,7 +73,7 @@ void TSRContextImpl::viewTag(const std::shared_ptr<TSRTag>& tag, const std::opti
 }
 
 void TSRContextImpl::ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
-                                const std::optional<std::string>& actionName, const char* tag) {
+                                    const std::optional<std::string>& actionName, const char* tag) {
   // Both texts are written here, on the caller's thread, as the JSON
   // would be: the app's objects are read nowhere else.
   std::optional<PlainItemView> plain;
@@ -93,7 +94,7 @@ void TSRContextImpl::ViewItemObject(const std::shared_ptr<TSRItem>& item, const 
 }
 
 void TSRContextImpl::ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
-                                     const std::optional<std::string>& actionName) {
+                                         const std::optional<std::string>& actionName) {
   // What ViewItemOnMain does with an item that passes every check, in the
   // same order: the previous item's ping, this item kept, its view event.
   ForgetPingableItem();
@@ -102,7 +103,7 @@ void TSRContextImpl::ViewPlainItemOnMain(std::string itemText, std::string conde
 }
 
 void TSRContextImpl::viewItemWithDictionary(Json item, const std::string& itemAction,
-                                        const std::optional<std::string>& actionName) {
+                                            const std::optional<std::string>& actionName) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(
       *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
@@ -114,7 +115,7 @@ void TSRContextImpl::viewItemWithDictionary(Json item, const std::string& itemAc
 }
 
 void TSRContextImpl::ViewItemOnMain(Json item, const std::string& itemAction,
-                                const std::optional<std::string>& actionName) {
+                                    const std::optional<std::string>& actionName) {
   if (item.is_null() || !hasRequiredStringFields(item)) {
     setCurrentViewItemPingable(nullptr);
     return;
@@ -143,7 +144,7 @@ void TSRContextImpl::ViewItemOnMain(Json item, const std::string& itemAction,
 }
 
 void TSRContextImpl::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
-                                 const std::optional<std::string>& actionName) {
+                                     const std::optional<std::string>& actionName) {
   registerContextId();
   std::string action = itemAction.value_or("");
   if (actionName && !actionName->empty() && *actionName != action) {
@@ -296,8 +297,12 @@ void TSRContextImpl::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campa
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackStat:]", [self, campaign, statType] {
     if (self->FacadeDisabled() || !campaign) return;
     Json stats = Json::array();
-    if (auto experience = TSRCampaignImpl::toStatPayloadType(*campaign, statType, true)) stats.push_back(std::move(*experience));
-    if (auto message = TSRCampaignImpl::toStatPayloadType(*campaign, statType, false)) stats.push_back(std::move(*message));
+    if (auto experience = TSRCampaignImpl::toStatPayloadType(*campaign, statType, true)) {
+      stats.push_back(std::move(*experience));
+    }
+    if (auto message = TSRCampaignImpl::toStatPayloadType(*campaign, statType, false)) {
+      stats.push_back(std::move(*message));
+    }
     self->trackStats(std::move(stats), campaign->test());
   });
 }

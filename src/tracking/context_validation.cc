@@ -82,7 +82,7 @@ void TSRContextImpl::logUnknownItemFields(const Json& item) {
 }
 
 void TSRContextImpl::logUnknownFields(const Json& object, const std::string& objectName,
-                                  const TSRFieldSet& knownFields) {
+                                      const TSRFieldSet& knownFields) {
   if (!object.is_object()) return;
   for (const auto& [key, value] : object.items()) {
     if (knownFields.count(key)) continue;

@@ -230,7 +230,8 @@ TEST_F(ScreenTest, OnlyACustomScreenCanBeMadeVisibleByTheApp) {
                                "] Ignoring attempt to set visibility of 'tessarinScreen', vc " + vc->description(),
                            TSRLogLevelWarn));
 
-  auto custom = TSRScreenCustomImpl::initWithViewAction("  Cart \n", facade);
+  // Driven through the interface the app holds.
+  std::shared_ptr<TSRScreenCustom> custom = TSRScreenCustomImpl::initWithViewAction("  Cart \n", facade);
   custom->setVisible(true);
   sim->runUntilIdle();
   EXPECT_TRUE(custom->isActive());
