@@ -8,8 +8,8 @@
 
 #include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
-#include "tessarin/campaign.h"
 #include "tracking/campaign_dispatcher.h"
+#include "tracking/campaign_impl.h"
 #include "util/config.h"
 
 namespace tessarin {
@@ -42,7 +42,7 @@ void BM_CampaignHandleWithHandlerAllowed(benchmark::State& state) {
   }
   long handled = 0;
   dispatcher.setHandler([&handled](const std::shared_ptr<TSRCampaign>&) { ++handled; }, "12", "hero");
-  auto campaign = TSRCampaign::campaignWithJSON(CampaignJSON(), config, sim->now(Clock::kWall));
+  auto campaign = TSRCampaignImpl::campaignWithJSON(CampaignJSON(), config, sim->now(Clock::kWall));
   if (!campaign) {
     state.SkipWithError("campaign did not parse");
     return;
@@ -62,7 +62,7 @@ void BM_CampaignHandleWithHandlerAllowedSafely(benchmark::State& state) {
   dispatcher.registerContextIdIfNecessary("12");
   dispatcher.setDispatchingAllowed(true, "12");
   dispatcher.setHandler([](const std::shared_ptr<TSRCampaign>&) {}, "12", "hero");
-  auto campaign = TSRCampaign::campaignWithJSON(CampaignJSON(), config, sim->now(Clock::kWall));
+  auto campaign = TSRCampaignImpl::campaignWithJSON(CampaignJSON(), config, sim->now(Clock::kWall));
   for (auto _ : state) dispatcher.handleCampaign(campaign);
 }
 BENCHMARK(BM_CampaignHandleWithHandlerAllowedSafely);

@@ -9,7 +9,7 @@
 #include "core/composition_root.h"
 #include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
-#include "tessarin/screen.h"
+#include "tracking/screen_impl.h"
 #include "util/config.h"
 #include "util/host_app.h"
 

@@ -2,10 +2,14 @@
 // registered on a context receives it.
 //
 // A campaign is one experience of a campaign carrying exactly one message for
-// one target on one context. A data message (TSRCampaignDataMessage) carries
-// key-value data that the app renders itself; an in-app message
-// (TSRCampaignUiMessage) is rendered by the SDK. Campaigns are immutable once
-// made; they are made only from the service's JSON.
+// one target on one context. A data message carries key-value data that the
+// app renders itself; an in-app message is rendered by the SDK and never
+// reaches an app's handler.
+// Campaigns are immutable once made; the SDK makes them from the service's
+// JSON.
+//
+// Thread contract: a campaign never changes, so every member may be called
+// from any thread.
 #ifndef TESSARIN_CAMPAIGN_H_
 #define TESSARIN_CAMPAIGN_H_
 
@@ -20,15 +24,6 @@
 
 namespace tessarin {
 
-class TSRConfig;
-
-// Statistics a context reports about a campaign.
-enum TSRCampaignStatType : long {
-  TSRCampaignStatType_impression = 0,
-  TSRCampaignStatType_clickthrough = 1,
-  TSRCampaignStatType_dismissal = 2,
-};
-
 inline constexpr const char* TSRCampaignUserGroup_control = "Control";
 inline constexpr const char* TSRCampaignUserGroup_default = "Default";
 inline constexpr const char* TSRCampaignMessageType_data = "tsr_md";
@@ -37,24 +32,6 @@ inline constexpr const char* TSRCampaignMessageType_ui = "tsr_mn";
 class TESSARIN_EXPORT TSRCampaign {
  public:
   virtual ~TSRCampaign() = default;
-
-  // The campaign described by one element of a response's campaigns, or
-  // null (logged) when it is malformed or not meant for an app handler.
-  // `config` supplies the default time to live; `now` is the wall clock in
-  // seconds since 1970, from which the expiration time is counted.
-  static std::shared_ptr<TSRCampaign> campaignWithJSON(const Json& json, const TSRConfig& config, double now);
-
-  // The valid elements of a promoted-item-keys array (dictionaries whose
-  // keys are all strings), or nothing for a missing or empty array.
-  static std::optional<Json> validatePromotedItemKeys(const Json* promotedItemKeys);
-
-  // A stat payload, or nothing when the experience id is empty or the type
-  // unknown. A message id makes it a message-level payload.
-  static std::optional<Json> statPayloadWithType(long statType, const std::string& experienceId,
-                                                 const std::optional<std::string>& messageId,
-                                                 const std::optional<Json>& promotedItemKeys, bool isControlGroup);
-  static std::optional<std::string> statTypeToString(long statType);
-  std::optional<Json> toStatPayloadType(long statType, bool isExperience) const;
 
   bool isControlGroup() const { return is_control_group_; }
   bool test() const { return test_; }
@@ -85,13 +62,10 @@ class TESSARIN_EXPORT TSRCampaign {
   std::string description() const;
 
  protected:
+  // Made only by the SDK, which fills in the fields below from the
+  // service's JSON.
   TSRCampaign() = default;
-  // The initialiser both kinds of message share: reads the campaign and
-  // message fields, answers false (logged) when a required one is missing.
-  bool initWithJSONMessageData(const Json& json, const Json& message, const Json* data, const TSRConfig& config,
-                               double now);
 
- private:
   bool is_control_group_ = false;
   bool test_ = false;
   std::string target_;
@@ -106,22 +80,6 @@ class TESSARIN_EXPORT TSRCampaign {
   std::string context_id_;
   std::optional<std::string> message_content_hash_;
   std::optional<double> expiration_time_;
-};
-
-class TESSARIN_EXPORT TSRCampaignDataMessage : public TSRCampaign {
- public:
-  static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
-
- private:
-  TSRCampaignDataMessage() = default;  // made only from JSON
-};
-
-class TESSARIN_EXPORT TSRCampaignUiMessage : public TSRCampaign {
- public:
-  static std::shared_ptr<TSRCampaign> initWithJSON(const Json& json, const TSRConfig& config, double now);
-
- private:
-  TSRCampaignUiMessage() = default;  // made only from JSON
 };
 
 // What a host app registers on a context for one target. It runs on the

@@ -4,20 +4,17 @@
 // Every context has an identifier, its contextId, sent with each of its
 // events so that the service's campaigns come back to the same context. The
 // façade owns the global context ("Global", Tessarin::globalContext()); each
-// tracked screen is a context of its own.
+// screen is a context of its own.
 //
-// Every public call returns at once and never raises: objects are turned
-// into JSON on the caller's thread, the rest happens on the main thread.
-// Invalid input is logged and not sent. A disabled SDK ignores every call.
+// Every call returns at once and never raises: objects are turned into JSON
+// on the caller's thread, the rest happens on the main thread. Invalid input
+// is logged and not sent. A disabled SDK ignores every call.
 #ifndef TESSARIN_CONTEXT_H_
 #define TESSARIN_CONTEXT_H_
 
-#include <cstdint>
 #include <memory>
 #include <optional>
-#include <unordered_set>
 #include <string>
-#include <vector>
 
 #include "tessarin/campaign.h"
 #include "tessarin/export.h"
@@ -29,187 +26,79 @@ namespace tessarin {
 // messages are only ever routed to it.
 inline constexpr const char* kGlobalContextId = "Global";
 
-// The JSON keys an object of one kind may carry.
-using TSRFieldSet = std::unordered_set<std::string>;
-
-class SdkFacade;
-class CampaignRouter;
 class TSRItem;
 class TSRCategory;
 class TSRTag;
 class TSRLineItem;
 class TSROrder;
 class TSRReview;
-namespace platform {
-class Platform;
-class Timer;
-}  // namespace platform
 
-class TESSARIN_EXPORT TSRContext : public std::enable_shared_from_this<TSRContext> {
+// The interface an app uses; the SDK's own implementation is internal.
+//
+// Thread contract: every member may be called from any thread. A report
+// reads the app's objects on the calling thread, before the call returns,
+// and is sent from the main thread; reports made from one thread are sent in
+// the order they were made. identifier() never changes. isActive() is
+// written on the main thread and may be read from any: from another thread
+// it tells the state as of a moment ago. Campaign handlers run on the main
+// thread.
+class TESSARIN_EXPORT TSRContext {
  public:
-  // A context on the shared instance, or on the given façade.
+  // A new context on the shared instance; null when there is none.
   static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier);
-  static std::shared_ptr<TSRContext> initWithIdentifier(const std::string& identifier,
-                                                        const std::shared_ptr<SdkFacade>& facade);
+
   TSRContext(const TSRContext&) = delete;
   TSRContext& operator=(const TSRContext&) = delete;
   virtual ~TSRContext();
 
   // --- Reporting. An action name other than the item action is sent as the
   // action, with the item action riding along under ".itemAction". ---
-  void viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName = std::nullopt);
-  void viewItemDetail(const std::shared_ptr<TSRItem>& item,
-                      const std::optional<std::string>& actionName = std::nullopt);
-  void viewCategory(const std::shared_ptr<TSRCategory>& category,
-                    const std::optional<std::string>& actionName = std::nullopt);
-  void viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName = std::nullopt);
-  void addToCart(const std::shared_ptr<TSRLineItem>& lineItem);
-  void removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem);
-  void viewCart(const std::shared_ptr<TSROrder>& order);
-  void purchase(const std::shared_ptr<TSROrder>& order);
-  void review(const std::shared_ptr<TSRItem>& item, const std::shared_ptr<TSRReview>& reviewDetails = nullptr);
-  void reviewWithDictionary(const Json& item, const Json& reviewDetails);
-  void share(const std::shared_ptr<TSRItem>& item);
-  void comment(const std::shared_ptr<TSRItem>& item);
-  void favorite(const std::shared_ptr<TSRItem>& item);
+  virtual void viewItem(const std::shared_ptr<TSRItem>& item,
+                        const std::optional<std::string>& actionName = std::nullopt) = 0;
+  virtual void viewItemDetail(const std::shared_ptr<TSRItem>& item,
+                              const std::optional<std::string>& actionName = std::nullopt) = 0;
+  virtual void viewCategory(const std::shared_ptr<TSRCategory>& category,
+                            const std::optional<std::string>& actionName = std::nullopt) = 0;
+  virtual void viewTag(const std::shared_ptr<TSRTag>& tag,
+                       const std::optional<std::string>& actionName = std::nullopt) = 0;
+  virtual void addToCart(const std::shared_ptr<TSRLineItem>& lineItem) = 0;
+  virtual void removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem) = 0;
+  virtual void viewCart(const std::shared_ptr<TSROrder>& order) = 0;
+  virtual void purchase(const std::shared_ptr<TSROrder>& order) = 0;
+  virtual void review(const std::shared_ptr<TSRItem>& item,
+                      const std::shared_ptr<TSRReview>& reviewDetails = nullptr) = 0;
+  // A review given as the JSON forms of the item and of the review.
+  virtual void reviewWithDictionary(const Json& item, const Json& reviewDetails) = 0;
+  virtual void share(const std::shared_ptr<TSRItem>& item) = 0;
+  virtual void comment(const std::shared_ptr<TSRItem>& item) = 0;
+  virtual void favorite(const std::shared_ptr<TSRItem>& item) = 0;
   // A free-form action, sent as given.
-  void trackAction(const std::string& action);
+  virtual void trackAction(const std::string& action) = 0;
 
   // Statistics of a campaign delivered to a handler of this context.
-  void trackImpression(const std::shared_ptr<TSRCampaign>& campaign);
-  void trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign);
-  void trackDismissal(const std::shared_ptr<TSRCampaign>& campaign);
+  virtual void trackImpression(const std::shared_ptr<TSRCampaign>& campaign) = 0;
+  virtual void trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign) = 0;
+  virtual void trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) = 0;
   // A click-through of a push notification the app handled itself: the
   // notification's user info (ignored unless it carries "tsr-eid") and the
   // action identifier of the user's response. It counts as a click
   // whatever the action and whatever the swizzling switch: the app says
   // the user opened it.
-  void trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier);
+  virtual void trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier) = 0;
 
   // Campaigns for `target` answered to this context go to `handler`, on the
   // main thread; a null handler clears it. Targets beginning with "tsr" (in
   // any case) are the SDK's own and refused.
-  void setCampaignHandler(TSRCampaignHandler handler, const std::string& target);
+  virtual void setCampaignHandler(TSRCampaignHandler handler, const std::string& target) = 0;
 
-  // The item whose time on page is reported while it is on screen (JSON
-  // form, or null for none).
-  void setCurrentViewItemPingable(const Json& item);
-
-  const std::string& identifier() const { return identifier_; }
-  bool isActive() const { return active_; }
-
-  // --- Used by the SDK's own parts (screens, the message manager). ---
-  bool checkAppState() const;
-  bool checkUserIdle() const;
-  // The view action of a screen; a plain context has none.
-  virtual std::optional<std::string> viewAction() const { return std::nullopt; }
-  void registerObservers();
-  void startSystemsAsNecessary();
-  // A screen narrows these to its visibility (see TSRScreen).
-  virtual void stopSystemsAsNecessary();
-  virtual bool allowSetActive(bool active);
-  void setActivePrivate(bool active);
-  virtual void registerContextId();
-  void sendViewAction();
-  void sendAndClearPing();
-  void restartOrClearPingTimer();
-  void trackStats(Json stats, bool testing);
-  void trackItemFields(Json fields, const std::optional<std::string>& itemAction,
-                       const std::optional<std::string>& actionName);
-  void setCampaignHandler(TSRCampaignHandler handler, const std::string& target, bool checkPrefix);
-  // Dictionary-level operations behind the object-level ones; each hops to
-  // the main thread.
-  void viewItemWithDictionary(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
-  void trackItemAction(const std::string& itemAction, Json lineItemOrOrder, bool isOrder);
-  void trackItem(Json item, const std::string& interaction);
-
-  // Validation and condensing. Each error or warning logged counts in
-  // promoteWarnings.
-  bool isRequiredObjectMissing(const Json* object, const std::string& objectName);
-  bool isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind);
-  bool hasRequiredStringFields(const Json& item);
-  void logUnknownItemFields(const Json& item);
-  void logUnknownFields(const Json& object, const std::string& objectName, const TSRFieldSet& knownFields);
-  std::optional<std::string> stringifyItemToJson(const Json* item);
-  static Json pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames);
-  static Json stripEmptyCategoriesAndTagsFromItem(const Json& item);
-  std::optional<Json> sparsifyItem(const Json& item);
-  std::optional<Json> sparsifyLineItem(const Json& lineItem);
-  std::optional<Json> sparsifyLineItemsInOrder(const Json& order);
-
-  std::int64_t promoteWarnings() const { return promote_warnings_; }
-  double pingMaxDelay() const { return ping_max_delay_; }
-  double pingViewTimeStart() const { return ping_view_time_start_; }
-  const std::shared_ptr<platform::Timer>& pingTimer() const { return ping_timer_; }
-  // The condensed item the next ping reports, as JSON text; nothing while
-  // there is none.
-  std::optional<std::string> currentViewItemPingableSparseJson() const;
-  std::size_t observerCount() const { return observers_.size(); }
+  virtual const std::string& identifier() const = 0;
+  // Whether campaigns answered to this context are delivered now: the SDK
+  // runs, the app is in the foreground, the user is not idle (and a screen
+  // is visible).
+  virtual bool isActive() const = 0;
 
  protected:
-  TSRContext(std::string identifier, const std::shared_ptr<SdkFacade>& facade);
-  // Schedules the observers; a subclass calls it once it is owned by a
-  // shared pointer.
-  void InitObservers();
-  std::shared_ptr<SdkFacade> Facade() const { return facade_.lock(); }
-  // The façade's dispatcher, or null while there is none (disabled, gone).
-  std::shared_ptr<CampaignRouter> Dispatcher() const;
-  platform::Platform& platform() const { return *platform_; }
-  bool FacadeDisabled() const;
-  bool AppIsActive() const;
-  bool UserIsIdle() const;
-  void setPingTimer(std::shared_ptr<platform::Timer> timer);
-
- private:
-  void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
-  void ViewItemOnMain(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
-  // An item view of a catalog object: straight from the object to its
-  // texts when it is plain, through its JSON otherwise.
-  void ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
-                      const std::optional<std::string>& actionName, const char* tag);
-  void ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
-                           const std::optional<std::string>& actionName);
-  void Warn() { ++promote_warnings_; }
-  // Sends the pending ping and forgets its item, then says whether `item`
-  // may become the pingable one. Logs and counts what condensing it and
-  // writing the result would, but builds nothing: a view's condensed item
-  // is rarely pinged before the next view replaces it. A view has already
-  // checked the item's required fields (`requiredFieldsChecked`).
-  bool ReplacePingableItem(const Json& item, bool requiredFieldsChecked);
-  // Sends the pending ping and forgets its item.
-  void ForgetPingableItem();
-  // Keeps an item ReplacePingableItem accepted and times its ping.
-  void KeepPingableItem(Json item);
-  // Keeps a plain item, as its condensed text, and times its ping.
-  void KeepPingableText(std::string condensedText);
-  bool HasPingableItem() const { return current_view_item_pingable_ || current_view_item_pingable_text_; }
-  // The condensed pingable item, as text and as JSON.
-  std::string PingableItemText() const;
-  Json PingableItemCondensed() const;
-  enum class Condensable { kRefused, kUnwritable, kWritable };
-  // sparsifyItem's checks and log lines, without building the result, and
-  // whether that result could be written.
-  Condensable CheckCondensable(const Json& item, bool requiredFieldsChecked);
-  // sparsifyItem's result for an item CheckCondensable did not refuse,
-  // built silently.
-  static Json CondenseCheckedItem(const Json& item);
-
-  bool active_ = false;
-  std::vector<std::uint64_t> observers_;
-  double ping_max_delay_ = 0;
-  double ping_view_time_start_ = 0;
-  std::shared_ptr<platform::Timer> ping_timer_;
-  // The viewed item, already checked, kept for its ping: either in full,
-  // condensed and written out only when a ping goes (most views are
-  // followed by another view long before their ping is due), or, for a
-  // plain catalog object, as the condensed text written with the view.
-  std::optional<Json> current_view_item_pingable_;
-  std::optional<std::string> current_view_item_pingable_text_;
-  std::int64_t promote_warnings_ = 0;
-  std::string identifier_;
-
-  std::weak_ptr<SdkFacade> facade_;
-  std::shared_ptr<platform::Platform> platform_;
+  TSRContext() = default;
 };
 
 }  // namespace tessarin

@@ -19,7 +19,7 @@ namespace tessarin {
 
 class Environment;
 class TSRConfig;
-class TSRContext;
+class TSRContextImpl;
 class TSRIdleTracking;
 class EventQueue;
 class CampaignRouter;
@@ -44,7 +44,8 @@ class SdkFacade {
 
   virtual Environment& environment() = 0;
   virtual TSRConfig& config() = 0;
-  virtual std::shared_ptr<TSRContext> globalContext() const = 0;
+  // The global context, as the SDK's own parts use it; null while disabled.
+  virtual std::shared_ptr<TSRContextImpl> globalTrackingContext() const = 0;
   // Collaborators; null while not part of the build or while disabled.
   virtual std::shared_ptr<EventQueue> eventSender() const = 0;
   virtual std::shared_ptr<CampaignRouter> campaignDispatcher() const = 0;

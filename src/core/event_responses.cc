@@ -6,7 +6,7 @@
 #include "base/log.h"
 #include "core/tessarin_impl.h"
 #include "platform/platform.h"
-#include "tessarin/campaign.h"
+#include "tracking/campaign_impl.h"
 #include "util/config.h"
 #include "util/dictionary_util.h"
 
@@ -66,7 +66,7 @@ void TessarinImpl::handleEventResponses(const Json& responses) {
         TSR_LOG_WARN("Campaign: ignoring, expected NSDictionary but found %@", JsonClassName(campaign));
         continue;
       }
-      auto parsed = TSRCampaign::campaignWithJSON(campaign, *config_, platform_->now(platform::Clock::kWall));
+      auto parsed = TSRCampaignImpl::campaignWithJSON(campaign, *config_, platform_->now(platform::Clock::kWall));
       if (parsed && campaign_dispatcher_) campaign_dispatcher_->handleCampaign(parsed);
     }
   }

@@ -13,7 +13,7 @@
 #include "platform/platform.h"
 #include "push/app_delegate_swizzling.h"
 #include "push/notification_center_swizzling.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tracking/idle_tracking.h"
 #include "tracking/view_controller_tracking.h"
 #include "util/config.h"
@@ -57,7 +57,7 @@ void TessarinImpl::InitPrivate() {
   if (auto disable = config_->boolForKey("disable")) disabled_ = *disable;
   if (auto level = config_->longForKey("logLevel")) TSRLogger::setLogLevel(static_cast<long>(*level));
 
-  global_context_ = TSRContext::initWithIdentifier(kGlobalContextId, shared_from_this());
+  global_context_ = TSRContextImpl::initWithIdentifier(kGlobalContextId, shared_from_this());
   idle_tracking_ = TSRIdleTracking::trackingForFacade(shared_from_this(), &TSRAppDelegateSwizzling::swizzleDelegateClass);
 
   sender_ = di_->senderWithConfig(*config_);
@@ -355,7 +355,9 @@ void TessarinImpl::TrackOnGlobalContext(const std::string& action) {
   if (auto context = globalContext()) context->trackAction(action);
 }
 
-std::shared_ptr<TSRContext> TessarinImpl::globalContext() const {
+std::shared_ptr<TSRContext> TessarinImpl::globalContext() const { return globalTrackingContext(); }
+
+std::shared_ptr<TSRContextImpl> TessarinImpl::globalTrackingContext() const {
   if (disabled_) return nullptr;
   return global_context_;
 }

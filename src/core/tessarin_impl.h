@@ -23,6 +23,7 @@ namespace tessarin {
 
 class TSRConfig;
 class TSRContext;
+class TSRContextImpl;
 class TSRIdleTracking;
 class TSRUtilityDI;
 class Environment;
@@ -92,6 +93,7 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   bool handleOpenURL(const std::optional<std::string>& url) override;
 
   std::shared_ptr<TSRContext> globalContext() const override;
+  std::shared_ptr<TSRContextImpl> globalTrackingContext() const override;
   TSRConfig& config() override { return *config_; }
 
   // Sends everything queued now, without waiting out a retry delay, and
@@ -211,7 +213,7 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   std::optional<std::string> account_id_;
 
   Json attributes_ = Json::object();
-  std::shared_ptr<TSRContext> global_context_;
+  std::shared_ptr<TSRContextImpl> global_context_;
 
   bool observers_always_registered_ = false;
   std::vector<std::uint64_t> observers_always_;

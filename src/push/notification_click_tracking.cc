@@ -5,9 +5,9 @@
 #include "base/log.h"
 #include "base/sdk_facade.h"
 #include "platform/user_notifications.h"
-#include "tessarin/campaign.h"
-#include "tessarin/context.h"
 #include "tessarin/sdk_info.h"
+#include "tracking/campaign_impl.h"
+#include "tracking/context_impl.h"
 #include "util/dictionary_util.h"
 #include "util/json_util.h"
 
@@ -38,12 +38,12 @@ void TSRNotificationClickTracking::trackClickIfNecessary(SdkFacade& facade, cons
 
   std::optional<Json> keys_array =
       TSRUtilityJSON::jsonArrayFromString(StringValue(userInfo, TSRPushPayload_promotedItemKeys));
-  std::optional<Json> keys = TSRCampaign::validatePromotedItemKeys(keys_array ? &*keys_array : nullptr);
+  std::optional<Json> keys = TSRCampaignImpl::validatePromotedItemKeys(keys_array ? &*keys_array : nullptr);
 
   TSR_LOG_INFO("Notification: Found %@experience [%@], tracking click", test_word, *experience_id);
-  std::optional<Json> payload = TSRCampaign::statPayloadWithType(TSRCampaignStatType_clickthrough, *experience_id,
+  std::optional<Json> payload = TSRCampaignImpl::statPayloadWithType(TSRCampaignStatType_clickthrough, *experience_id,
                                                                   std::nullopt, keys, false);
-  auto context = facade.globalContext();
+  auto context = facade.globalTrackingContext();
   if (!payload || !context) return;
   Json stats = Json::array();
   stats.push_back(std::move(*payload));

@@ -4,7 +4,7 @@
 // element and goes on with the rest of the response. Optional parts that are
 // malformed (an unknown user group, a bad promoted item) are skipped with a
 // warning and the campaign is kept.
-#include "tessarin/campaign.h"
+#include "tracking/campaign_impl.h"
 
 #include <vector>
 
@@ -94,7 +94,7 @@ const Json* SingleMessage(const Json& json, const char* arrayKey, const char* ex
 
 }  // namespace
 
-std::shared_ptr<TSRCampaign> TSRCampaign::campaignWithJSON(const Json& json, const TSRConfig& config, double now) {
+std::shared_ptr<TSRCampaign> TSRCampaignImpl::campaignWithJSON(const Json& json, const TSRConfig& config, double now) {
   if (!json.is_object() || json.empty()) {
     TSR_LOG_ERROR("Campaign: JSON nil/empty");
     return nullptr;
@@ -144,8 +144,8 @@ std::shared_ptr<TSRCampaign> TSRCampaignUiMessage::initWithJSON(const Json& json
   return campaign;
 }
 
-bool TSRCampaign::initWithJSONMessageData(const Json& json, const Json& message, const Json* data,
-                                          const TSRConfig& config, double now) {
+bool TSRCampaignImpl::initWithJSONMessageData(const Json& json, const Json& message, const Json* data,
+                                              const TSRConfig& config, double now) {
   if (!json.is_object()) return false;
   json_ = json;
   // Every missing required element is collected so that one line names them all.
@@ -205,7 +205,7 @@ bool TSRCampaign::initWithJSONMessageData(const Json& json, const Json& message,
   return true;
 }
 
-std::optional<Json> TSRCampaign::validatePromotedItemKeys(const Json* promotedItemKeys) {
+std::optional<Json> TSRCampaignImpl::validatePromotedItemKeys(const Json* promotedItemKeys) {
   if (!promotedItemKeys || !promotedItemKeys->is_array() || promotedItemKeys->empty()) return std::nullopt;
   Json valid = Json::array();
   for (const Json& item : *promotedItemKeys) {
@@ -244,16 +244,18 @@ std::string TSRCampaign::description() const {
                            message_id_});
 }
 
-std::optional<Json> TSRCampaign::toStatPayloadType(long statType, bool isExperience) const {
+std::optional<Json> TSRCampaignImpl::toStatPayloadType(const TSRCampaign& campaign, long statType,
+                                                       bool isExperience) {
   std::optional<std::string> messageId;
-  if (!isExperience) messageId = message_id_;
-  return statPayloadWithType(statType, experience_id_, messageId, promoted_item_keys_, is_control_group_);
+  if (!isExperience) messageId = campaign.messageId();
+  return statPayloadWithType(statType, campaign.experienceId(), messageId, campaign.promotedItemKeys(),
+                             campaign.isControlGroup());
 }
 
-std::optional<Json> TSRCampaign::statPayloadWithType(long statType, const std::string& experienceId,
-                                                     const std::optional<std::string>& messageId,
-                                                     const std::optional<Json>& promotedItemKeys,
-                                                     bool isControlGroup) {
+std::optional<Json> TSRCampaignImpl::statPayloadWithType(long statType, const std::string& experienceId,
+                                                         const std::optional<std::string>& messageId,
+                                                         const std::optional<Json>& promotedItemKeys,
+                                                         bool isControlGroup) {
   if (experienceId.empty()) return std::nullopt;
   Json payload = Json::object();
   if (messageId && !messageId->empty()) {
@@ -274,7 +276,7 @@ std::optional<Json> TSRCampaign::statPayloadWithType(long statType, const std::s
   return payload;
 }
 
-std::optional<std::string> TSRCampaign::statTypeToString(long statType) {
+std::optional<std::string> TSRCampaignImpl::statTypeToString(long statType) {
   switch (statType) {
     case TSRCampaignStatType_impression: return "i";
     case TSRCampaignStatType_clickthrough: return "c";

@@ -1,5 +1,5 @@
-// TSRContext: creation, active state and time-on-page pings.
-#include "tessarin/context.h"
+// TSRContextImpl: creation, active state and time-on-page pings.
+#include "tracking/context_impl.h"
 
 #include <algorithm>
 
@@ -26,29 +26,31 @@ constexpr int kStateBackground = 2;
 
 }  // namespace
 
+TSRContext::~TSRContext() = default;
+
 std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier) {
-  return initWithIdentifier(identifier, sharedSdkFacade());
+  return TSRContextImpl::initWithIdentifier(identifier, sharedSdkFacade());
 }
 
-std::shared_ptr<TSRContext> TSRContext::initWithIdentifier(const std::string& identifier,
-                                                           const std::shared_ptr<SdkFacade>& facade) {
+std::shared_ptr<TSRContextImpl> TSRContextImpl::initWithIdentifier(const std::string& identifier,
+                                                                   const std::shared_ptr<SdkFacade>& facade) {
   if (!facade) return nullptr;
-  std::shared_ptr<TSRContext> context(new TSRContext(identifier, facade));
+  std::shared_ptr<TSRContextImpl> context(new TSRContextImpl(identifier, facade));
   context->InitObservers();
   return context;
 }
 
-TSRContext::TSRContext(std::string identifier, const std::shared_ptr<SdkFacade>& facade)
+TSRContextImpl::TSRContextImpl(std::string identifier, const std::shared_ptr<SdkFacade>& facade)
     : identifier_(std::move(identifier)), facade_(facade), platform_(facade->environment().platformPtr()) {}
 
-void TSRContext::InitObservers() {
-  std::weak_ptr<TSRContext> weak = weak_from_this();
+void TSRContextImpl::InitObservers() {
+  std::weak_ptr<TSRContextImpl> weak = weak_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext initWithIdentifier:]", [weak] {
     if (auto self = weak.lock()) self->registerObservers();
   });
 }
 
-TSRContext::~TSRContext() {
+TSRContextImpl::~TSRContextImpl() {
   TSR_LOG_DEBUG("Context: [%@] Dealloc", identifier_);
   platform::NotificationCenter& center = platform_->notificationCenter();
   for (auto token : observers_) center.removeObserver(token);
@@ -57,10 +59,10 @@ TSRContext::~TSRContext() {
   if (auto dispatcher = Dispatcher()) dispatcher->unregisterContextId(identifier_);
 }
 
-void TSRContext::registerObservers() {
+void TSRContextImpl::registerObservers() {
   if (!observers_.empty()) return;
   platform::NotificationCenter& center = platform_->notificationCenter();
-  std::weak_ptr<TSRContext> weak = weak_from_this();
+  std::weak_ptr<TSRContextImpl> weak = weak_from_this();
   auto observe = [&](const char* name, bool start) {
     auto platform = platform_;
     observers_.push_back(center.addObserver(
@@ -82,41 +84,41 @@ void TSRContext::registerObservers() {
   observe(TessarinNotificationUserIdle, false);
 }
 
-std::shared_ptr<CampaignRouter> TSRContext::Dispatcher() const {
+std::shared_ptr<CampaignRouter> TSRContextImpl::Dispatcher() const {
   auto facade = Facade();
   return facade ? facade->campaignDispatcher() : nullptr;
 }
 
 // --- Facts read on every use ---
 
-bool TSRContext::checkAppState() const {
+bool TSRContextImpl::checkAppState() const {
   auto facade = Facade();
   return !facade || facade->config().boolForKey("contextChecksAppState").value_or(true);
 }
 
-bool TSRContext::checkUserIdle() const {
+bool TSRContextImpl::checkUserIdle() const {
   auto facade = Facade();
   return !facade || facade->config().boolForKey("contextChecksUserIdle").value_or(true);
 }
 
-bool TSRContext::FacadeDisabled() const {
+bool TSRContextImpl::FacadeDisabled() const {
   auto facade = Facade();
   return !facade || facade->disabled();
 }
 
-bool TSRContext::AppIsActive() const {
+bool TSRContextImpl::AppIsActive() const {
   auto facade = Facade();
   return facade && facade->environment().hostApp().appStateIs(kStateActive);
 }
 
-bool TSRContext::UserIsIdle() const {
+bool TSRContextImpl::UserIsIdle() const {
   auto facade = Facade();
   return !facade || facade->environment().hostApp().userIdle();
 }
 
 // --- Active state ---
 
-bool TSRContext::allowSetActive(bool active) {
+bool TSRContextImpl::allowSetActive(bool active) {
   auto facade = Facade();
   bool running = facade && facade->runningAndNotDesignMode();
   if (active) {
@@ -130,7 +132,7 @@ bool TSRContext::allowSetActive(bool active) {
   return false;
 }
 
-void TSRContext::setActivePrivate(bool active) {
+void TSRContextImpl::setActivePrivate(bool active) {
   if (active == active_) return;
   auto dispatcher = Dispatcher();
   if (!active) {
@@ -147,7 +149,7 @@ void TSRContext::setActivePrivate(bool active) {
   }
 }
 
-void TSRContext::startSystemsAsNecessary() {
+void TSRContextImpl::startSystemsAsNecessary() {
   if (!active_ && allowSetActive(true)) setActivePrivate(true);
   if (!active_) return;
   if ((!checkAppState() || AppIsActive()) && (!checkUserIdle() || !UserIsIdle())) {
@@ -157,7 +159,7 @@ void TSRContext::startSystemsAsNecessary() {
   if (!ping_timer_) restartOrClearPingTimer();
 }
 
-void TSRContext::stopSystemsAsNecessary() {
+void TSRContextImpl::stopSystemsAsNecessary() {
   if (active_ && allowSetActive(false)) setActivePrivate(false);
   if (FacadeDisabled()) setCurrentViewItemPingable(nullptr);
   if (!active_) return;
@@ -171,11 +173,11 @@ void TSRContext::stopSystemsAsNecessary() {
   if (!app_active || user_idle) sendAndClearPing();
 }
 
-void TSRContext::registerContextId() {
+void TSRContextImpl::registerContextId() {
   if (auto dispatcher = Dispatcher()) dispatcher->registerContextIdIfNecessary(identifier_);
 }
 
-void TSRContext::sendViewAction() {
+void TSRContextImpl::sendViewAction() {
   auto action = viewAction();
   if (!action || action->empty()) return;
   if (auto facade = Facade()) facade->sendAction(*action, identifier_, Json{{".pv", ""}});
@@ -183,11 +185,11 @@ void TSRContext::sendViewAction() {
 
 // --- Time-on-page pings ---
 
-void TSRContext::setCurrentViewItemPingable(const Json& item) {
+void TSRContextImpl::setCurrentViewItemPingable(const Json& item) {
   if (ReplacePingableItem(item, false)) KeepPingableItem(item);
 }
 
-void TSRContext::ForgetPingableItem() {
+void TSRContextImpl::ForgetPingableItem() {
   if (!HasPingableItem()) return;
   sendAndClearPing();
   if (current_view_item_pingable_) {
@@ -198,7 +200,7 @@ void TSRContext::ForgetPingableItem() {
   current_view_item_pingable_text_.reset();
 }
 
-bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
+bool TSRContextImpl::ReplacePingableItem(const Json& item, bool requiredFieldsChecked) {
   ForgetPingableItem();
   if (item.is_null()) return false;
   Condensable condensable = CheckCondensable(item, requiredFieldsChecked);
@@ -210,33 +212,33 @@ bool TSRContext::ReplacePingableItem(const Json& item, bool requiredFieldsChecke
   return false;
 }
 
-void TSRContext::KeepPingableItem(Json item) {
+void TSRContextImpl::KeepPingableItem(Json item) {
   current_view_item_pingable_ = std::move(item);
   restartOrClearPingTimer();
 }
 
-void TSRContext::KeepPingableText(std::string condensedText) {
+void TSRContextImpl::KeepPingableText(std::string condensedText) {
   current_view_item_pingable_text_ = std::move(condensedText);
   restartOrClearPingTimer();
 }
 
-std::string TSRContext::PingableItemText() const {
+std::string TSRContextImpl::PingableItemText() const {
   if (current_view_item_pingable_text_) return *current_view_item_pingable_text_;
   return CompactJsonText(CondenseCheckedItem(*current_view_item_pingable_));
 }
 
-Json TSRContext::PingableItemCondensed() const {
+Json TSRContextImpl::PingableItemCondensed() const {
   // The text was written by the SDK from a plain item: it always parses.
   if (current_view_item_pingable_text_) return Json::parse(*current_view_item_pingable_text_);
   return CondenseCheckedItem(*current_view_item_pingable_);
 }
 
-std::optional<std::string> TSRContext::currentViewItemPingableSparseJson() const {
+std::optional<std::string> TSRContextImpl::currentViewItemPingableSparseJson() const {
   if (!HasPingableItem()) return std::nullopt;
   return PingableItemText();
 }
 
-void TSRContext::restartOrClearPingTimer() {
+void TSRContextImpl::restartOrClearPingTimer() {
   auto facade = Facade();
   double interval = 0;
   bool conditions = facade && active_ && HasPingableItem() && AppIsActive() && !UserIsIdle();
@@ -248,7 +250,7 @@ void TSRContext::restartOrClearPingTimer() {
   }
   ping_max_delay_ = interval;
   ping_view_time_start_ = platform_->now(platform::Clock::kWall);
-  std::weak_ptr<TSRContext> weak = weak_from_this();
+  std::weak_ptr<TSRContextImpl> weak = weak_from_this();
   setPingTimer(TSRUtilityTiming::createAndScheduleTimer(
       *platform_, "-[TSRContext restartOrClearPingTimer]", platform_->mainQueue(), false, interval, 0,
       std::min(0.1 * interval, 2.0), [weak] {
@@ -259,12 +261,12 @@ void TSRContext::restartOrClearPingTimer() {
       }));
 }
 
-void TSRContext::setPingTimer(std::shared_ptr<platform::Timer> timer) {
+void TSRContextImpl::setPingTimer(std::shared_ptr<platform::Timer> timer) {
   if (ping_timer_ && ping_timer_ != timer) TSRUtilityTiming::invalidateTimer(ping_timer_);
   ping_timer_ = std::move(timer);
 }
 
-void TSRContext::sendAndClearPing() {
+void TSRContextImpl::sendAndClearPing() {
   if (ping_view_time_start_ != 0 && HasPingableItem()) {
     double elapsed = platform_->now(platform::Clock::kWall) - ping_view_time_start_;
     // A late timer or a long stop must not report more than one interval.

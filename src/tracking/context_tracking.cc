@@ -1,4 +1,4 @@
-// TSRContext: the reporting operations. Objects become JSON on the caller's
+// TSRContextImpl: the reporting operations. Objects become JSON on the caller's
 // thread (so a host app's objects are never touched from another thread);
 // everything after that runs on the main thread, where the context's state
 // lives, and checks once more that the SDK is not disabled.
@@ -8,12 +8,13 @@
 #include "base/collaborators.h"
 #include "base/log.h"
 #include "base/sdk_facade.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tessarin/events.h"
 #include "tessarin/items.h"
 #include "tessarin/order.h"
 #include "tessarin/review.h"
 #include "tessarin/sdk_info.h"
+#include "tracking/campaign_impl.h"
 #include "tracking/plain_item_view.h"
 #include "util/safety.h"
 
@@ -49,29 +50,30 @@ bool HasReservedPrefix(const std::string& target) {
 
 // --- Item views ---
 
-void TSRContext::viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewItem(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(item, TSRItemAction_viewItem, actionName, "-[TSRContext viewItem:actionName:]");
 }
 
-void TSRContext::viewItemDetail(const std::shared_ptr<TSRItem>& item, const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewItemDetail(const std::shared_ptr<TSRItem>& item,
+                                    const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(item, TSRItemAction_viewItemDetail, actionName, "-[TSRContext viewItemDetail:actionName:]");
 }
 
-void TSRContext::viewCategory(const std::shared_ptr<TSRCategory>& category,
-                              const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewCategory(const std::shared_ptr<TSRCategory>& category,
+                                  const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(category, TSRItemAction_viewCategory, actionName, "-[TSRContext viewCategory:actionName:]");
 }
 
-void TSRContext::viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewTag(const std::shared_ptr<TSRTag>& tag, const std::optional<std::string>& actionName) {
   if (FacadeDisabled()) return;
   ViewItemObject(tag, TSRItemAction_viewTag, actionName, "-[TSRContext viewTag:actionName:]");
 }
 
-void TSRContext::ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
-                                const std::optional<std::string>& actionName, const char* tag) {
+void TSRContextImpl::ViewItemObject(const std::shared_ptr<TSRItem>& item, const std::string& itemAction,
+                                    const std::optional<std::string>& actionName, const char* tag) {
   // Both texts are written here, on the caller's thread, as the JSON
   // would be: the app's objects are read nowhere else.
   std::optional<PlainItemView> plain;
@@ -91,8 +93,8 @@ void TSRContext::ViewItemObject(const std::shared_ptr<TSRItem>& item, const std:
       });
 }
 
-void TSRContext::ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
-                                     const std::optional<std::string>& actionName) {
+void TSRContextImpl::ViewPlainItemOnMain(std::string itemText, std::string condensedText, const std::string& itemAction,
+                                         const std::optional<std::string>& actionName) {
   // What ViewItemOnMain does with an item that passes every check, in the
   // same order: the previous item's ping, this item kept, its view event.
   ForgetPingableItem();
@@ -100,8 +102,8 @@ void TSRContext::ViewPlainItemOnMain(std::string itemText, std::string condensed
   trackItemFields(ViewedItemFields(std::move(itemText)), itemAction, actionName);
 }
 
-void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction,
-                                        const std::optional<std::string>& actionName) {
+void TSRContextImpl::viewItemWithDictionary(Json item, const std::string& itemAction,
+                                            const std::optional<std::string>& actionName) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(
       *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
@@ -112,8 +114,8 @@ void TSRContext::viewItemWithDictionary(Json item, const std::string& itemAction
       });
 }
 
-void TSRContext::ViewItemOnMain(Json item, const std::string& itemAction,
-                                const std::optional<std::string>& actionName) {
+void TSRContextImpl::ViewItemOnMain(Json item, const std::string& itemAction,
+                                    const std::optional<std::string>& actionName) {
   if (item.is_null() || !hasRequiredStringFields(item)) {
     setCurrentViewItemPingable(nullptr);
     return;
@@ -141,8 +143,8 @@ void TSRContext::ViewItemOnMain(Json item, const std::string& itemAction,
   trackItemFields(ViewedItemFields(std::move(*text)), itemAction, actionName);
 }
 
-void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
-                                 const std::optional<std::string>& actionName) {
+void TSRContextImpl::trackItemFields(Json fields, const std::optional<std::string>& itemAction,
+                                     const std::optional<std::string>& actionName) {
   registerContextId();
   std::string action = itemAction.value_or("");
   if (actionName && !actionName->empty() && *actionName != action) {
@@ -154,27 +156,27 @@ void TSRContext::trackItemFields(Json fields, const std::optional<std::string>& 
 
 // --- Cart and orders ---
 
-void TSRContext::addToCart(const std::shared_ptr<TSRLineItem>& lineItem) {
+void TSRContextImpl::addToCart(const std::shared_ptr<TSRLineItem>& lineItem) {
   if (FacadeDisabled()) return;
   trackItemAction(TSRItemAction_addToCart, ToJson(lineItem, "-[TSRContext addToCart:]"), false);
 }
 
-void TSRContext::removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem) {
+void TSRContextImpl::removeFromCart(const std::shared_ptr<TSRLineItem>& lineItem) {
   if (FacadeDisabled()) return;
   trackItemAction(TSRItemAction_removeFromCart, ToJson(lineItem, "-[TSRContext removeFromCart:]"), false);
 }
 
-void TSRContext::viewCart(const std::shared_ptr<TSROrder>& order) {
+void TSRContextImpl::viewCart(const std::shared_ptr<TSROrder>& order) {
   if (FacadeDisabled()) return;
   trackItemAction(TSRItemAction_viewCart, ToJson(order, "-[TSRContext viewCart:]"), true);
 }
 
-void TSRContext::purchase(const std::shared_ptr<TSROrder>& order) {
+void TSRContextImpl::purchase(const std::shared_ptr<TSROrder>& order) {
   if (FacadeDisabled()) return;
   trackItemAction(TSRItemAction_purchase, ToJson(order, "-[TSRContext purchase:]"), true);
 }
 
-void TSRContext::trackItemAction(const std::string& itemAction, Json object, bool isOrder) {
+void TSRContextImpl::trackItemAction(const std::string& itemAction, Json object, bool isOrder) {
   auto self = shared_from_this();
   const char* tag = isOrder ? "-[TSRContext trackItemAction:withOrder:]" : "-[TSRContext trackItemAction:withLineItem:]";
   TSRUtilitySafety::runOnMainWithTag(*platform_, tag, [self, itemAction, object = std::move(object), isOrder] {
@@ -190,14 +192,14 @@ void TSRContext::trackItemAction(const std::string& itemAction, Json object, boo
 
 // --- Reviews ---
 
-void TSRContext::review(const std::shared_ptr<TSRItem>& item, const std::shared_ptr<TSRReview>& reviewDetails) {
+void TSRContextImpl::review(const std::shared_ptr<TSRItem>& item, const std::shared_ptr<TSRReview>& reviewDetails) {
   if (FacadeDisabled()) return;
   Json item_json = ToJson(item, "-[TSRContext review:reviewDetails:]");
   Json review_json = ToJson(reviewDetails, "-[TSRContext review:reviewDetails:]");
   reviewWithDictionary(item_json, review_json);
 }
 
-void TSRContext::reviewWithDictionary(const Json& item, const Json& reviewDetails) {
+void TSRContextImpl::reviewWithDictionary(const Json& item, const Json& reviewDetails) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext reviewWithDictionary:reviewDetails:]",
                                      [self, item, reviewDetails] {
@@ -225,22 +227,22 @@ void TSRContext::reviewWithDictionary(const Json& item, const Json& reviewDetail
 
 // --- Share, comment, favorite ---
 
-void TSRContext::share(const std::shared_ptr<TSRItem>& item) {
+void TSRContextImpl::share(const std::shared_ptr<TSRItem>& item) {
   if (FacadeDisabled()) return;
   trackItem(ToJson(item, "-[TSRContext share:]"), TSRItemAction_share);
 }
 
-void TSRContext::comment(const std::shared_ptr<TSRItem>& item) {
+void TSRContextImpl::comment(const std::shared_ptr<TSRItem>& item) {
   if (FacadeDisabled()) return;
   trackItem(ToJson(item, "-[TSRContext comment:]"), TSRItemAction_comment);
 }
 
-void TSRContext::favorite(const std::shared_ptr<TSRItem>& item) {
+void TSRContextImpl::favorite(const std::shared_ptr<TSRItem>& item) {
   if (FacadeDisabled()) return;
   trackItem(ToJson(item, "-[TSRContext favorite:]"), TSRItemAction_favorite);
 }
 
-void TSRContext::trackItem(Json item, const std::string& interaction) {
+void TSRContextImpl::trackItem(Json item, const std::string& interaction) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackItem:interaction:]",
                                      [self, item = std::move(item), interaction] {
@@ -258,7 +260,7 @@ void TSRContext::trackItem(Json item, const std::string& interaction) {
 
 // --- Free-form actions ---
 
-void TSRContext::trackAction(const std::string& action) {
+void TSRContextImpl::trackAction(const std::string& action) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackAction:]", [self, action] {
     if (self->FacadeDisabled()) return;
@@ -269,19 +271,19 @@ void TSRContext::trackAction(const std::string& action) {
 
 // --- Campaign statistics ---
 
-void TSRContext::trackImpression(const std::shared_ptr<TSRCampaign>& campaign) {
+void TSRContextImpl::trackImpression(const std::shared_ptr<TSRCampaign>& campaign) {
   TrackCampaignStat(campaign, TSRCampaignStatType_impression);
 }
 
-void TSRContext::trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign) {
+void TSRContextImpl::trackClickthrough(const std::shared_ptr<TSRCampaign>& campaign) {
   TrackCampaignStat(campaign, TSRCampaignStatType_clickthrough);
 }
 
-void TSRContext::trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) {
+void TSRContextImpl::trackDismissal(const std::shared_ptr<TSRCampaign>& campaign) {
   TrackCampaignStat(campaign, TSRCampaignStatType_dismissal);
 }
 
-void TSRContext::trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
+void TSRContextImpl::trackClickthrough(const Json& userInfo, const std::optional<std::string>& actionIdentifier) {
   if (!userInfo.is_object() || !userInfo.contains("tsr-eid")) return;
   // The app tells us the user opened it, so it is not asked whether it was
   // clicked. It comes as one of the app's own calls, which act only while
@@ -290,18 +292,22 @@ void TSRContext::trackClickthrough(const Json& userInfo, const std::optional<std
   if (auto facade = Facade()) facade->handleNotification(userInfo, actionIdentifier, false, false);
 }
 
-void TSRContext::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType) {
+void TSRContextImpl::TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackStat:]", [self, campaign, statType] {
     if (self->FacadeDisabled() || !campaign) return;
     Json stats = Json::array();
-    if (auto experience = campaign->toStatPayloadType(statType, true)) stats.push_back(std::move(*experience));
-    if (auto message = campaign->toStatPayloadType(statType, false)) stats.push_back(std::move(*message));
+    if (auto experience = TSRCampaignImpl::toStatPayloadType(*campaign, statType, true)) {
+      stats.push_back(std::move(*experience));
+    }
+    if (auto message = TSRCampaignImpl::toStatPayloadType(*campaign, statType, false)) {
+      stats.push_back(std::move(*message));
+    }
     self->trackStats(std::move(stats), campaign->test());
   });
 }
 
-void TSRContext::trackStats(Json stats, bool testing) {
+void TSRContextImpl::trackStats(Json stats, bool testing) {
   auto facade = Facade();
   if (!facade || facade->disabled()) return;
   if (facade->designMode()) {
@@ -329,7 +335,7 @@ void TSRContext::trackStats(Json stats, bool testing) {
 
 // --- Campaign handlers ---
 
-void TSRContext::setCampaignHandler(TSRCampaignHandler handler, const std::string& target) {
+void TSRContextImpl::setCampaignHandler(TSRCampaignHandler handler, const std::string& target) {
   auto self = shared_from_this();
   TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext setCampaignHandler:forTarget:]",
                                      [self, handler = std::move(handler), target]() mutable {
@@ -337,7 +343,7 @@ void TSRContext::setCampaignHandler(TSRCampaignHandler handler, const std::strin
                                      });
 }
 
-void TSRContext::setCampaignHandler(TSRCampaignHandler handler, const std::string& target, bool checkPrefix) {
+void TSRContextImpl::setCampaignHandler(TSRCampaignHandler handler, const std::string& target, bool checkPrefix) {
   auto facade = Facade();
   if (!facade || facade->disabled()) return;
   registerContextId();

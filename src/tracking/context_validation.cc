@@ -1,4 +1,4 @@
-// TSRContext: checking and condensing what the host app reports. Invalid
+// TSRContextImpl: checking and condensing what the host app reports. Invalid
 // input is logged and left out, never thrown; every message counts in
 // promoteWarnings, so a host app's developer can see that the context
 // complained.
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/log.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tracking/item_field_tables.h"
 #include "util/json_util.h"
 #include "util/json_writer.h"
@@ -33,14 +33,14 @@ LogArg TypeArg(const Json& item) {
 
 }  // namespace
 
-bool TSRContext::isRequiredObjectMissing(const Json* object, const std::string& objectName) {
+bool TSRContextImpl::isRequiredObjectMissing(const Json* object, const std::string& objectName) {
   if (object && !object->is_null()) return false;
   Warn();
   TSR_LOG_ERROR("Context: Required %@ was not provided", objectName);
   return true;
 }
 
-bool TSRContext::isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind) {
+bool TSRContextImpl::isWrongKindOfClass(const Json* object, const std::string& name, JsonKind kind) {
   // Only an absent value is "none"; a JSON null is a value of the wrong kind.
   if (!object) return false;
   if (JsonIsKind(*object, kind)) return false;
@@ -49,7 +49,7 @@ bool TSRContext::isWrongKindOfClass(const Json* object, const std::string& name,
   return true;
 }
 
-bool TSRContext::hasRequiredStringFields(const Json& item) {
+bool TSRContextImpl::hasRequiredStringFields(const Json& item) {
   if (!item.is_object()) {
     Warn();
     TSR_LOG_ERROR("Context: item to be serialized should be an NSDictionary but was %@", JsonClassName(item));
@@ -69,7 +69,7 @@ bool TSRContext::hasRequiredStringFields(const Json& item) {
   return true;
 }
 
-void TSRContext::logUnknownItemFields(const Json& item) {
+void TSRContextImpl::logUnknownItemFields(const Json& item) {
   if (!item.is_object()) return;
   std::string_view type = TypeValue(item);
   const TSRFieldSet* known = KnownFieldsForType(type);
@@ -81,8 +81,8 @@ void TSRContext::logUnknownItemFields(const Json& item) {
   logUnknownFields(item, std::string(type), *known);
 }
 
-void TSRContext::logUnknownFields(const Json& object, const std::string& objectName,
-                                  const TSRFieldSet& knownFields) {
+void TSRContextImpl::logUnknownFields(const Json& object, const std::string& objectName,
+                                      const TSRFieldSet& knownFields) {
   if (!object.is_object()) return;
   for (const auto& [key, value] : object.items()) {
     if (knownFields.count(key)) continue;
@@ -91,7 +91,7 @@ void TSRContext::logUnknownFields(const Json& object, const std::string& objectN
   }
 }
 
-std::optional<std::string> TSRContext::stringifyItemToJson(const Json* item) {
+std::optional<std::string> TSRContextImpl::stringifyItemToJson(const Json* item) {
   if (!item || item->is_null()) return std::nullopt;
   if (!item->is_object()) {
     Warn();
@@ -145,7 +145,7 @@ bool Writable(const Json& value) {
 
 }  // namespace
 
-Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {
+Json TSRContextImpl::pickFields(const Json& dictionary, const std::vector<std::string>& fieldNames) {
   Json picked = Json::object();
   if (!dictionary.is_object()) return picked;
   picked.get_ref<Json::object_t&>().reserve(fieldNames.size());
@@ -156,7 +156,7 @@ Json TSRContext::pickFields(const Json& dictionary, const std::vector<std::strin
   return picked;
 }
 
-Json TSRContext::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
+Json TSRContextImpl::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
   Json stripped = item;
   if (!stripped.is_object()) return stripped;
   for (const char* key : {"categories", "tags"}) {
@@ -166,7 +166,7 @@ Json TSRContext::stripEmptyCategoriesAndTagsFromItem(const Json& item) {
   return stripped;
 }
 
-std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
+std::optional<Json> TSRContextImpl::sparsifyItem(const Json& item) {
   if (!item.is_object()) return std::nullopt;
   const ItemFieldTables& tables = ItemFields();
   // Categories and tags are reduced from the item itself rather than copied
@@ -224,7 +224,7 @@ std::optional<Json> TSRContext::sparsifyItem(const Json& item) {
 // The two below follow sparsifyItem step by step; the item view relies
 // on them logging, counting and condensing exactly as it does.
 
-TSRContext::Condensable TSRContext::CheckCondensable(const Json& item, bool requiredFieldsChecked) {
+TSRContextImpl::Condensable TSRContextImpl::CheckCondensable(const Json& item, bool requiredFieldsChecked) {
   if (!item.is_object()) return Condensable::kRefused;
   // The condensed item carries the item's own "_id", "type" and "tagType",
   // so the item's required fields are the condensed item's.
@@ -281,7 +281,7 @@ TSRContext::Condensable TSRContext::CheckCondensable(const Json& item, bool requ
   return writable ? Condensable::kWritable : Condensable::kUnwritable;
 }
 
-Json TSRContext::CondenseCheckedItem(const Json& item) {
+Json TSRContextImpl::CondenseCheckedItem(const Json& item) {
   const ItemFieldTables& tables = ItemFields();
   Json condensed = Json::object();
   condensed.get_ref<Json::object_t&>().reserve(tables.sparse_item.size());
@@ -302,7 +302,7 @@ Json TSRContext::CondenseCheckedItem(const Json& item) {
   return condensed;
 }
 
-std::optional<Json> TSRContext::sparsifyLineItem(const Json& lineItem) {
+std::optional<Json> TSRContextImpl::sparsifyLineItem(const Json& lineItem) {
   if (isWrongKindOfClass(&lineItem, "lineItem", JsonKind::kDictionary) || !lineItem.is_object()) {
     return std::nullopt;
   }
@@ -316,7 +316,7 @@ std::optional<Json> TSRContext::sparsifyLineItem(const Json& lineItem) {
   return sparse;
 }
 
-std::optional<Json> TSRContext::sparsifyLineItemsInOrder(const Json& order) {
+std::optional<Json> TSRContextImpl::sparsifyLineItemsInOrder(const Json& order) {
   if (isWrongKindOfClass(&order, "order", JsonKind::kDictionary) || !order.is_object()) return std::nullopt;
   Json sparse = order;
   auto found = sparse.find("lineItems");

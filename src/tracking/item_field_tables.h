@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 
 namespace tessarin {
 

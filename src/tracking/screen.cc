@@ -1,6 +1,6 @@
 // TSRScreen: the tracking context of a view controller, visible while the
 // view controller is on screen.
-#include "tessarin/screen.h"
+#include "tracking/screen_impl.h"
 
 #include <algorithm>
 #include <atomic>
@@ -52,7 +52,7 @@ std::shared_ptr<TSRScreen> TSRScreen::initWithParentVC(const std::shared_ptr<pla
 
 TSRScreen::TSRScreen(std::string identifier, const std::shared_ptr<SdkFacade>& facade,
                      const std::shared_ptr<platform::ViewController>& parentVC)
-    : TSRContext(std::move(identifier), facade),
+    : TSRContextImpl(std::move(identifier), facade),
       weak_parent_vc_ref_(parentVC),
       has_parent_vc_(parentVC != nullptr),
       host_(TSRScreenHost::forPlatform(platform())) {}
@@ -149,17 +149,17 @@ void TSRScreen::logVisible() const {
 // --- The context's rules, narrowed to visibility ---
 
 bool TSRScreen::allowSetActive(bool active) {
-  if (active) return TSRContext::allowSetActive(true) && visible_;
-  return TSRContext::allowSetActive(false) || !visible_;
+  if (active) return TSRContextImpl::allowSetActive(true) && visible_;
+  return TSRContextImpl::allowSetActive(false) || !visible_;
 }
 
 void TSRScreen::stopSystemsAsNecessary() {
-  TSRContext::stopSystemsAsNecessary();
+  TSRContextImpl::stopSystemsAsNecessary();
   if (FacadeDisabled() && visible_) setVisibleInternal(false, true, false);
 }
 
 void TSRScreen::registerContextId() {
-  TSRContext::registerContextId();
+  TSRContextImpl::registerContextId();
   if (visible_) return;
   auto facade = Facade();
   if (!facade) return;

@@ -7,9 +7,9 @@
 #include "base/sdk_facade.h"
 #include "platform/platform.h"
 #include "platform/view_hierarchy.h"
-#include "tessarin/screen.h"
 #include "tessarin/sdk_info.h"
 #include "tracking/screen_host.h"
+#include "tracking/screen_impl.h"
 #include "util/environment.h"
 
 // Lets the shared instance confirm that screens of view controllers are part of the build.

@@ -2,8 +2,9 @@
 # Installs the build into a temporary prefix and builds a host app's project
 # against it, with the CMake package (shared and static) and with
 # pkg-config (a C++ app, and a C app on the C interface); each app must run
-# and print the version. Also checks the installed shared library's name and
-# that it exports Tessarin's symbols only.
+# and print the version. Also checks the installed shared library's name,
+# that it exports Tessarin's symbols only, and that every installed header
+# compiles on its own.
 #
 #   check_consumer.sh BUILD_DIR CONSUMER_SOURCE_DIR CXX [LAUNCHER] [FLAGS]
 set -eu
@@ -39,6 +40,21 @@ readelf -d "$library" | grep -q 'Library soname: \[libtessarin.so.1\]' || fail "
 foreign=$(nm -D --defined-only "$library" | awk '{ print $3 }' |
   grep -Ev '^(tessarin_|_ZNK?8tessarin|_ZT[VISTv]N8tessarin|_ZThn|_ZTv|_ZGVN8tessarin)' || true)
 [ -z "$foreign" ] || fail "exports symbols not Tessarin's: $(echo "$foreign" | head -5)"
+
+# Every installed header compiles on its own, as an app that includes only
+# that one would see it: C++17, nothing on the include path but the
+# installed headers, no warning. The C interface compiles as C too.
+incdir="$prefix/include"
+[ -f "$incdir/tessarin/tessarin.h" ] || fail "headers not installed in $incdir/tessarin"
+for header in "$incdir"/tessarin/*.h; do
+  name="tessarin/${header##*/}"
+  # shellcheck disable=SC2086
+  "$cxx" -std=c++17 -Wall -Wextra -Werror $flags -fsyntax-only -I"$incdir" -x c++ "$header" ||
+    fail "$name does not compile on its own"
+done
+# shellcheck disable=SC2086
+"${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror $flags -fsyntax-only -I"$incdir" -x c "$incdir/tessarin/tessarin_c.h" ||
+  fail "tessarin/tessarin_c.h does not compile as C on its own"
 
 expect_version() {
   out=$("$@") || fail "$1 failed"

@@ -8,7 +8,7 @@
 #include "platform/sim/sim_platform.h"
 #include "service/local_service.h"
 #include "support/log_capture.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tessarin/events.h"
 #include "util/config.h"
 #include "util/host_app.h"
@@ -113,7 +113,7 @@ TEST_P(CampaignRoundTrip, DataCampaignReachesTheHandlerAndItsImpressionTheServic
 }
 
 TEST_P(CampaignRoundTrip, CampaignForAnotherContextWaitsForItsHandler) {
-  auto screen = TSRContext::initWithIdentifier("7", facade);
+  auto screen = TSRContextImpl::initWithIdentifier("7", facade);
   sim->runUntilIdle();
   sim->notificationCenter().post(TessarinNotificationStartAsNecessary, nullptr);
   ASSERT_TRUE(screen->isActive());

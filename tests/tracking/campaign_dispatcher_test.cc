@@ -9,6 +9,7 @@
 #include "core/composition_root.h"
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
+#include "tracking/campaign_impl.h"
 #include "util/config.h"
 
 namespace tessarin {
@@ -29,7 +30,7 @@ class CampaignDispatcherTest : public ::testing::Test {
     Json json = {{"campaignId", id},          {"campaignName", "Spring"}, {"experienceId", "e1"},
                  {"experienceName", "Banner"}, {"routingId", contextId},   {"userGroup", "Default"},
                  {"mobileDataMessages", Json::array({message})}};
-    return TSRCampaign::campaignWithJSON(json, config, sim->now(Clock::kWall));
+    return TSRCampaignImpl::campaignWithJSON(json, config, sim->now(Clock::kWall));
   }
   TSRCampaignHandler Recorder(std::string name = "") {
     return [this, name](const std::shared_ptr<TSRCampaign>& campaign) {

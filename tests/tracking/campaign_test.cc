@@ -1,4 +1,4 @@
-#include "tessarin/campaign.h"
+#include "tracking/campaign_impl.h"
 
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ Json UiCampaignJSON() {
 
 class CampaignTest : public ::testing::Test {
  protected:
-  std::shared_ptr<TSRCampaign> Parse(const Json& json) { return TSRCampaign::campaignWithJSON(json, config, kNow); }
+  std::shared_ptr<TSRCampaign> Parse(const Json& json) { return TSRCampaignImpl::campaignWithJSON(json, config, kNow); }
   // The data campaign after `edit` changed the campaign object or its message.
   std::shared_ptr<TSRCampaign> ParseData(const std::function<void(Json& campaign, Json& message)>& edit) {
     Json json = DataCampaignJSON();
@@ -207,8 +207,8 @@ TEST_F(CampaignTest, InvalidOptionalPartsAreSkippedAndTheCampaignKept) {
   EXPECT_TRUE(log.contains("Campaign: Ignoring invalid userGroup: Treatment", TSRLogLevelWarn));
 
   Json only_invalid = Json::array({"x"}), empty = Json::array();
-  EXPECT_EQ(TSRCampaign::validatePromotedItemKeys(&only_invalid), Json::array());
-  EXPECT_EQ(TSRCampaign::validatePromotedItemKeys(&empty), std::nullopt);
+  EXPECT_EQ(TSRCampaignImpl::validatePromotedItemKeys(&only_invalid), Json::array());
+  EXPECT_EQ(TSRCampaignImpl::validatePromotedItemKeys(&empty), std::nullopt);
 }
 
 TEST_F(CampaignTest, EqualityIsOnTheJSONAndHashAgreesWithIt) {
@@ -231,16 +231,16 @@ TEST_F(CampaignTest, EqualityIsOnTheJSONAndHashAgreesWithIt) {
 
 TEST_F(CampaignTest, StatPayloads) {
   auto campaign = ParseData([](Json& c, Json&) { c["userGroup"] = "Control"; });
-  EXPECT_EQ(campaign->toStatPayloadType(TSRCampaignStatType_clickthrough, false),
+  EXPECT_EQ(TSRCampaignImpl::toStatPayloadType(*campaign, TSRCampaignStatType_clickthrough, false),
             Json::parse(R"({"id":"m1","eid":"e1","type":"m","piks":[{"sku":"1"}],"stat":"c","ug":"Control"})"));
-  EXPECT_EQ(campaign->toStatPayloadType(TSRCampaignStatType_dismissal, true),
+  EXPECT_EQ(TSRCampaignImpl::toStatPayloadType(*campaign, TSRCampaignStatType_dismissal, true),
             Json::parse(R"({"id":"e1","type":"e","piks":[{"sku":"1"}],"stat":"d","ug":"Control"})"));
-  EXPECT_EQ(TSRCampaign::statPayloadWithType(TSRCampaignStatType_impression, "e1", "", Json::array(), false),
+  EXPECT_EQ(TSRCampaignImpl::statPayloadWithType(TSRCampaignStatType_impression, "e1", "", Json::array(), false),
             Json::parse(R"({"id":"e1","type":"e","stat":"i"})"));
   log.clear();
-  EXPECT_EQ(TSRCampaign::statPayloadWithType(0, "", "m1", std::nullopt, false), std::nullopt);
+  EXPECT_EQ(TSRCampaignImpl::statPayloadWithType(0, "", "m1", std::nullopt, false), std::nullopt);
   EXPECT_TRUE(log.records().empty());
-  EXPECT_EQ(campaign->toStatPayloadType(3, false), std::nullopt);
+  EXPECT_EQ(TSRCampaignImpl::toStatPayloadType(*campaign, 3, false), std::nullopt);
   EXPECT_EQ(OnlyLine(TSRLogLevelError), "Campaign: Unexpected stat type [3]");
 }
 

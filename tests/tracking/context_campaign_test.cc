@@ -11,7 +11,7 @@
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/campaign.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tessarin/events.h"
 #include "util/config.h"
 #include "util/host_app.h"
@@ -87,7 +87,7 @@ class ContextCampaignTest : public ::testing::Test {
     configuration.update(client);
     facade->startWithConfiguration(configuration);
     sim->runUntilIdle();
-    global = facade->globalContext();
+    global = facade->globalTrackingContext();
     ASSERT_NE(global, nullptr);
     global->setCampaignHandler([this](const std::shared_ptr<TSRCampaign>& campaign) { received.push_back(campaign); },
                                "hero");
@@ -116,7 +116,7 @@ class ContextCampaignTest : public ::testing::Test {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<DispatchingEnvironment> env;
   std::shared_ptr<TessarinImpl> facade;
-  std::shared_ptr<TSRContext> global;
+  std::shared_ptr<TSRContextImpl> global;
   std::vector<std::shared_ptr<TSRCampaign>> received;
   LogCapture log{TSRLogLevelDebug};
 };

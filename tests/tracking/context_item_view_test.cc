@@ -13,7 +13,7 @@
 #include "core/tessarin_impl.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "tessarin/events.h"
 #include "tracking/plain_item_view.h"
 #include "util/config.h"
@@ -238,8 +238,8 @@ class ContextItemViewTest : public ::testing::Test {
     facade->startWithConfiguration(
         Json{{"account", "acme"}, {"dataset", "shop"}, {"usePushNotifications", false}, {"useDesignMode", false}});
     sim->launchApp();
-    viewer = TSRContext::initWithIdentifier("viewer", facade);
-    reference = TSRContext::initWithIdentifier("reference", facade);
+    viewer = TSRContextImpl::initWithIdentifier("viewer", facade);
+    reference = TSRContextImpl::initWithIdentifier("reference", facade);
     sim->notificationCenter().post(TessarinNotificationStartAsNecessary, nullptr);
     sim->runUntilIdle();
     env->queue->events.clear();
@@ -272,8 +272,8 @@ class ContextItemViewTest : public ::testing::Test {
   std::shared_ptr<SimPlatform> sim = std::make_shared<SimPlatform>();
   std::shared_ptr<FakeEnvironment> env;
   std::shared_ptr<TessarinImpl> facade;
-  std::shared_ptr<TSRContext> viewer;
-  std::shared_ptr<TSRContext> reference;
+  std::shared_ptr<TSRContextImpl> viewer;
+  std::shared_ptr<TSRContextImpl> reference;
   LogCapture log{TSRLogLevelDebug};
 };
 
@@ -289,7 +289,7 @@ TEST_F(ContextItemViewTest, ViewLogsCountsAndPingsAsCondensingOnEveryViewWould) 
     if (reference->hasRequiredStringFields(item)) {
       reference->logUnknownItemFields(item);
       if (auto sparse = reference->sparsifyItem(item)) expected_ping = reference->stringifyItemToJson(&*sparse);
-      Json stripped = TSRContext::stripEmptyCategoriesAndTagsFromItem(item);
+      Json stripped = TSRContextImpl::stripEmptyCategoriesAndTagsFromItem(item);
       reference->stringifyItemToJson(&stripped);
     }
     std::vector<std::string> expected_lines = ContextLines();
@@ -365,7 +365,7 @@ TEST_F(ContextItemViewTest, PlainObjectsWriteWhatTheirJsonWouldAndOnlyTheyAreTak
     if (reference->hasRequiredStringFields(json)) {
       reference->logUnknownItemFields(json);
       if (auto sparse = reference->sparsifyItem(json)) condensed = reference->stringifyItemToJson(&*sparse);
-      Json stripped = TSRContext::stripEmptyCategoriesAndTagsFromItem(json);
+      Json stripped = TSRContextImpl::stripEmptyCategoriesAndTagsFromItem(json);
       text = reference->stringifyItemToJson(&stripped);
     }
     bool quiet = LinesStartingWith({"Context: ", "Items: "}).empty() &&
@@ -398,7 +398,7 @@ TEST_F(ContextItemViewTest, AWellFormedProductIsPlainAndItsViewsMatchTheFullPath
   // JSON: a view, its ping after ten seconds, a view replacing it with no
   // time on the page (refused, printing the condensed item), and a view of
   // an item that is not plain.
-  auto run = [&](const std::shared_ptr<TSRContext>& context, bool objects) {
+  auto run = [&](const std::shared_ptr<TSRContextImpl>& context, bool objects) {
     auto view = [&](const std::shared_ptr<TSRItem>& item) {
       if (objects) {
         context->viewItem(item);

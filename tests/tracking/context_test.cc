@@ -1,4 +1,4 @@
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 
 #include <gtest/gtest.h>
 
@@ -64,8 +64,8 @@ class ContextTest : public ::testing::Test {
     sim->runUntilIdle();
   }
 
-  std::shared_ptr<TSRContext> Make(const std::string& id) {
-    auto context = TSRContext::initWithIdentifier(id, facade);
+  std::shared_ptr<TSRContextImpl> Make(const std::string& id) {
+    auto context = TSRContextImpl::initWithIdentifier(id, facade);
     sim->runUntilIdle();
     return context;
   }

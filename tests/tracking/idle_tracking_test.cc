@@ -8,7 +8,7 @@
 #include "core/tessarin_impl.h"
 #include "platform/notification_center.h"
 #include "support/sim_environment.h"
-#include "tessarin/context.h"
+#include "tracking/context_impl.h"
 #include "util/config.h"
 #include "util/host_app.h"
 
@@ -173,7 +173,7 @@ TEST_F(IdleTrackingTest, WithSwizzlingOffTheApplicationIsLeftAlone) {
 
 TEST_F(IdleTrackingTest, AContextCheckingIdlenessWaitsForTheFirstEventAndPausesDispatchWhileIdle) {
   Start();
-  auto context = TSRContext::initWithIdentifier("home", facade);
+  auto context = TSRContextImpl::initWithIdentifier("home", facade);
   sim->runUntilIdle();
   EXPECT_FALSE(context->isActive());
   EXPECT_FALSE(facade->globalContext()->isActive());

@@ -1,4 +1,4 @@
-#include "tessarin/screen.h"
+#include "tracking/screen_impl.h"
 
 #include <gtest/gtest.h>
 
@@ -230,7 +230,8 @@ TEST_F(ScreenTest, OnlyACustomScreenCanBeMadeVisibleByTheApp) {
                                "] Ignoring attempt to set visibility of 'tessarinScreen', vc " + vc->description(),
                            TSRLogLevelWarn));
 
-  auto custom = TSRScreenCustom::initWithViewAction("  Cart \n", facade);
+  // Driven through the interface the app holds.
+  std::shared_ptr<TSRScreenCustom> custom = TSRScreenCustomImpl::initWithViewAction("  Cart \n", facade);
   custom->setVisible(true);
   sim->runUntilIdle();
   EXPECT_TRUE(custom->isActive());

@@ -6,7 +6,7 @@
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
-#include "tessarin/screen.h"
+#include "tracking/screen_impl.h"
 #include "tracking/view_controller_tracking.h"
 
 namespace tessarin {

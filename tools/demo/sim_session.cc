@@ -24,7 +24,7 @@
 #include "platform/sim/sim_platform.h"
 #include "platform/user_notifications.h"
 #include "tessarin/context.h"
-#include "tessarin/screen.h"
+#include "tracking/screen_impl.h"
 #include "transport/queued_event_sender.h"
 #include "util/config.h"
 
