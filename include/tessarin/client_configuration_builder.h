@@ -14,8 +14,6 @@
 
 namespace tessarin {
 
-class TessarinImpl;
-
 class TESSARIN_EXPORT TSRClientConfigurationBuilder {
  public:
   std::string account;   // becomes "account"
@@ -32,7 +30,6 @@ class TESSARIN_EXPORT TSRClientConfigurationBuilder {
  private:
   // Only the SDK creates builders.
   TSRClientConfigurationBuilder() = default;
-  friend class TessarinImpl;
   friend struct TSRClientConfigurationBuilderAccess;
 };
 

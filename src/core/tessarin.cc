@@ -7,6 +7,7 @@
 #include "core/tessarin_impl.h"
 
 #include "base/collaborators.h"
+#include "core/client_configuration_builder_access.h"
 #include "base/log.h"
 #include "core/composition_root.h"
 #include "platform/notification_center.h"
@@ -133,7 +134,7 @@ void TessarinImpl::CreateEventSender() {
 // --- Start, stop, reset ---
 
 void TessarinImpl::startWithClientConfiguration(const std::function<void(TSRClientConfigurationBuilder&)>& block) {
-  TSRClientConfigurationBuilder builder;
+  TSRClientConfigurationBuilder builder = TSRClientConfigurationBuilderAccess::Make();
   TSRUtilitySafety::runWithTag("-[Tessarin startWithClientConfiguration:]", [&] {
     if (block) block(builder);
   });

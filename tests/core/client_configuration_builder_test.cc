@@ -1,3 +1,4 @@
+#include "core/client_configuration_builder_access.h"
 #include "tessarin/client_configuration_builder.h"
 
 #include <gtest/gtest.h>
@@ -6,11 +7,6 @@
 #include "util/config.h"
 
 namespace tessarin {
-
-// Builders are the SDK's to create; the test stands in for it.
-struct TSRClientConfigurationBuilderAccess {
-  static TSRClientConfigurationBuilder Make() { return TSRClientConfigurationBuilder(); }
-};
 
 namespace {
 
