@@ -27,21 +27,6 @@ TEST(SimPlatformTimers, FireInDeadlineOrderAndOneShotsFireOnce) {
   EXPECT_TRUE(sim.activeTimers().empty());
 }
 
-TEST(SimPlatformTimers, RepeatingTimerKeepsItsScheduleUntilCancelled) {
-  SimPlatform sim;
-  std::vector<double> at;
-  auto timer = sim.scheduleTimer(sim.mainQueue(), Spec(Clock::kMonotonic, 1, 2),
-                                 [&] { at.push_back(sim.now(Clock::kMonotonic)); });
-  double start = sim.now(Clock::kMonotonic);
-  sim.advance(6);
-  ASSERT_EQ(at.size(), 3u);
-  EXPECT_DOUBLE_EQ(at[0] - start, 1);
-  EXPECT_DOUBLE_EQ(at[2] - start, 5);
-  timer->cancel();
-  sim.advance(10);
-  EXPECT_EQ(at.size(), 3u);
-}
-
 TEST(SimPlatformTimers, WallClockJumpFiresWallTimersOnly) {
   SimPlatform sim;
   int wall = 0, mono = 0;

@@ -6,15 +6,13 @@
 // be to kill -9. The last test kills a real process.
 #include "transport/event_journal.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -23,11 +21,10 @@
 
 #include "platform/linux/linux_platform.h"
 #include "platform/posix_file_system.h"
+#include "support/child_process.h"
 #include "support/timing.h"
 #include "transport/queued_event_sender.h"
 #include "transport/queued_event_sender_fixture.h"
-
-extern char** environ;
 
 namespace tessarin {
 namespace {
@@ -232,18 +229,27 @@ TEST_F(EventJournalTest, AJournalLeftFromBeforeAFoldIsIgnored) {
             1);
 }
 
-TEST_F(EventJournalTest, ReplayedEventsPassTheLimitsAgain) {
+TEST_F(EventJournalTest, EventsLoadedFromTheFileOrReplayedFromTheJournalPassTheLimitsAgain) {
+  Json persisted = Events(0, 1005);
+  persisted.push_back(EventOfSize(102401, 1005));
   std::string journal = EventJournal::headerFor(std::nullopt, 1);
-  for (int i = 0; i < 1005; ++i) journal += "+" + std::to_string(i + 1) + " " + Event(i).dump() + "\n";
-  journal += "+1006 " + EventOfSize(102401, 1005).dump() + "\n";
-  WriteFile(JournalPath(), journal);
-
-  auto queue = Make();
-  EXPECT_EQ(queue->eventQueueCount(), 1000u);
-  EXPECT_EQ(queue->getEventAtIndex(0), Event(5));
-  EXPECT_EQ(log.count("Events: Enqueueing 1006 events.", TSRLogLevelInfo), 1);
-  EXPECT_EQ(Counts().droppedTooLarge, 1u);
-  EXPECT_EQ(Counts().droppedCountTrim, 5u);
+  for (std::size_t i = 0; i < persisted.size(); ++i) {
+    journal += "+" + std::to_string(i + 1) + " " + persisted[i].dump() + "\n";
+  }
+  for (const Disk& disk : {Disk{persisted.dump(), std::nullopt}, Disk{std::nullopt, journal}}) {
+    SCOPED_TRACE(disk.events ? "from the file" : "from the journal");
+    Restore(disk);
+    log.clear();
+    const TSREventDiagnostics before = Counts();
+    auto queue = Make();
+    EXPECT_EQ(queue->eventQueueCount(), 1000u);
+    EXPECT_EQ(queue->getEventAtIndex(0), Event(5));
+    EXPECT_EQ(log.count("Events: Enqueueing 1006 events.", TSRLogLevelInfo), 1);
+    EXPECT_EQ(log.count("Events: The number of queued events 1005 exceeded the limit 1000, dropping the excess."), 1);
+    EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request"), 1);
+    EXPECT_EQ(Counts().droppedTooLarge - before.droppedTooLarge, 1u);
+    EXPECT_EQ(Counts().droppedCountTrim - before.droppedCountTrim, 5u);
+  }
 }
 
 TEST_F(EventJournalTest, DeleteFileRemovesBothFilesAndTheQueueWritesNoMore) {
@@ -382,30 +388,17 @@ TEST(EventJournalKillTest, EventsSurviveAKill9OfTheProcess) {
   const std::string directory = pattern;
   const std::string journal = directory + "/com.tessarin.killtest/" + EventJournal::kFileName;
 
-  std::string variable = std::string(kKillDirectory) + "=" + directory;
-  std::vector<char*> environment;
-  for (char** e = environ; *e; ++e) environment.push_back(*e);
-  environment.push_back(variable.data());
-  environment.push_back(nullptr);
-  std::string self = "/proc/self/exe", disabled = "--gtest_also_run_disabled_tests",
-              filter = "--gtest_filter=EventJournalKillTest.DISABLED_ChildAddsEventsAndWaitsToBeKilled";
-  char* argv[] = {self.data(), disabled.data(), filter.data(), nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t child;
-  ASSERT_EQ(posix_spawn(&child, self.c_str(), &actions, nullptr, argv, environment.data()), 0);
-  posix_spawn_file_actions_destroy(&actions);
-
+  testing::ChildProcess child(
+      {"/proc/self/exe", "--gtest_also_run_disabled_tests",
+       "--gtest_filter=EventJournalKillTest.DISABLED_ChildAddsEventsAndWaitsToBeKilled"},
+      {std::string(kKillDirectory) + "=" + directory});
+  ASSERT_TRUE(child.started());
   const bool written = testing::WaitUntil([&] {
     return JournalLines(ReadFile(journal)).adds == kKillEvents;
   });
-  kill(child, SIGKILL);
-  int status = 0;
-  waitpid(child, &status, 0);
+  child.kill(SIGKILL);
   ASSERT_TRUE(written) << "the child did not journal its events";
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  EXPECT_EQ(child.wait(std::chrono::seconds(10)), 128 + SIGKILL);
 
   {
     auto host = std::make_shared<platform::linux_host::LinuxPlatform>(KillHost(directory));

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -67,6 +65,8 @@ TEST_F(QueuedEventSenderTest, ThrottlesByAFixedPeriodAnchoredAtItsFirstEvent) {
   for (int id : Range(52, 50)) expected.push_back(id);
   EXPECT_EQ(Ids(queue->eventQueueCopy()), expected);
   EXPECT_EQ(log.count("Events: Dropping event, exceeded 50 events / 10.0 seconds", TSRLogLevelError), 3);
+  EXPECT_EQ(Counts().droppedThrottled, 3u);
+  EXPECT_EQ(Counts().dropped(), 3u);
 }
 
 TEST_F(QueuedEventSenderTest, ThrottleFollowsTheConfigurationAndTheClockForUntimedEvents) {
@@ -107,9 +107,20 @@ TEST_F(QueuedEventSenderTest, SingleEventLimitAndTheOfferedCount) {
   queue->enqueueEventsForTest(Json::array({EventOfSize(102400, 2), EventOfSize(102401, 3), Event(4)}));
   EXPECT_EQ(Ids(queue->eventQueueCopy()), (std::vector<int>{2, 4}));
   EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request", TSRLogLevelError), 2);
+  EXPECT_EQ(Counts().droppedTooLarge, 2u);
+  EXPECT_EQ(Counts().dropped(), 2u);
   // The line counts the events offered, not the two kept.
   EXPECT_EQ(log.count("Events: Enqueueing 3 events.", TSRLogLevelInfo), 1);
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), 102400u + 3u);
+
+  // An event exactly at the limit is kept and goes out alone.
+  Start(*queue);
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_EQ(Ids(sender->batches[0].events), std::vector<int>{2});
+  sender->succeed(0);
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 2u);
+  EXPECT_EQ(Ids(sender->batches[1].events), std::vector<int>{4});
 }
 
 TEST_F(QueuedEventSenderTest, CountLimitDropsTheOldestButKeepsTheirBytesInTheEstimate) {
@@ -123,6 +134,8 @@ TEST_F(QueuedEventSenderTest, CountLimitDropsTheOldestButKeepsTheirBytesInTheEst
   EXPECT_EQ(log.count("Events: The number of queued events 1001 exceeded the limit 1000, dropping the excess.",
                       TSRLogLevelError),
             1);
+  EXPECT_EQ(Counts().droppedCountTrim, 1u);
+  EXPECT_EQ(Counts().dropped(), 1u);
   unsigned long all = 0;
   for (const auto& e : Events(0, 1001)) all += TSRQueuedEventSender::estimateSizeOfEvent(e);
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), all);
@@ -154,6 +167,9 @@ TEST_F(QueuedEventSenderTest, ByteLimitActsOnTheEstimateNotOnWhatIsLeft) {
   queue->enqueueEventsForTest(Json::array({EventOfSize(100000, 11)}));
   EXPECT_EQ(queue->eventQueueCount(), 0u);
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), 1000000u);
+  EXPECT_EQ(Counts().eventsSent, 10u);
+  EXPECT_EQ(Counts().droppedByteTrim, 2u);
+  EXPECT_EQ(Counts().dropped(), 2u);
 }
 
 TEST_F(QueuedEventSenderTest, ByteLimitOnContentFollowsTakingPuttingBackAndTheCountTrim) {
@@ -229,19 +245,6 @@ TEST_F(QueuedEventSenderTest, BatchesCutAtFiftyEventsOrTheByteLimitAndDrainOneAf
   EXPECT_TRUE(QueueTimers().empty());
 }
 
-TEST_F(QueuedEventSenderTest, TakeEventsTakesAnEventExactlyAtTheBatchLimitAlone) {
-  auto queue = Make();
-  queue->enqueueEventsForTest(Json::array({EventOfSize(102400, 1), Event(2)}));
-  Json first, second;
-  queue->dispatchQueue()->sync([&] {
-    first = queue->takeEvents();
-    second = queue->takeEvents();
-  });
-  EXPECT_EQ(Ids(first), std::vector<int>{1});
-  EXPECT_EQ(Ids(second), std::vector<int>{2});
-  EXPECT_EQ(queue->eventQueueCount(), 0u);
-}
-
 TEST_F(QueuedEventSenderTest, ConnectivityFailuresBackOffOnTheMonotonicClockUpTo600Seconds) {
   auto queue = Make();
   Start(*queue);
@@ -282,10 +285,13 @@ TEST_F(QueuedEventSenderTest, ConnectivityFailuresBackOffOnTheMonotonicClockUpTo
   EXPECT_EQ(failures[0].uuid, "request-1");
   EXPECT_EQ(failures[0].error.code, -1004);
   EXPECT_TRUE(failures[0].onMain);
+  EXPECT_EQ(Counts().batchesRetried, 12u);
 
   // Success resets the delay: the next event goes out at once.
   sender->succeed(12);
   sim->runUntilIdle();
+  EXPECT_EQ(Counts().eventsSent, 1u) << "a retried batch counts as sent once";
+  EXPECT_EQ(Counts().dropped(), 0u);
   EXPECT_EQ(queue->queueSendDelay(), 0);
   queue->addEvent(Event(2));
   sim->runUntilIdle();
@@ -321,6 +327,8 @@ TEST_F(QueuedEventSenderTest, ARejectedBatchIsDroppedAndTheBacklogContinuesAtOnc
             1);
   EXPECT_EQ(log.count("Events: Dropping 50 events that failed to send", TSRLogLevelWarn), 1);
   EXPECT_EQ(log.countContaining("Network:"), 0);
+  EXPECT_EQ(Counts().droppedRejected, 50u);
+  EXPECT_EQ(Counts().dropped(), 50u);
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_EQ(failures[0].error.description, "Send request failed, status code 400");
   ASSERT_EQ(sender->batches.size(), 2u);
@@ -441,9 +449,7 @@ TEST_F(QueuedEventSenderTest, SavesAndReloadsItsEventsExcludedFromBackups) {
   first->enqueueEventsForTest(Json::array({Event(1), Json{{"id", 2}, {"s", "\u00e9"}, {"o", {{"k", nullptr}}}}}));
   first->saveToFile();
 
-  std::ifstream in(EventsFilePath(), std::ios::binary);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(text, "[{\"id\":1},{\"id\":2,\"s\":\"\u00e9\",\"o\":{\"k\":null}}]");
+  EXPECT_EQ(ReadFile(EventsFilePath()), "[{\"id\":1},{\"id\":2,\"s\":\"\u00e9\",\"o\":{\"k\":null}}]");
   EXPECT_EQ(std::set<std::string>(files->excluded.begin(), files->excluded.end()),
             (std::set<std::string>{EventsFilePath(), JournalPath()}));
 
@@ -453,20 +459,6 @@ TEST_F(QueuedEventSenderTest, SavesAndReloadsItsEventsExcludedFromBackups) {
   second->deleteFile();
   EXPECT_FALSE(std::filesystem::exists(EventsFilePath()));
   EXPECT_EQ(Make()->eventQueueCount(), 0u);
-}
-
-TEST_F(QueuedEventSenderTest, PersistedEventsPassTheLimitsAgainAtStartUp) {
-  Json persisted = Events(0, 1005);
-  persisted.push_back(EventOfSize(102401, 1005));
-  WriteEventsFile(persisted.dump());
-  auto queue = Make();
-  EXPECT_EQ(queue->eventQueueCount(), 1000u);
-  EXPECT_EQ(queue->getEventAtIndex(0), Event(5));
-  EXPECT_EQ(log.count("Events: Enqueueing 1006 events.", TSRLogLevelInfo), 1);
-  EXPECT_EQ(log.count("Events: The number of queued events 1005 exceeded the limit 1000, dropping the excess."), 1);
-  EXPECT_EQ(log.count("Events: Dropping an event that is too large to fit in a single request"), 1);
-  EXPECT_EQ(Counts().droppedTooLarge, 1u);
-  EXPECT_EQ(Counts().droppedCountTrim, 5u);
 }
 
 TEST_F(QueuedEventSenderTest, ALoweredMaximumTakesEffectAfterTheLoadWithTheNextInsertion) {
@@ -526,48 +518,6 @@ TEST_F(QueuedEventSenderTest, TheFileIsReadByTheQueuesFirstTaskNotByTheConstruct
   EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(0, 4));
 }
 
-TEST_F(QueuedEventSenderTest, CountsEachDropByItsCause) {
-  config.setConfiguration({{"eventThrottleLimit", 3}, {"maxEventsInQueue", 12}}, TSRConfig::kLayerRuntime);
-  auto queue = Make();
-  Json big = Json::array();
-  for (int i = 0; i < 11; ++i) big.push_back(EventOfSize(100000, i));
-  queue->enqueueEventsForTest(big);                        // the byte trim takes the first
-  for (int i = 20; i < 25; ++i) queue->addEvent(Event(i));  // two over the throttle; the count trim takes one
-  sim->runUntilIdle();
-  queue->enqueueEventsForTest(Json::array({EventOfSize(102401, 30)}));
-
-  std::vector<int> expected = Range(2, 9);
-  for (int id : {20, 21, 22}) expected.push_back(id);
-  EXPECT_EQ(Ids(queue->eventQueueCopy()), expected);
-  auto counts = Counts();
-  EXPECT_EQ(counts.droppedByteTrim, 1u);
-  EXPECT_EQ(counts.droppedThrottled, 2u);
-  EXPECT_EQ(counts.droppedCountTrim, 1u);
-  EXPECT_EQ(counts.droppedTooLarge, 1u);
-  EXPECT_EQ(counts.dropped(), 5u);
-}
-
-TEST_F(QueuedEventSenderTest, CountsSentRejectedAndRetriedBatches) {
-  auto queue = Make();
-  queue->enqueueEventsForTest(Events(0, 120));
-  Start(*queue);
-  sender->succeed(0);  // 50 sent
-  sim->runUntilIdle();
-  sender->fail(1, RejectedError());  // 50 dropped
-  sim->runUntilIdle();
-  sender->fail(2, ConnectivityError());  // 20 put back ...
-  sim->advance(1);
-  sender->succeed(3);  // ... and sent
-  sim->runUntilIdle();
-
-  ASSERT_EQ(sender->batchSizes(), (std::vector<std::size_t>{50, 50, 20, 20}));
-  auto counts = Counts();
-  EXPECT_EQ(counts.eventsSent, 70u);
-  EXPECT_EQ(counts.droppedRejected, 50u);
-  EXPECT_EQ(counts.batchesRetried, 1u);
-  EXPECT_EQ(counts.dropped(), 50u);
-}
-
 TEST_F(QueuedEventSenderTest, DeleteFileCountsWhatIsHeldWithTheBatchInFlightAndThenStopsCounting) {
   auto queue = Make();
   queue->enqueueEventsForTest(Events(0, 60));
@@ -625,16 +575,6 @@ TEST_F(ByteLimitStreamTest, ByDefaultTheLimitCountsEverythingTakenInSinceTheLast
   EXPECT_EQ(Counts().droppedByteTrim, 20000u - 10485u);
 }
 
-// Both a configuration sender and an event sender, as the HTTP sender is.
-class FullSender : public HttpSender, public FakeEventSender {
- public:
-  void updateWithConfig(const TSRConfig&) override {}
-  std::string requestConfigWithParams(const Json&, std::optional<double>, JsonSuccessBlock,
-                                      HttpSender::FailureBlock) override {
-    return "";
-  }
-};
-
 class ConfigOnlySender : public HttpSender {
  public:
   void updateWithConfig(const TSRConfig&) override {}
@@ -643,6 +583,9 @@ class ConfigOnlySender : public HttpSender {
     return "";
   }
 };
+
+// Both a configuration sender and an event sender, as the HTTP sender is.
+class FullSender : public ConfigOnlySender, public FakeEventSender {};
 
 TEST_F(QueuedEventSenderTest, TheEnvironmentBuildsAQueueOnlyOverAnEventSender) {
   EXPECT_EQ(env->queuedEventSenderWithSender(nullptr, config, nullptr, nullptr), nullptr);

@@ -206,14 +206,12 @@ TEST_F(ReachabilityManagerTest, ReleasedManagerStopsItsSourceAndIgnoresLateRepor
   EXPECT_EQ(log.count("Reachability: Stop monitoring"), 1);
 }
 
-TEST_F(ReachabilityManagerTest, LocalOrDirectAndInterventionRequired) {
+TEST_F(ReachabilityManagerTest, LocalOrDirectNeedsReachableAndALocalOrDirectRoute) {
   auto manager = Make();
   EXPECT_TRUE(manager->localOrDirect(kReachable | kLocal));
   EXPECT_TRUE(manager->localOrDirect(kReachable | kDirect));
   EXPECT_FALSE(manager->localOrDirect(kLocal | kDirect));
   EXPECT_FALSE(manager->localOrDirect(kReachable | kWWAN));
-  EXPECT_TRUE(manager->userInterventionRequired(kIntervention));
-  EXPECT_FALSE(manager->userInterventionRequired(kReachable | kConnectionRequired | kOnDemand));
 }
 
 }  // namespace

@@ -302,6 +302,9 @@ TEST_F(SenderTest, TlsNeedsATrustedCertificate) {
   ASSERT_TRUE(untrusted.error);
   EXPECT_EQ(untrusted.error->domain, "NSURLErrorDomain");
   EXPECT_EQ(untrusted.error->code, -1203);
+  // The warning names the host it was about.
+  EXPECT_NE(untrusted.error->description.find("\u201C" + service_->host() + "\u201D"), std::string::npos)
+      << untrusted.error->description;
   EXPECT_EQ(TSRUtilityNetworking::connectivityProblemForError(&*untrusted.error, nullptr), 3);
   EXPECT_TRUE(service_->requests().empty());
 

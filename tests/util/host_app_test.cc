@@ -132,6 +132,12 @@ TEST_F(HostAppTest, WithoutProfileTheSimulatorCountsAsSandboxedAndDebuggable) {
   EXPECT_TRUE(simulator.sandboxedAPNS());
   EXPECT_TRUE(simulator.debuggableBuild());
 
+  // A profile decides, even in the simulator.
+  InstallProfile(Profile("<key>aps-environment</key><string>production</string><key>get-task-allow</key><false/>"));
+  TSRUtilityHostApp profiled(sim_);
+  EXPECT_FALSE(profiled.sandboxedAPNS());
+  EXPECT_FALSE(profiled.debuggableBuild());
+
   // A named resource that is not on disk is no profile.
   sim_->app().resources["embedded.mobileprovision"] = sim_->directory() + "/absent.mobileprovision";
   sim_->app().simulator = false;
@@ -139,14 +145,6 @@ TEST_F(HostAppTest, WithoutProfileTheSimulatorCountsAsSandboxedAndDebuggable) {
   EXPECT_FALSE(device.provisionPath().has_value());
   EXPECT_FALSE(device.sandboxedAPNS());
   EXPECT_FALSE(device.debuggableBuild());
-}
-
-TEST_F(HostAppTest, ProfileDecidesEvenInTheSimulator) {
-  InstallProfile(Profile("<key>aps-environment</key><string>production</string>"
-                         "<key>get-task-allow</key><false/>"));
-  TSRUtilityHostApp app(sim_);
-  EXPECT_FALSE(app.sandboxedAPNS());
-  EXPECT_FALSE(app.debuggableBuild());
 }
 
 TEST_F(HostAppTest, ReceiptDecidesStoreAndTestFlightBuilds) {
@@ -198,37 +196,31 @@ TEST_F(HostAppTest, AppStateWithoutApplicationCountsAsActive) {
   EXPECT_FALSE(app.appStateIs(2));
 }
 
-TEST_F(HostAppTest, SwizzlingSwitchFromNumberGoesToSystemLogWhateverTheThreshold) {
+TEST_F(HostAppTest, SwizzlingSwitchIsReadOnceAndReportedToTheSystemLogWhateverTheThreshold) {
   LogCapture logs(TSRLogLevelDefault);
-  sim_->app().info["TessarinSwizzlingEnabled"] = false;
-  TSRUtilityHostApp app(sim_);
-  EXPECT_FALSE(app.swizzlingEnabled());
-  // Read once: later changes and calls neither change it nor log again.
-  sim_->app().info["TessarinSwizzlingEnabled"] = true;
-  EXPECT_FALSE(app.swizzlingEnabled());
-  EXPECT_EQ(SystemLines(logs), std::vector<std::string>{"TessarinSwizzlingEnabled found in plist, set to NO"});
-
-  logs.clear();
-  sim_->app().info["TessarinSwizzlingEnabled"] = 1;
-  TSRUtilityHostApp on(sim_);
-  EXPECT_TRUE(on.swizzlingEnabled());
-  EXPECT_EQ(SystemLines(logs), std::vector<std::string>{"TessarinSwizzlingEnabled found in plist, set to YES"});
-}
-
-TEST_F(HostAppTest, SwizzlingSwitchOfWrongKindKeepsTheDefault) {
-  LogCapture logs(TSRLogLevelDefault);
-  sim_->app().info["TessarinSwizzlingEnabled"] = "NO";
-  TSRUtilityHostApp app(sim_);
-  EXPECT_TRUE(app.swizzlingEnabled());
-  EXPECT_EQ(SystemLines(logs),
-            std::vector<std::string>{"TessarinSwizzlingEnabled found in plist, but instead of BOOL/NSNumber found "
-                                     "NSString, falling back to default value YES"});
-
-  logs.clear();
-  sim_->app().info.erase("TessarinSwizzlingEnabled");
-  TSRUtilityHostApp absent(sim_);
-  EXPECT_TRUE(absent.swizzlingEnabled());
-  EXPECT_TRUE(logs.records().empty());
+  struct Case {
+    std::optional<Json> value;  // nothing: the key is absent
+    bool enabled;
+    std::vector<std::string> lines;
+  } cases[] = {
+      {false, false, {"TessarinSwizzlingEnabled found in plist, set to NO"}},
+      {1, true, {"TessarinSwizzlingEnabled found in plist, set to YES"}},
+      {"NO", true,
+       {"TessarinSwizzlingEnabled found in plist, but instead of BOOL/NSNumber found NSString, falling back to "
+        "default value YES"}},
+      {std::nullopt, true, {}},
+  };
+  for (const Case& c : cases) {
+    logs.clear();
+    sim_->app().info.erase("TessarinSwizzlingEnabled");
+    if (c.value) sim_->app().info["TessarinSwizzlingEnabled"] = *c.value;
+    TSRUtilityHostApp app(sim_);
+    EXPECT_EQ(app.swizzlingEnabled(), c.enabled) << JsonDump(c.value.value_or(nullptr));
+    // Read once: a later change neither changes the answer nor logs again.
+    sim_->app().info["TessarinSwizzlingEnabled"] = !c.enabled;
+    EXPECT_EQ(app.swizzlingEnabled(), c.enabled);
+    EXPECT_EQ(SystemLines(logs), c.lines);
+  }
 }
 
 }  // namespace

@@ -34,12 +34,6 @@ TEST(JsonParse, OnlyTheRequestedContainerIsAccepted) {
                                       "JSON: Unexpected class for deserialized JSON Array: NSString"}));
 }
 
-TEST(JsonParse, ObjectsKeepTheirKeyOrder) {
-  auto parsed = TSRUtilityJSON::jsonFromData(R"({"z": 1, "a": [true, 2.5], "m": {"y": "x"}})");
-  ASSERT_TRUE(parsed);
-  EXPECT_EQ(JsonDump(*parsed), R"({"z":1,"a":[true,2.5],"m":{"y":"x"}})");
-}
-
 TEST(JsonParse, MalformedDataIsAnErrorAndNotAContainer) {
   LogCapture capture;
   EXPECT_EQ(TSRUtilityJSON::jsonFromData("{\"a\": "), std::nullopt);
@@ -91,11 +85,13 @@ TEST(JsonSerialize, OnlyObjectsAndArraysOfFiniteValues) {
                                       "JSON: Couldn't serialize, not valid object/array: [[null]]"}));
 }
 
-TEST(JsonSerialize, CompactTextRoundTrips) {
-  Json event = {{"name", "view"}, {"ts", 1767225600123u}, {"tags", {"a", "\xC3\xA9"}}};
-  auto text = TSRUtilityJSON::stringFromJSON(event);
-  EXPECT_EQ(text, "{\"name\":\"view\",\"ts\":1767225600123,\"tags\":[\"a\",\"\xC3\xA9\"]}");
-  EXPECT_EQ(TSRUtilityJSON::jsonFromString(TSRUtilityJSON::stringFromJSON(event, true)), event);
+TEST(JsonSerialize, CompactTextKeepsTheParsedKeyOrderAndRoundTrips) {
+  auto parsed = TSRUtilityJSON::jsonFromData(R"({"z": 1, "a": [true, 2.5], "m": {"y": "x"}, "ts": 1767225600123,
+                                                 "t": "\u00e9"})");
+  ASSERT_TRUE(parsed);
+  auto text = TSRUtilityJSON::stringFromJSON(*parsed);
+  EXPECT_EQ(text, "{\"z\":1,\"a\":[true,2.5],\"m\":{\"y\":\"x\"},\"ts\":1767225600123,\"t\":\"\xC3\xA9\"}");
+  EXPECT_EQ(TSRUtilityJSON::jsonFromString(TSRUtilityJSON::stringFromJSON(*parsed, true)), parsed);
 }
 
 }  // namespace

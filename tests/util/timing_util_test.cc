@@ -69,19 +69,6 @@ TEST(TimingTimer, TimesAreKeptInWholeNanosecondsOnTheChosenClock) {
   EXPECT_EQ(timers[1].leeway, 0);
 }
 
-TEST(TimingTimer, WallClockTimerFiresWhenTheWallClockJumps) {
-  SimPlatform sim;
-  int wall = 0, monotonic = 0;
-  TSRUtilityTiming::createAndScheduleTimer(sim, "Test: wall", sim.mainQueue(), true, 600, 0, 0, [&] { ++wall; });
-  TSRUtilityTiming::createAndScheduleTimer(sim, "Test: mono", sim.mainQueue(), false, 600, 0, 0, [&] { ++monotonic; });
-  sim.jumpWallClock(601);
-  EXPECT_EQ(wall, 1);
-  EXPECT_EQ(monotonic, 0);
-  sim.advance(600);
-  EXPECT_EQ(wall, 1);
-  EXPECT_EQ(monotonic, 1);
-}
-
 TEST(TimingTimer, AFiringThatThrowsIsReportedAndLaterFiringsRun) {
   LogCapture capture;
   SimPlatform sim;
