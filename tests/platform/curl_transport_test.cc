@@ -191,7 +191,9 @@ TEST_F(CurlTransportTest, RealFailuresArriveAsThePlatformCodeAndText) {
     ASSERT_TRUE(outcome.wait());
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(4));
     EXPECT_EQ(FailureCode(outcome), c.code) << c.description << c.request.url;
-    if (!c.description.empty() && outcome.failure) EXPECT_EQ(outcome.failure->description, c.description);
+    if (!c.description.empty() && outcome.failure) {
+      EXPECT_EQ(outcome.failure->description, c.description);
+    }
   }
 
   service_.stop();  // nothing listens there now
