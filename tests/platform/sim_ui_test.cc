@@ -4,9 +4,12 @@
 #include <vector>
 
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 
 namespace tessarin::platform::sim {
 namespace {
+
+using ui::sim::SimViewController;
 
 std::string Text(const std::any& value) {
   auto* text = std::any_cast<std::string>(&value);
@@ -17,6 +20,7 @@ class SimUITest : public ::testing::Test {
  protected:
   SimPlatform sim;
   SimApplication& app = sim.app();
+  ui::sim::SimUI& kit = ui::sim::SimUI::of(sim);
   std::shared_ptr<HostClass> viewControllerClass = sim.hostRuntime()->lookUpClass("UIViewController");
 };
 
@@ -54,12 +58,12 @@ TEST_F(SimUITest, AppearanceMessagesRunWhatIsInstalledInTheBaseClassEvenThroughA
     return self.sendSuper(*defining, "viewDidAppear:", args);
   }));
 
-  auto vc = app.makeViewController("CartViewController");
+  auto vc = kit.makeViewController("CartViewController");
   ASSERT_NE(vc, nullptr);
   EXPECT_FALSE(vc->isViewLoaded());
-  app.appear(vc, true);
+  kit.appear(vc, true);
   EXPECT_TRUE(vc->isViewLoaded());
-  app.disappear(vc);
+  kit.disappear(vc);
   ASSERT_EQ(seen.size(), 2u);
   EXPECT_EQ(own_calls, std::vector<std::string>{"cart"});
   EXPECT_EQ(seen[0].selector, "viewDidAppear:");
@@ -71,7 +75,7 @@ TEST_F(SimUITest, AppearanceMessagesRunWhatIsInstalledInTheBaseClassEvenThroughA
   EXPECT_FALSE(seen[1].animated);
   EXPECT_FALSE(vc->appeared());
 
-  EXPECT_EQ(app.makeViewController("UIWindow"), nullptr);
+  EXPECT_EQ(kit.makeViewController("UIWindow"), nullptr);
 }
 
 TEST_F(SimUITest, ApplicationEventsAndDelegateGoThroughTheApplicationsClass) {
@@ -108,7 +112,7 @@ TEST_F(SimUITest, ApplicationEventsAndDelegateGoThroughTheApplicationsClass) {
 }
 
 TEST_F(SimUITest, NavigationItemAndSegueTemplatesAreReachableOnlyAsThePlatformAllows) {
-  auto vc = app.makeViewController("UINavigationController");
+  auto vc = kit.makeViewController("UINavigationController");
   // The variable exists from the start and holds nil until an item is made.
   EXPECT_TRUE(vc->hasIvar("_navigationItem"));
   EXPECT_FALSE(vc->ivar("_navigationItem").has_value());
@@ -132,18 +136,18 @@ TEST_F(SimUITest, NavigationItemAndSegueTemplatesAreReachableOnlyAsThePlatformAl
 }
 
 TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
-  auto root = app.makeViewController("UINavigationController");
-  auto child = app.makeViewController();
-  auto modal = app.makeViewController();
+  auto root = kit.makeViewController("UINavigationController");
+  auto child = kit.makeViewController();
+  auto modal = kit.makeViewController();
   root->addChild(child);
   child->present(modal);
-  auto window = app.addWindow(root);
+  auto window = kit.addWindow(root);
 
   // Nothing is in a window, nor has an accessibility label, before its view loads.
   child->setAccessibilityLabel("Products");
   EXPECT_EQ(child->viewWindow(), nullptr);
   EXPECT_EQ(child->accessibilityLabel(), std::nullopt);
-  for (auto& vc : {root, child, modal}) app.appear(vc);
+  for (auto& vc : {root, child, modal}) kit.appear(vc);
   EXPECT_EQ(child->accessibilityLabel(), "Products");
   EXPECT_EQ(child->viewWindow(), window);
   EXPECT_EQ(modal->viewWindow(), window);
@@ -151,8 +155,8 @@ TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
   EXPECT_EQ(window->presentedViewController(), nullptr);  // the root presents nothing itself
 
   // A new root takes the window; the old hierarchy is in none.
-  auto other = app.makeViewController();
-  app.appear(other);
+  auto other = kit.makeViewController();
+  kit.appear(other);
   window->setRootViewController(other);
   EXPECT_EQ(root->viewWindow(), nullptr);
   EXPECT_EQ(modal->viewWindow(), nullptr);
