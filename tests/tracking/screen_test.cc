@@ -84,6 +84,30 @@ class ScreenTest : public ::testing::Test {
   LogCapture log{TSRLogLevelDebug};
 };
 
+TEST_F(ScreenTest, AViewControllerTheAppPresentsThroughTheKitIsTrackedAsItAppearsAndGoes) {
+  StartActive();
+  auto home = Shown();
+  auto cart = SimUI::of(*sim).makeViewController("CartViewController");
+  bool presented = false;
+  home->presentViewController(cart, true, [&] { presented = true; });
+  sim->runUntilIdle();
+  ASSERT_FALSE(presented);  // the transition runs on the animator's clock
+  sim->advance(1);
+  ASSERT_TRUE(presented);
+  EXPECT_TRUE(ScreenOf(cart)->isVisible());
+  EXPECT_FALSE(ScreenOf(home)->isVisible());  // covered full screen, it disappeared
+  EXPECT_EQ(cart->viewWindow(), windows.back());
+  EXPECT_EQ(cart->presentingViewController(), home);
+  EXPECT_EQ(windows.back()->presentedViewController(), cart);
+
+  home->dismissViewController(false);
+  sim->runUntilIdle();
+  EXPECT_FALSE(ScreenOf(cart)->isVisible());
+  EXPECT_TRUE(ScreenOf(home)->isVisible());
+  EXPECT_EQ(cart->viewWindow(), nullptr);
+  EXPECT_EQ(windows.back()->presentedViewController(), nullptr);
+}
+
 TEST_F(ScreenTest, AThirdScreenPushesOutTheOldestWhenTwoAreAllowed) {
   StartActive(Json{{"maxScreens", 2}});
   auto a = Shown();
