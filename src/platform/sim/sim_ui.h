@@ -1,5 +1,5 @@
 // The simulated host's user interface as far as the platform core holds
-// it: UIKit's classes as host classes and the application object. The
+// it: the reference platform's interface classes as host classes and the application object. The
 // windows and view controllers are the UI kit's (platform/ui/sim/), which
 // sits above the core and installs itself as the application's user
 // interface.
