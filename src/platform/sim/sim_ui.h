@@ -1,8 +1,8 @@
 // The simulated host's user interface as far as the platform core holds
-// it: the reference platform's interface classes as host classes and the application object. The
-// windows and view controllers are the UI kit's (platform/ui/sim/), which
-// sits above the core and installs itself as the application's user
-// interface.
+// it: the reference platform's interface classes as host classes, and the
+// application object. The windows and view controllers are the UI kit's
+// (platform/ui/sim/), which sits above the core and installs itself as the
+// application's user interface.
 //
 // Appearance messages and the application's event dispatch go through the
 // objects' method tables, so whatever the SDK installed there runs as it
