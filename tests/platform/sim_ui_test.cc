@@ -4,9 +4,12 @@
 #include <vector>
 
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 
 namespace tessarin::platform::sim {
 namespace {
+
+using ui::sim::SimViewController;
 
 std::string Text(const std::any& value) {
   auto* text = std::any_cast<std::string>(&value);
@@ -17,6 +20,7 @@ class SimUITest : public ::testing::Test {
  protected:
   SimPlatform sim;
   SimApplication& app = sim.app();
+  ui::sim::SimUI& kit = ui::sim::SimUI::of(sim);
   std::shared_ptr<HostClass> viewControllerClass = sim.hostRuntime()->lookUpClass("UIViewController");
 };
 
@@ -54,12 +58,12 @@ TEST_F(SimUITest, AppearanceMessagesRunWhatIsInstalledInTheBaseClassEvenThroughA
     return self.sendSuper(*defining, "viewDidAppear:", args);
   }));
 
-  auto vc = app.makeViewController("CartViewController");
+  auto vc = kit.makeViewController("CartViewController");
   ASSERT_NE(vc, nullptr);
   EXPECT_FALSE(vc->isViewLoaded());
-  app.appear(vc, true);
+  kit.appear(vc, true);
   EXPECT_TRUE(vc->isViewLoaded());
-  app.disappear(vc);
+  kit.disappear(vc);
   ASSERT_EQ(seen.size(), 2u);
   EXPECT_EQ(own_calls, std::vector<std::string>{"cart"});
   EXPECT_EQ(seen[0].selector, "viewDidAppear:");
@@ -71,7 +75,7 @@ TEST_F(SimUITest, AppearanceMessagesRunWhatIsInstalledInTheBaseClassEvenThroughA
   EXPECT_FALSE(seen[1].animated);
   EXPECT_FALSE(vc->appeared());
 
-  EXPECT_EQ(app.makeViewController("UIWindow"), nullptr);
+  EXPECT_EQ(kit.makeViewController("UIWindow"), nullptr);
 }
 
 TEST_F(SimUITest, ApplicationEventsAndDelegateGoThroughTheApplicationsClass) {
@@ -108,7 +112,7 @@ TEST_F(SimUITest, ApplicationEventsAndDelegateGoThroughTheApplicationsClass) {
 }
 
 TEST_F(SimUITest, NavigationItemAndSegueTemplatesAreReachableOnlyAsThePlatformAllows) {
-  auto vc = app.makeViewController("UINavigationController");
+  auto vc = kit.makeViewController("UINavigationController");
   // The variable exists from the start and holds nil until an item is made.
   EXPECT_TRUE(vc->hasIvar("_navigationItem"));
   EXPECT_FALSE(vc->ivar("_navigationItem").has_value());
@@ -132,18 +136,18 @@ TEST_F(SimUITest, NavigationItemAndSegueTemplatesAreReachableOnlyAsThePlatformAl
 }
 
 TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
-  auto root = app.makeViewController("UINavigationController");
-  auto child = app.makeViewController();
-  auto modal = app.makeViewController();
+  auto root = kit.makeViewController("UINavigationController");
+  auto child = kit.makeViewController();
+  auto modal = kit.makeViewController();
   root->addChild(child);
   child->present(modal);
-  auto window = app.addWindow(root);
+  auto window = kit.addWindow(root);
 
   // Nothing is in a window, nor has an accessibility label, before its view loads.
   child->setAccessibilityLabel("Products");
   EXPECT_EQ(child->viewWindow(), nullptr);
   EXPECT_EQ(child->accessibilityLabel(), std::nullopt);
-  for (auto& vc : {root, child, modal}) app.appear(vc);
+  for (auto& vc : {root, child, modal}) kit.appear(vc);
   EXPECT_EQ(child->accessibilityLabel(), "Products");
   EXPECT_EQ(child->viewWindow(), window);
   EXPECT_EQ(modal->viewWindow(), window);
@@ -151,8 +155,8 @@ TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
   EXPECT_EQ(window->presentedViewController(), nullptr);  // the root presents nothing itself
 
   // A new root takes the window; the old hierarchy is in none.
-  auto other = app.makeViewController();
-  app.appear(other);
+  auto other = kit.makeViewController();
+  kit.appear(other);
   window->setRootViewController(other);
   EXPECT_EQ(root->viewWindow(), nullptr);
   EXPECT_EQ(modal->viewWindow(), nullptr);
@@ -166,6 +170,100 @@ TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
   EXPECT_EQ(app.firstNormalWindowSize(), std::nullopt);
 }
 
+
+// The SDK's overlay as it takes touches: its panel does, the rest of the
+// window lets them through to the app's windows.
+class OverlayWindow : public ui::Window {
+ public:
+  using ui::Window::Window;
+  ui::View* hitTest(ui::Point point) override {
+    ui::View* hit = ui::Window::hitTest(point);
+    if (hit == this || (rootViewController() && hit == rootViewController()->view().get())) return nullptr;
+    return hit;
+  }
+};
+
+TEST_F(SimUITest, TheAppsWindowsAndTheSDKsOverlayShareOneScreenForTouchesAndScreenshots) {
+  auto home = kit.makeViewController();
+  auto window = kit.addWindow(home);
+  kit.appear(home);
+  home->kit().view()->setBackgroundColor(ui::Color::fromRGBA(0xff0000ff));
+
+  auto overlay = std::make_shared<OverlayWindow>(kit.screen());
+  overlay->setWindowLevel(ui::kWindowLevelAlert - 1);
+  overlay->setRootViewController(std::make_shared<ui::ViewController>());
+  auto panel = std::make_shared<ui::View>(ui::Rect{10, 10, 100, 50});
+  panel->setBackgroundColor(ui::Color::fromRGBA(0x0000ffff));
+  overlay->rootViewController()->view()->addSubview(panel);
+  overlay->makeKeyAndVisible();
+
+  EXPECT_EQ(kit.screen().hitTest({50, 30}), panel.get());
+  EXPECT_EQ(kit.screen().hitTest({200, 400}), home->kit().view().get());  // through the overlay
+  auto shot = kit.screen().snapshot(1);
+  ASSERT_EQ(shot.width(), 390);
+  EXPECT_EQ(shot.pixel(50, 30), 0xff0000ffu);   // the panel over the app
+  EXPECT_EQ(shot.pixel(200, 400), 0xffff0000u);  // the app beside it
+
+  // A window the app takes away is neither seen nor touched.
+  kit.removeWindow(window);
+  EXPECT_EQ(kit.screen().hitTest({200, 400}), nullptr);
+  EXPECT_EQ(kit.screen().snapshot(1).pixel(200, 400), 0u);
+  EXPECT_TRUE(app.windows().empty());
+}
+
+TEST_F(SimUITest, TheApplicationsWindowsAreTheScreensInLevelOrderAndTheirStateIsTheKits) {
+  auto first = kit.addWindow();
+  auto second = kit.addWindow();
+  first->setWindowLevel(kWindowLevelNormal + 1);
+  second->setBounds({0, 0, 320, 480});
+  EXPECT_EQ(app.windows(), (std::vector<std::shared_ptr<Window>>{second, first}));
+  EXPECT_EQ(second->kit().frame().width, 320);
+  EXPECT_EQ(app.firstNormalWindowSize(), std::make_pair(320.0, 480.0));
+
+  // Shown again, a window comes to the front of its level.
+  auto third = kit.addWindow();
+  second->setHidden(true);
+  second->setHidden(false);
+  EXPECT_EQ(app.windows(), (std::vector<std::shared_ptr<Window>>{third, second, first}));
+}
+
+TEST_F(SimUITest, APresentationThroughTheKitSendsTheAppearanceMessagesThroughTheMethodTables) {
+  std::vector<std::string> seen;
+  for (const char* selector : {"viewWillAppear:", "viewDidAppear:", "viewWillDisappear:", "viewDidDisappear:"}) {
+    ImpPtr previous = viewControllerClass->lookupMethod(selector);
+    viewControllerClass->replaceMethod(selector, MakeImp([&seen, previous, selector](HostObject& self,
+                                                                                     const HostArgs& args) {
+      CallImp(previous, self, args);
+      seen.push_back(self.className() + " " + selector + (*HostArg<bool>(args, 0) ? " animated" : ""));
+      return std::any();
+    }));
+  }
+  sim.hostRuntime()->defineClass("CartViewController", "UIViewController");
+  auto home = kit.makeViewController();
+  auto window = kit.addWindow(home);
+  EXPECT_TRUE(seen.empty());  // the test says when the root appears
+  kit.appear(home);
+  seen.clear();
+
+  auto cart = kit.makeViewController("CartViewController");
+  home->presentViewController(cart, true);
+  sim.advance(1);
+  EXPECT_EQ(seen, (std::vector<std::string>{
+                      "CartViewController viewWillAppear: animated", "UIViewController viewWillDisappear: animated",
+                      "CartViewController viewDidAppear: animated", "UIViewController viewDidDisappear: animated"}));
+  EXPECT_TRUE(cart->appeared());
+  EXPECT_FALSE(home->appeared());
+  EXPECT_EQ(cart->viewWindow(), window);
+
+  seen.clear();
+  cart->dismissViewController(false);
+  sim.runUntilIdle();
+  EXPECT_EQ(seen, (std::vector<std::string>{
+                      "CartViewController viewWillDisappear:", "UIViewController viewWillAppear:",
+                      "CartViewController viewDidDisappear:", "UIViewController viewDidAppear:"}));
+  EXPECT_TRUE(home->appeared());
+  EXPECT_EQ(home->presentedViewController(), nullptr);
+}
 
 TEST_F(SimUITest, RegisteringForRemoteNotificationsDeliversTheScriptedTokenLaterToADelegateThatTakesIt) {
   auto application = app.applicationObject();

@@ -8,6 +8,7 @@
 
 #include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tessarin/events.h"
@@ -19,8 +20,9 @@ namespace tessarin {
 namespace {
 
 using platform::sim::SimPlatform;
-using platform::sim::SimViewController;
-using platform::sim::SimWindow;
+using platform::ui::sim::SimUI;
+using platform::ui::sim::SimViewController;
+using platform::ui::sim::SimWindow;
 using testing::FakeEnvironment;
 using testing::LogCapture;
 
@@ -49,8 +51,8 @@ class ScreenTest : public ::testing::Test {
 
   // A view controller as the root of a window of its own.
   std::shared_ptr<SimViewController> InWindow(const std::string& className = "HomeViewController") {
-    auto vc = sim->app().makeViewController(className);
-    windows.push_back(sim->app().addWindow(vc));
+    auto vc = SimUI::of(*sim).makeViewController(className);
+    windows.push_back(SimUI::of(*sim).addWindow(vc));
     return vc;
   }
   std::shared_ptr<SimViewController> Shown(const std::string& className = "HomeViewController") {
@@ -59,11 +61,11 @@ class ScreenTest : public ::testing::Test {
     return vc;
   }
   void Appear(const std::shared_ptr<SimViewController>& vc) {
-    sim->app().appear(vc);
+    SimUI::of(*sim).appear(vc);
     sim->runUntilIdle();
   }
   void Disappear(const std::shared_ptr<SimViewController>& vc) {
-    sim->app().disappear(vc);
+    SimUI::of(*sim).disappear(vc);
     sim->runUntilIdle();
   }
   std::shared_ptr<TSRScreen> ScreenOf(const std::shared_ptr<SimViewController>& vc) { return tessarinScreen(vc); }
@@ -81,6 +83,30 @@ class ScreenTest : public ::testing::Test {
   std::vector<std::shared_ptr<SimWindow>> windows;
   LogCapture log{TSRLogLevelDebug};
 };
+
+TEST_F(ScreenTest, AViewControllerTheAppPresentsThroughTheKitIsTrackedAsItAppearsAndGoes) {
+  StartActive();
+  auto home = Shown();
+  auto cart = SimUI::of(*sim).makeViewController("CartViewController");
+  bool presented = false;
+  home->presentViewController(cart, true, [&] { presented = true; });
+  sim->runUntilIdle();
+  ASSERT_FALSE(presented);  // the transition runs on the animator's clock
+  sim->advance(1);
+  ASSERT_TRUE(presented);
+  EXPECT_TRUE(ScreenOf(cart)->isVisible());
+  EXPECT_FALSE(ScreenOf(home)->isVisible());  // covered full screen, it disappeared
+  EXPECT_EQ(cart->viewWindow(), windows.back());
+  EXPECT_EQ(cart->presentingViewController(), home);
+  EXPECT_EQ(windows.back()->presentedViewController(), cart);
+
+  home->dismissViewController(false);
+  sim->runUntilIdle();
+  EXPECT_FALSE(ScreenOf(cart)->isVisible());
+  EXPECT_TRUE(ScreenOf(home)->isVisible());
+  EXPECT_EQ(cart->viewWindow(), nullptr);
+  EXPECT_EQ(windows.back()->presentedViewController(), nullptr);
+}
 
 TEST_F(ScreenTest, AThirdScreenPushesOutTheOldestWhenTwoAreAllowed) {
   StartActive(Json{{"maxScreens", 2}});
@@ -171,7 +197,7 @@ TEST_F(ScreenTest, AMatchingViewConfigSendsItsActionWhenTheScreenBecomesActive) 
   auto shop = InWindow("UINavigationController");
   shop->setTitle("Shop");
   shop->setViewLoaded(true);
-  auto product = sim->app().makeViewController("ProductViewController");
+  auto product = SimUI::of(*sim).makeViewController("ProductViewController");
   shop->addChild(product);
   Appear(product);
 
@@ -204,7 +230,7 @@ TEST_F(ScreenTest, IgnorableViewControllersAndWindowsLeaveTheScreensAlone) {
   auto hidden = InWindow();
   windows.back()->setHidden(true);
   Appear(hidden);
-  auto detached = sim->app().makeViewController("HomeViewController");
+  auto detached = SimUI::of(*sim).makeViewController("HomeViewController");
   Appear(detached);
   EXPECT_EQ(TSRScreen::visibleWeakRefCount(*sim), 0u);
   EXPECT_TRUE(env->queue->events.empty());

@@ -4,6 +4,7 @@
 
 #include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
 #include "tracking/screen_impl.h"
@@ -13,7 +14,8 @@ namespace tessarin {
 namespace {
 
 using platform::sim::SimPlatform;
-using platform::sim::SimViewController;
+using platform::ui::sim::SimUI;
+using platform::ui::sim::SimViewController;
 using testing::FakeEnvironment;
 using testing::LogCapture;
 
@@ -26,7 +28,7 @@ class DescriptionTest : public ::testing::Test {
     sim->runUntilIdle();
   }
   std::shared_ptr<SimViewController> Make(const std::string& className = "UIViewController") {
-    return sim->app().makeViewController(className);
+    return SimUI::of(*sim).makeViewController(className);
   }
   static int Length(std::shared_ptr<TSRViewControllerDescription> description) {
     int length = 0;

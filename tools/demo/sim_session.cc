@@ -22,6 +22,7 @@
 #include "demo/shop.h"
 #include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 #include "platform/user_notifications.h"
 #include "tessarin/context.h"
 #include "tracking/screen_impl.h"
@@ -32,6 +33,7 @@ namespace tessarin::demo {
 namespace {
 
 using platform::sim::SimPlatform;
+using platform::ui::sim::SimUI;
 
 // Runs the app until `done` holds or `seconds` of real time pass. Virtual
 // time moves on in small steps meanwhile, so that the SDK's own timers (the
@@ -130,18 +132,18 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
 
   // Home, then the product screen over it: the product is viewed and put
   // in the cart there, so those events carry the product screen's context.
-  auto home = sim->app().makeViewController("HomeViewController");
+  auto home = SimUI::of(*sim).makeViewController("HomeViewController");
   home->setTitle("Home");
-  auto window = sim->app().addWindow(home);
-  sim->app().appear(home);
+  auto window = SimUI::of(*sim).addWindow(home);
+  SimUI::of(*sim).appear(home);
   sim->app().sendEvent();
   Shop shop;
 
-  auto product = sim->app().makeViewController("ProductViewController");
+  auto product = SimUI::of(*sim).makeViewController("ProductViewController");
   product->setTitle("Trail Shoes");
   home->present(product);
-  sim->app().disappear(home);
-  sim->app().appear(product);
+  SimUI::of(*sim).disappear(home);
+  SimUI::of(*sim).appear(product);
   sim->app().sendEvent();
   if (auto screen = tessarinScreen(product)) {
     Say("demo: product screen is context " + screen->identifier() + ", view action " +
@@ -160,9 +162,9 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
                                                        platform::kUNNotificationDefaultActionIdentifier));
 
   // Back home, and the purchase.
-  sim->app().disappear(product);
+  SimUI::of(*sim).disappear(product);
   home->dismissPresented();
-  sim->app().appear(home);
+  SimUI::of(*sim).appear(home);
   sim->app().sendEvent();
   if (global) global->purchase(shop.order);
   // The purchase reaches the queue through the main queue; let it get

@@ -143,6 +143,9 @@ void SimPlatform::Init() {
 }
 
 SimPlatform::~SimPlatform() {
+  // The user interface's screen and animations use the queues and the
+  // notification centre: it goes first.
+  app_.user_interface_.reset();
   // Pending requests are cancelled while the queues they report to exist.
   std::shared_ptr<HttpTransport> transport;
   {

@@ -106,24 +106,13 @@ struct SimApplication : HostApplication {
   // A plain instance of a registered class (an app delegate, say); null
   // when no class has that name.
   std::shared_ptr<HostObject> makeObject(const std::string& className);
-  // Null unless the class is UIViewController or a subclass of it.
-  std::shared_ptr<SimViewController> makeViewController(const std::string& className = "UIViewController");
-  // A UINavigationItem with the title, for SimViewController::setNavigationItem.
+  // A UINavigationItem with the title, for a view controller's
+  // "_navigationItem" (ui::sim::SimViewController::setNavigationItem).
   std::shared_ptr<HostObject> makeNavigationItem(std::optional<std::string> title);
   // A segue template of the class (e.g. "UIStoryboardShowSegueTemplate")
   // whose "identifier" is `identifier`; null for an unknown class.
   std::shared_ptr<HostObject> makeSegueTemplate(const std::string& className,
                                                 std::optional<std::string> identifier);
-  // A new window, visible at the normal level, with `root` as its root
-  // view controller, added after the existing windows.
-  std::shared_ptr<SimWindow> addWindow(std::shared_ptr<SimViewController> root = nullptr);
-  void removeWindow(const std::shared_ptr<SimWindow>& window);
-  // The view controller's appearance as the platform reports it: the view
-  // is loaded, then "viewWillAppear:" and "viewDidAppear:" are sent.
-  // Whether it is in a window is the test's scripting.
-  void appear(const std::shared_ptr<SimViewController>& vc, bool animated = false);
-  // "viewWillDisappear:", then "viewDidDisappear:".
-  void disappear(const std::shared_ptr<SimViewController>& vc, bool animated = false);
   // The application dispatches an event ("sendEvent:"); a new UIEvent when
   // none is given. Sent even when `has_shared_application` is false.
   void sendEvent(std::shared_ptr<HostObject> event = nullptr);
@@ -132,6 +121,11 @@ struct SimApplication : HostApplication {
   std::shared_ptr<HostObject> delegate();
   // Events the application's own "sendEvent:" dispatched.
   std::size_t dispatchedEvents() const;
+
+  // The windows and view controllers (ui::sim::SimUI, which installs itself
+  // on first use); until then the application has no windows.
+  SimUserInterface* userInterface() const { return user_interface_.get(); }
+  void setUserInterface(std::shared_ptr<SimUserInterface> ui);
 
  private:
   friend class SimPlatform;
@@ -142,7 +136,7 @@ struct SimApplication : HostApplication {
   std::shared_ptr<DispatchQueue> settings_queue_;
   std::shared_ptr<HostRuntime> runtime_;
   std::shared_ptr<SimApplicationObject> application_object_;
-  std::vector<std::shared_ptr<SimWindow>> windows_;
+  std::shared_ptr<SimUserInterface> user_interface_;
 };
 
 struct SimDevice : Device {

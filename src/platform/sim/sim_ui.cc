@@ -1,7 +1,5 @@
 #include "platform/sim/sim_ui.h"
 
-#include <algorithm>
-
 #include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
 
@@ -54,12 +52,12 @@ void DefineSimUIKitClasses(HostRuntime& runtime) {
 
   auto view_controller = runtime.defineClass("UIViewController", responder);
   view_controller->addMethod("viewWillAppear:", MakeImp(NoOp));
-  view_controller->addMethod("viewDidAppear:", On<SimViewController>([](SimViewController& vc, const HostArgs&) {
+  view_controller->addMethod("viewDidAppear:", On<SimAppearanceRecord>([](SimAppearanceRecord& vc, const HostArgs&) {
     vc.appeared_ = true;
     return std::any();
   }));
   view_controller->addMethod("viewWillDisappear:", MakeImp(NoOp));
-  view_controller->addMethod("viewDidDisappear:", On<SimViewController>([](SimViewController& vc, const HostArgs&) {
+  view_controller->addMethod("viewDidDisappear:", On<SimAppearanceRecord>([](SimAppearanceRecord& vc, const HostArgs&) {
     vc.appeared_ = false;
     return std::any();
   }));
@@ -77,75 +75,6 @@ void DefineSimUIKitClasses(HostRuntime& runtime) {
   runtime.defineClass("UIStoryboardPresentationSegueTemplate", segue_template);
 }
 
-SimViewController::SimViewController(std::shared_ptr<HostClass> cls) : ViewController(std::move(cls)) {
-  // Every view controller has the variable; it holds nil until a
-  // navigation item is made.
-  setIvar("_navigationItem", std::any());
-}
-
-std::optional<std::string> SimViewController::accessibilityLabel() const {
-  if (!view_loaded_) return std::nullopt;
-  return accessibility_label_;
-}
-
-std::shared_ptr<Window> SimViewController::viewWindow() const {
-  if (!view_loaded_) return nullptr;
-  if (auto window = window_.lock()) return window;
-  if (auto parent = parent_.lock()) return parent->viewWindow();
-  if (auto presenting = presenting_.lock()) return presenting->viewWindow();
-  return nullptr;
-}
-
-void SimViewController::setNavigationItem(std::shared_ptr<HostObject> item) {
-  setIvar("_navigationItem", item ? std::any(std::move(item)) : std::any());
-}
-
-void SimViewController::setStoryboardSegueTemplates(HostObjectList templates) {
-  setIvar("_storyboardSegueTemplates", std::move(templates));
-}
-
-void SimViewController::addChild(const std::shared_ptr<SimViewController>& child) {
-  if (!child || child.get() == this) return;
-  child->removeFromParent();
-  child->parent_ = std::static_pointer_cast<SimViewController>(shared_from_this());
-  children_.push_back(child);
-}
-
-void SimViewController::removeFromParent() {
-  auto parent = parent_.lock();
-  parent_.reset();
-  if (!parent) return;
-  auto& siblings = parent->children_;
-  siblings.erase(std::remove_if(siblings.begin(), siblings.end(),
-                                [this](const auto& sibling) { return sibling.get() == this; }),
-                 siblings.end());
-}
-
-void SimViewController::present(const std::shared_ptr<SimViewController>& presented) {
-  if (!presented || presented.get() == this) return;
-  // A view controller is presented by one other at a time.
-  if (auto previous = presented->presenting_.lock()) previous->dismissPresented();
-  dismissPresented();
-  presented->presenting_ = std::static_pointer_cast<SimViewController>(shared_from_this());
-  presented_ = presented;
-}
-
-void SimViewController::dismissPresented() {
-  if (!presented_) return;
-  presented_->presenting_.reset();
-  presented_.reset();
-}
-
-std::shared_ptr<ViewController> SimWindow::presentedViewController() const {
-  return root_ ? root_->presentedViewController() : nullptr;
-}
-
-void SimWindow::setRootViewController(std::shared_ptr<SimViewController> root) {
-  if (root_) root_->window_.reset();
-  root_ = std::move(root);
-  if (root_) root_->window_ = std::static_pointer_cast<SimWindow>(shared_from_this());
-}
-
 // The user-interface part of the scripted application.
 
 SimApplication::SimApplication() : runtime_(std::make_shared<HostRuntime>()) {
@@ -156,7 +85,7 @@ SimApplication::SimApplication() : runtime_(std::make_shared<HostRuntime>()) {
 
 std::optional<std::pair<double, double>> SimApplication::firstNormalWindowSize() {
   if (window_size) return window_size;
-  for (const auto& window : windows_) {
+  for (const auto& window : windows()) {
     if (window->windowLevel() == kWindowLevelNormal) {
       return std::make_pair(window->bounds().width, window->bounds().height);
     }
@@ -170,20 +99,16 @@ std::shared_ptr<HostObject> SimApplication::applicationObject() {
 }
 
 std::vector<std::shared_ptr<Window>> SimApplication::windows() {
-  return {windows_.begin(), windows_.end()};
+  if (!user_interface_) return {};
+  return user_interface_->windows();
 }
+
+void SimApplication::setUserInterface(std::shared_ptr<SimUserInterface> ui) { user_interface_ = std::move(ui); }
 
 std::shared_ptr<HostObject> SimApplication::makeObject(const std::string& className) {
   auto cls = runtime_->lookUpClass(className);
   if (!cls) return nullptr;
   return std::make_shared<HostObject>(std::move(cls));
-}
-
-std::shared_ptr<SimViewController> SimApplication::makeViewController(const std::string& className) {
-  auto cls = runtime_->lookUpClass(className);
-  auto base = runtime_->lookUpClass("UIViewController");
-  if (!cls || !base || !cls->isSubclassOfClass(*base)) return nullptr;
-  return std::make_shared<SimViewController>(std::move(cls));
 }
 
 std::shared_ptr<HostObject> SimApplication::makeNavigationItem(std::optional<std::string> title) {
@@ -197,29 +122,6 @@ std::shared_ptr<HostObject> SimApplication::makeSegueTemplate(const std::string&
   auto segue_template = makeObject(className);
   if (segue_template) segue_template->setIvar("_identifier", OptionalText(identifier));
   return segue_template;
-}
-
-std::shared_ptr<SimWindow> SimApplication::addWindow(std::shared_ptr<SimViewController> root) {
-  auto window = std::make_shared<SimWindow>(runtime_->lookUpClass("UIWindow"));
-  window->setRootViewController(std::move(root));
-  windows_.push_back(window);
-  return window;
-}
-
-void SimApplication::removeWindow(const std::shared_ptr<SimWindow>& window) {
-  windows_.erase(std::remove(windows_.begin(), windows_.end(), window), windows_.end());
-}
-
-void SimApplication::appear(const std::shared_ptr<SimViewController>& vc, bool animated) {
-  // A view is loaded before it can appear.
-  vc->setViewLoaded(true);
-  vc->send("viewWillAppear:", {animated});
-  vc->send("viewDidAppear:", {animated});
-}
-
-void SimApplication::disappear(const std::shared_ptr<SimViewController>& vc, bool animated) {
-  vc->send("viewWillDisappear:", {animated});
-  vc->send("viewDidDisappear:", {animated});
 }
 
 void SimApplication::sendEvent(std::shared_ptr<HostObject> event) {

@@ -1,11 +1,12 @@
-// The simulated host's user interface: UIKit's classes as host classes,
-// view controllers, windows and the application object.
+// The simulated host's user interface as far as the platform core holds
+// it: the reference platform's interface classes as host classes, and the
+// application object. The windows and view controllers are the UI kit's
+// (platform/ui/sim/), which sits above the core and installs itself as the
+// application's user interface.
 //
-// A test scripts what the SDK would see on a device: which windows exist,
-// how view controllers nest and present one another, what they are called,
-// and when they appear and disappear. Appearance messages and the
-// application's event dispatch go through the objects' method tables, so
-// whatever the SDK installed there runs as it would on the device.
+// Appearance messages and the application's event dispatch go through the
+// objects' method tables, so whatever the SDK installed there runs as it
+// would on the device.
 #ifndef TESSARIN_PLATFORM_SIM_SIM_UI_H_
 #define TESSARIN_PLATFORM_SIM_SIM_UI_H_
 
@@ -20,7 +21,6 @@
 
 namespace tessarin::platform::sim {
 
-class SimWindow;
 struct SimApplication;
 
 // Defines the platform classes the simulated host uses, with the base
@@ -42,87 +42,30 @@ struct SimApplication;
 //       UIStoryboardShowSegueTemplate, UIStoryboardPresentationSegueTemplate
 void DefineSimUIKitClasses(HostRuntime& runtime);
 
-// A view controller. Its relations are structure only: a child or a
-// presented view controller appears when the test says so (SimApplication::appear).
-class SimViewController : public ViewController {
+// What the base appearance implementations record on the simulated
+// host's view controllers, which the UI kit makes (platform/ui/sim/): the
+// base "viewDidAppear:" marks one on screen, the base "viewDidDisappear:"
+// off it. An interception that calls the implementation it replaced sees
+// the mark as the platform's own implementation left it.
+class SimAppearanceRecord {
  public:
-  // `cls` must be UIViewController or a subclass of it.
-  explicit SimViewController(std::shared_ptr<HostClass> cls);
-
-  std::optional<std::string> title() const override { return title_; }
-  std::optional<std::string> nibName() const override { return nib_name_; }
-  std::optional<std::string> restorationIdentifier() const override { return restoration_identifier_; }
-  bool isViewLoaded() const override { return view_loaded_; }
-  std::optional<std::string> accessibilityLabel() const override;
-  // The window the view was put in as a root view controller; else the
-  // window of the parent, else of the presenting view controller.
-  std::shared_ptr<Window> viewWindow() const override;
-  std::shared_ptr<ViewController> parentViewController() const override { return parent_.lock(); }
-  std::shared_ptr<ViewController> presentingViewController() const override { return presenting_.lock(); }
-  std::shared_ptr<ViewController> presentedViewController() const override { return presented_; }
-
-  // Scripting.
-  void setTitle(std::optional<std::string> title) { title_ = std::move(title); }
-  void setNibName(std::optional<std::string> name) { nib_name_ = std::move(name); }
-  void setRestorationIdentifier(std::optional<std::string> id) { restoration_identifier_ = std::move(id); }
-  void setAccessibilityLabel(std::optional<std::string> label) { accessibility_label_ = std::move(label); }
-  void setViewLoaded(bool loaded) { view_loaded_ = loaded; }
-  // Stored as the instance variable "_navigationItem" (an object of class
-  // UINavigationItem, see SimApplication::makeNavigationItem); null clears it.
-  void setNavigationItem(std::shared_ptr<HostObject> item);
-  // Stored as the instance variable "_storyboardSegueTemplates".
-  void setStoryboardSegueTemplates(HostObjectList templates);
-  // Containment: the parent keeps its children, a child knows its parent.
-  void addChild(const std::shared_ptr<SimViewController>& child);
-  void removeFromParent();
-  const std::vector<std::shared_ptr<SimViewController>>& children() const { return children_; }
-  // Presentation: the presenting view controller keeps the presented one.
-  void present(const std::shared_ptr<SimViewController>& presented);
-  void dismissPresented();
+  virtual ~SimAppearanceRecord() = default;
   // Between the base "viewDidAppear:" and the base "viewDidDisappear:".
   bool appeared() const { return appeared_; }
 
  private:
-  friend class SimWindow;
   friend void DefineSimUIKitClasses(HostRuntime& runtime);
-
-  std::optional<std::string> title_;
-  std::optional<std::string> nib_name_;
-  std::optional<std::string> restoration_identifier_;
-  std::optional<std::string> accessibility_label_;
-  bool view_loaded_ = false;
   bool appeared_ = false;
-  std::weak_ptr<SimWindow> window_;
-  std::weak_ptr<SimViewController> parent_;
-  std::vector<std::shared_ptr<SimViewController>> children_;
-  std::weak_ptr<SimViewController> presenting_;
-  std::shared_ptr<SimViewController> presented_;
 };
 
-// A window. New windows are visible, at the normal level, the size of a
-// phone's screen in points.
-class SimWindow : public Window {
+// The simulated host's windows. The kit sits above the platform, so the
+// side that makes the windows installs itself here
+// (SimApplication::setUserInterface) rather than the platform including it.
+class SimUserInterface {
  public:
-  explicit SimWindow(std::shared_ptr<HostClass> cls) : Window(std::move(cls)) {}
-
-  double windowLevel() const override { return level_; }
-  bool isHidden() const override { return hidden_; }
-  Rect bounds() const override { return bounds_; }
-  std::shared_ptr<ViewController> rootViewController() const override { return root_; }
-  std::shared_ptr<ViewController> presentedViewController() const override;
-
-  void setWindowLevel(double level) { level_ = level; }
-  void setHidden(bool hidden) { hidden_ = hidden; }
-  void setBounds(Rect bounds) { bounds_ = bounds; }
-  // The window keeps its root view controller, whose view is then in this
-  // window (and the previous root's view in none).
-  void setRootViewController(std::shared_ptr<SimViewController> root);
-
- private:
-  double level_ = kWindowLevelNormal;
-  bool hidden_ = false;
-  Rect bounds_{0, 0, 390, 844};
-  std::shared_ptr<SimViewController> root_;
+  virtual ~SimUserInterface() = default;
+  // The application's windows, back to front.
+  virtual std::vector<std::shared_ptr<Window>> windows() = 0;
 };
 
 // The shared application object. Its delegate lives in the instance
