@@ -9,6 +9,7 @@
 #include "core/composition_root.h"
 #include "core/tessarin_impl.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/sim/sim_ui.h"
 #include "tracking/screen_impl.h"
 #include "util/config.h"
 #include "util/host_app.h"
@@ -41,14 +42,15 @@ void BM_ScreenViewDidAppearBuildsDescription(benchmark::State& state) {
   sim->app().sendEvent();
   sim->runUntilIdle();
 
-  auto tabs = sim->app().makeViewController("UITabBarController");
-  auto window = sim->app().addWindow(tabs);
+  auto& ui = platform::ui::sim::SimUI::of(*sim);
+  auto tabs = ui.makeViewController("UITabBarController");
+  auto window = ui.addWindow(tabs);
   tabs->setViewLoaded(true);
-  auto shop = sim->app().makeViewController("UINavigationController");
+  auto shop = ui.makeViewController("UINavigationController");
   shop->setTitle("Shop");
   shop->setViewLoaded(true);
   tabs->addChild(shop);
-  auto product = sim->app().makeViewController("ProductViewController");
+  auto product = ui.makeViewController("ProductViewController");
   product->setTitle("Lamp");
   product->setNavigationItem(sim->app().makeNavigationItem("Lamp"));
   shop->addChild(product);
