@@ -62,9 +62,9 @@ void OverlayCompositor::scheduleFrame() {
     platform_.mainQueue()->async(run);
     return;
   }
-  TimerSpec spec;
-  spec.startDelay = wait;
-  timer_ = platform_.scheduleTimer(platform_.mainQueue(), spec, run);
+  TimerSpec nextFrame;
+  nextFrame.startDelay = wait;
+  timer_ = platform_.scheduleTimer(platform_.mainQueue(), nextFrame, run);
 }
 
 void OverlayCompositor::flush() {
