@@ -6,6 +6,7 @@
 #ifndef TESSARIN_HOST_H_
 #define TESSARIN_HOST_H_
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,6 +16,34 @@
 #include "tessarin/json.h"
 
 namespace tessarin {
+
+// One frame of the SDK's overlay: what the SDK shows over the app (an
+// in-app message, say), for the app to composite over its own frame.
+struct TessarinOverlayFrame {
+  // The whole overlay: premultiplied ARGB32, 32 bits a pixel in native byte
+  // order (Cairo's CAIRO_FORMAT_ARGB32), rows `stride` bytes apart,
+  // `width` x `height` pixels (the screen's size times its scale). Owned by
+  // the SDK and valid only while the callback runs: copy what you keep.
+  const std::uint8_t* pixels = nullptr;
+  int width = 0;
+  int height = 0;
+  int stride = 0;
+  // The rectangle of pixels that changed since the previous frame; the rest
+  // is as it was then. (After a size or scale change, the whole overlay.)
+  int damageX = 0;
+  int damageY = 0;
+  int damageWidth = 0;
+  int damageHeight = 0;
+  // False once nothing of the SDK is shown: the pixels are then all
+  // transparent, the damage is the whole overlay, and the app may stop
+  // compositing until a frame says true again.
+  bool visible = false;
+};
+
+// Receives overlay frames on the SDK's main queue (the app's loop when it
+// set `postToMain`), only after something changed and at most once a frame
+// (60 a second).
+using TessarinOverlayCallback = std::function<void(const TessarinOverlayFrame& frame)>;
 
 struct TessarinHostOptions {
   // Reverse-DNS name of the application; the SDK keeps its files in a
@@ -50,6 +79,15 @@ struct TessarinHostOptions {
   // to setAPNSToken or setFirebaseToken reaches the service only when this
   // holds (a token for notifications nobody sees is not reported).
   bool notificationsAllowed = true;
+  // The app's screen (its window, for a windowed app) in points, and pixels
+  // per point: the SDK lays out what it shows on it. With no size the SDK
+  // shows nothing (and takes no pointer input) until setScreen gives one.
+  double screenWidth = 0;
+  double screenHeight = 0;
+  double screenScale = 1;
+  // Where the SDK's overlay goes (see TessarinOverlayFrame); none: the SDK
+  // draws nothing until setOverlayCallback names one.
+  TessarinOverlayCallback overlayCallback;
 };
 
 class TESSARIN_EXPORT TessarinHost {
@@ -79,6 +117,38 @@ class TESSARIN_EXPORT TessarinHost {
 
   // Waits until the SDK's main queue has run what was queued before the call.
   static void syncWithMain();
+
+  // The overlay. The SDK's windows (in-app messages) are drawn for the app,
+  // which composites them over its own frame and forwards its pointer input.
+
+  // The screen's new size in points and its scale (pixels per point), from
+  // any thread; takes effect on the SDK's main queue, after which the next
+  // frame (if anything is shown) covers the new size.
+  static void setScreen(double width, double height, double scale);
+  // Replaces the overlay callback (null: none), from any thread; takes
+  // effect on the SDK's main queue. A new callback gets a whole frame first
+  // when something is shown.
+  static void setOverlayCallback(TessarinOverlayCallback callback);
+
+  // Pointer input (a mouse button or a finger) at (x, y) in points on the
+  // screen, with the event's time in seconds (any monotonic base, kept
+  // for the whole sequence: only differences count), from any thread. Each
+  // answers whether the SDK took the input; false means the app handles it.
+  //
+  // A press the SDK takes is the SDK's until it is released or cancelled:
+  // the moves, the release and the cancel of that sequence answer true and
+  // go to the SDK, those of a press it did not take answer false. A press
+  // goes where the SDK's windows have a view that takes it; elsewhere (and
+  // when nothing is shown) it falls through to the app. Deciding that takes
+  // the SDK's main queue: on the main thread the call answers at once; on
+  // another it waits for the main queue at most 100 ms, and answers false
+  // (the SDK then ignores the press) when the queue is busy for longer.
+  // Moves, releases and cancels never wait. A press the SDK takes counts
+  // as the user's input (no reportUserEvent needed for it).
+  static bool pointerDown(double x, double y, double timestamp);
+  static bool pointerMove(double x, double y, double timestamp);
+  static bool pointerUp(double x, double y, double timestamp);
+  static bool pointerCancel(double x, double y, double timestamp);
 };
 
 }  // namespace tessarin

@@ -7,6 +7,7 @@
 #include "base/category_markers.h"
 #include "base/log.h"
 #include "core/composition_root.h"
+#include "core/host_overlay.h"
 #include "core/tessarin_impl.h"
 #include "platform/linux/linux_platform.h"
 #include "tessarin/host.h"
@@ -25,6 +26,9 @@ struct ProcessHost {
   std::mutex mutex;
   LinuxPlatform* platform = nullptr;
   std::shared_ptr<LinuxPlatform> platform_owner;
+  // The screen the SDK's windows are drawn on for the app, made with the
+  // platform and, like it, never destroyed.
+  HostOverlay* overlay = nullptr;
   std::once_flag instance_once;
   std::shared_ptr<TessarinImpl> instance;
 };
@@ -53,9 +57,18 @@ LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
     linux_options.notifications_allowed = options.notificationsAllowed;
     host.platform_owner = std::make_shared<LinuxPlatform>(std::move(linux_options));
     host.platform = host.platform_owner.get();
+    host.overlay = new HostOverlay(*host.platform);
+    host.overlay->setScreen(options.screenWidth, options.screenHeight, options.screenScale);
+    if (options.overlayCallback) host.overlay->setCallback(std::move(options.overlayCallback));
     *created = true;
   }
   return *host.platform;
+}
+
+HostOverlay& Overlay() {
+  bool created = false;
+  EnsurePlatform({}, &created);
+  return *Host().overlay;
 }
 
 // How long the app's thread waits for the SDK to save at termination. The
@@ -101,6 +114,7 @@ std::shared_ptr<TessarinImpl> TessarinImpl::shared() {
     bool created = false;
     EnsurePlatform({}, &created);
     auto environment = std::make_shared<TSRUtilityDI>(host.platform_owner);
+    environment->setUserInterface(&host.overlay->userInterface(), &host.overlay->screen());
     host.instance = createWithEnvironment(environment);
     for (const std::string& message : MissingCategoryMessages()) TSR_LOG_ERROR("%@", message);
   });
@@ -148,6 +162,35 @@ void TessarinHost::syncWithMain() {
   LinuxPlatform& platform = EnsurePlatform({}, &created);
   if (platform.isMainThread()) return;
   platform.mainQueue()->sync([] {});
+}
+
+void TessarinHost::setScreen(double width, double height, double scale) {
+  Overlay().setScreen(width, height, scale);
+}
+
+void TessarinHost::setOverlayCallback(TessarinOverlayCallback callback) { Overlay().setCallback(std::move(callback)); }
+
+namespace {
+
+bool Pointer(HostOverlay::Pointer phase, double x, double y, double timestamp) {
+  bool taken = Overlay().pointer(phase, x, y, timestamp);
+  if (taken && phase == HostOverlay::Pointer::kDown) TessarinHost::reportUserEvent();
+  return taken;
+}
+
+}  // namespace
+
+bool TessarinHost::pointerDown(double x, double y, double timestamp) {
+  return Pointer(HostOverlay::Pointer::kDown, x, y, timestamp);
+}
+bool TessarinHost::pointerMove(double x, double y, double timestamp) {
+  return Pointer(HostOverlay::Pointer::kMove, x, y, timestamp);
+}
+bool TessarinHost::pointerUp(double x, double y, double timestamp) {
+  return Pointer(HostOverlay::Pointer::kUp, x, y, timestamp);
+}
+bool TessarinHost::pointerCancel(double x, double y, double timestamp) {
+  return Pointer(HostOverlay::Pointer::kCancel, x, y, timestamp);
 }
 
 }  // namespace tessarin

@@ -16,6 +16,11 @@
 
 namespace tessarin {
 
+namespace platform::ui {
+class Screen;
+class UIEnvironment;
+}  // namespace platform::ui
+
 class SdkFacade;
 class TSRUtilityPersistence;
 class TSRUtilityHostApp;
@@ -39,6 +44,17 @@ class Environment : public std::enable_shared_from_this<Environment> {
   void setFacade(std::weak_ptr<SdkFacade> facade);
   std::shared_ptr<SdkFacade> facade() const;
 
+  // The UI kit's environment and the screen the SDK shows its windows on
+  // (in-app messages), on hosts that have one (the Linux host's overlay);
+  // null elsewhere. The host sets them before the façade is made; the
+  // objects themselves are for the main queue only.
+  void setUserInterface(platform::ui::UIEnvironment* ui, platform::ui::Screen* screen) {
+    ui_ = ui;
+    screen_ = screen;
+  }
+  platform::ui::UIEnvironment* userInterface() const { return ui_; }
+  platform::ui::Screen* screen() const { return screen_; }
+
   // One of each per environment, made on first use.
   TSRUtilityPersistence& persistence();
   TSRUtilityHostApp& hostApp();
@@ -57,6 +73,8 @@ class Environment : public std::enable_shared_from_this<Environment> {
   std::once_flag host_app_once_;
   std::unique_ptr<TSRUtilityHostApp> host_app_;
   EventCounters event_counters_;
+  platform::ui::UIEnvironment* ui_ = nullptr;
+  platform::ui::Screen* screen_ = nullptr;
 };
 
 }  // namespace tessarin

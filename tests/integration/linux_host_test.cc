@@ -204,5 +204,31 @@ TEST_F(LinuxHostTest, EventsOfAKilledProcessAreDeliveredAfterTheNextStart) {
   EXPECT_LE(duplicates, 50);  // at most the batch in flight
 }
 
+TEST_F(LinuxHostTest, TheOverlayDrawsTheSdksWindowForTheAppAndTakesOnlyPressesOnItsViews) {
+  auto probe = Probe("overlay", service->port());
+  Json result = Line(*probe, "shown", 30s);
+  ASSERT_TRUE(result.is_object()) << "the probe printed nothing";
+  // The red view reached the app's callback, on the SDK's main thread, and
+  // nothing was drawn beside it.
+  EXPECT_EQ(result["shown"], true);
+  EXPECT_GE(result["shownFrames"], 1);
+  EXPECT_EQ(result["offViewPixel"], 0);
+  EXPECT_EQ(result["onSdkThread"], true);
+  // A press on the view is the SDK's to the end, wherever it moves; one
+  // beside it is the app's, even when it moves onto the view.
+  EXPECT_EQ(result["onViewDown"], true);
+  EXPECT_EQ(result["onViewMove"], true);
+  EXPECT_EQ(result["onViewUp"], true);
+  EXPECT_EQ(result["offViewDown"], false);
+  EXPECT_EQ(result["offViewMove"], false);
+  EXPECT_EQ(result["offViewUp"], false);
+  EXPECT_EQ(result["touches"], "be");
+  // A smaller screen gets a frame of its size; hiding the window says the
+  // overlay is gone.
+  EXPECT_EQ(result["resized"], true);
+  EXPECT_EQ(result["hidden"], true);
+  EXPECT_EQ(probe->wait(10s), 0);
+}
+
 }  // namespace
 }  // namespace tessarin

@@ -28,5 +28,12 @@ check transport transport/sender.h tracking/campaign_dispatcher.h
 check tracking tracking/campaign_dispatcher.h push/push_token_manager.h
 check push push/push_token_manager.h core/tessarin_impl.h
 check core core/tessarin_impl.h capi/capi_items.h
+# The UI kit is part of the platform layer and builds on the rest of it, so
+# the rest of the platform's folder must not include the kit (a cycle).
+kit_users=$(grep -rl --include='*.h' --include='*.cc' '#include "platform/ui/' "$layers/platform/platform/" |
+  grep -v '/platform/ui/' || true)
+if [ -n "$kit_users" ]; then echo "the platform includes its UI kit: $kit_users"; failed=1; fi
+check platform platform/ui/layout/layout_engine.h base/log.h
+
 [ "$failed" -eq 0 ] && echo "every layer sees exactly the folders below it"
 exit "$failed"

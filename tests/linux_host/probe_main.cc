@@ -13,12 +13,18 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
 #include <string>
 #include <thread>
 
 #include "core/tessarin_impl.h"
+#include "platform/ui/screen.h"
+#include "platform/ui/view.h"
+#include "platform/ui/window.h"
+#include "util/environment.h"
 #include "tessarin/host.h"
 #include "tessarin/tessarin.h"
 
@@ -47,8 +53,7 @@ bool WaitFor(Done done, double seconds) {
   return true;
 }
 
-std::shared_ptr<Tessarin> Launch(int port) {
-  tessarin::TessarinHostOptions host;
+std::shared_ptr<Tessarin> Launch(int port, tessarin::TessarinHostOptions host = {}) {
   host.bundleIdentifier = "com.tessarin.probe";
   host.bundleVersion = "1.0";
   if (const char* os = std::getenv("PROBE_OS")) host.osName = os;
@@ -166,11 +171,144 @@ int Deliver(int port) {
   return 0;
 }
 
+namespace ui = tessarin::platform::ui;
+
+// The window an in-app message will have: only its views take touches.
+class OverlayWindow : public ui::Window {
+ public:
+  using Window::Window;
+  ui::View* hitTest(ui::Point point) override {
+    ui::View* hit = Window::hitTest(point);
+    return hit == this ? nullptr : hit;
+  }
+};
+
+class TouchLog : public ui::View {
+ public:
+  using View::View;
+  void touchBegan(const ui::Touch&) override { events += 'b'; }
+  void touchEnded(const ui::Touch&) override { events += 'e'; }
+  void touchCancelled(const ui::Touch&) override { events += 'c'; }
+  std::string events;
+};
+
+// What the app's overlay callback saw, kept for the app's main thread.
+struct Frames {
+  std::mutex mutex;
+  int count = 0;
+  int width = 0;
+  bool visible = false;
+  std::uint32_t onView = 0;   // the pixel at (150, 125) points
+  std::uint32_t offView = 0;  // at (20, 20) points
+  bool onSdkThread = true;
+};
+
+std::uint32_t PixelAt(const tessarin::TessarinOverlayFrame& frame, double x, double y, double scale) {
+  int px = static_cast<int>(x * scale), py = static_cast<int>(y * scale);
+  if (px >= frame.width || py >= frame.height) return 0xdeadbeef;
+  std::uint32_t pixel;
+  std::memcpy(&pixel, frame.pixels + py * frame.stride + px * 4, 4);
+  return pixel;
+}
+
+// Configures a 320 x 240 point screen at scale 2 with an overlay callback,
+// shows a window of the SDK's with a red view at (100, 100, 100 x 50)
+// points, presses on the view and beside it from the app's own thread, then
+// makes the screen smaller and hides the window.
+int Overlay(int port) {
+  auto frames = std::make_shared<Frames>();
+  auto app_thread = std::this_thread::get_id();
+  constexpr double scale = 2;
+  tessarin::TessarinHostOptions host;
+  host.screenWidth = 320;
+  host.screenHeight = 240;
+  host.screenScale = scale;
+  host.overlayCallback = [frames, app_thread](const tessarin::TessarinOverlayFrame& frame) {
+    std::lock_guard<std::mutex> lock(frames->mutex);
+    ++frames->count;
+    frames->width = frame.width;
+    frames->visible = frame.visible;
+    frames->onView = PixelAt(frame, 150, 125, scale);
+    frames->offView = PixelAt(frame, 20, 20, scale);
+    if (std::this_thread::get_id() == app_thread) frames->onSdkThread = false;
+  };
+  auto sdk = Launch(port, host);
+  // In-app messages will show their windows this way: on the SDK's main
+  // queue, on the screen the environment holds.
+  tessarin::Environment& environment = TessarinImpl::shared()->environment();
+  ui::Screen* screen = environment.screen();
+  if (!screen) return 5;
+  std::shared_ptr<OverlayWindow> window;
+  std::shared_ptr<TouchLog> view;
+  environment.platform().mainQueue()->sync([&] {
+    window = std::make_shared<OverlayWindow>(*screen);
+    window->setWindowLevel(ui::kWindowLevelAlert - 1);
+    view = std::make_shared<TouchLog>(ui::Rect{100, 100, 100, 50});
+    view->setBackgroundColor(ui::Color::fromRGBA(0xff0000ff));
+    window->addSubview(view);
+    window->makeKeyAndVisible();
+  });
+  auto frame = [&](auto&& check) {
+    return WaitFor(
+        [&] {
+          std::lock_guard<std::mutex> lock(frames->mutex);
+          return check(*frames);
+        },
+        10);
+  };
+  bool shown = frame([](const Frames& f) { return f.visible && f.onView == 0xffff0000u; });
+  std::uint32_t off_view;
+  int shown_frames;
+  {
+    std::lock_guard<std::mutex> lock(frames->mutex);
+    off_view = frames->offView;
+    shown_frames = frames->count;
+  }
+  double t = 10.0;
+  bool on_view_down = TessarinHost::pointerDown(150, 125, t);
+  bool on_view_move = TessarinHost::pointerMove(300, 200, t + 0.05);
+  bool on_view_up = TessarinHost::pointerUp(300, 200, t + 0.1);
+  bool off_view_down = TessarinHost::pointerDown(20, 20, t + 1);
+  bool off_view_move = TessarinHost::pointerMove(150, 125, t + 1.05);
+  bool off_view_up = TessarinHost::pointerUp(150, 125, t + 1.1);
+  std::string touches;
+  environment.platform().mainQueue()->sync([&] { touches = view->events; });
+
+  TessarinHost::setScreen(200, 150, scale);
+  bool resized = frame([](const Frames& f) { return f.visible && f.width == 400 && f.onView == 0xffff0000u; });
+  // Kit objects live and die on the main queue.
+  environment.platform().mainQueue()->sync([&] {
+    window->setHidden(true);
+    window.reset();
+    view.reset();
+  });
+  bool hidden = frame([](const Frames& f) { return !f.visible; });
+  bool on_sdk_thread;
+  {
+    std::lock_guard<std::mutex> lock(frames->mutex);
+    on_sdk_thread = frames->onSdkThread;
+  }
+  Print({{"shown", shown},
+         {"shownFrames", shown_frames},
+         {"offViewPixel", off_view},
+         {"onViewDown", on_view_down},
+         {"onViewMove", on_view_move},
+         {"onViewUp", on_view_up},
+         {"offViewDown", off_view_down},
+         {"offViewMove", off_view_move},
+         {"offViewUp", off_view_up},
+         {"touches", touches},
+         {"resized", resized},
+         {"hidden", hidden},
+         {"onSdkThread", on_sdk_thread}});
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 3) {
-    std::cerr << "usage: tessarin-linux-probe lifecycle|terminate|entrypoints|retry|record|deliver PORT [COUNT]\n";
+    std::cerr << "usage: tessarin-linux-probe lifecycle|terminate|entrypoints|retry|record|deliver|overlay PORT [COUNT]\n";
     return 64;
   }
   std::string scenario = argv[1];
@@ -181,5 +319,6 @@ int main(int argc, char** argv) {
   if (scenario == "retry") return Retry(port);
   if (scenario == "record") return Record(port, argc > 3 ? std::atoi(argv[3]) : 100);
   if (scenario == "deliver") return Deliver(port);
+  if (scenario == "overlay") return Overlay(port);
   return 64;
 }

@@ -3,6 +3,8 @@
 #ifndef TESSARIN_PLATFORM_UI_GEOMETRY_H_
 #define TESSARIN_PLATFORM_UI_GEOMETRY_H_
 
+#include <algorithm>
+
 namespace tessarin::platform::ui {
 
 struct Point {
@@ -25,6 +27,21 @@ struct Rect {
   double maxX() const { return x + width; }
   double maxY() const { return y + height; }
   bool contains(Point p) const { return p.x >= x && p.x < maxX() && p.y >= y && p.y < maxY(); }
+  bool isEmpty() const { return !(width > 0) || !(height > 0); }
+  // The smallest rectangle holding both; an empty one adds nothing.
+  Rect unionWith(const Rect& other) const {
+    if (other.isEmpty()) return *this;
+    if (isEmpty()) return other;
+    double left = std::min(x, other.x), top = std::min(y, other.y);
+    return {left, top, std::max(maxX(), other.maxX()) - left, std::max(maxY(), other.maxY()) - top};
+  }
+  // What both cover; empty (all zero) when they do not meet.
+  Rect intersection(const Rect& other) const {
+    double left = std::max(x, other.x), top = std::max(y, other.y);
+    double right = std::min(maxX(), other.maxX()), bottom = std::min(maxY(), other.maxY());
+    if (right <= left || bottom <= top) return {};
+    return {left, top, right - left, bottom - top};
+  }
   friend bool operator==(const Rect&, const Rect&) = default;
 };
 

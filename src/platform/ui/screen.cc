@@ -20,6 +20,36 @@ Screen::~Screen() {
   visible_.clear();
 }
 
+void Screen::setSize(Size size, double scale) {
+  if (size == size_ && scale == scale_) return;
+  Rect old = bounds();
+  size_ = size;
+  scale_ = scale;
+  for (Window* window : windows_) {
+    if (window->frame() == old) window->setFrame(bounds());
+  }
+  setNeedsDisplayInRect(bounds());
+}
+
+bool Screen::hasVisibleWindows() const {
+  return std::any_of(windows_.begin(), windows_.end(), [](const Window* w) { return !w->isHidden(); });
+}
+
+void Screen::setNeedsDisplayInRect(const Rect& rect) {
+  Rect visible = rect.intersection(bounds());
+  if (visible.isEmpty()) return;
+  ++contentVersion_;
+  bool wasClean = damage_.isEmpty();
+  damage_ = damage_.unionWith(visible);
+  if (wasClean && damageHandler_) damageHandler_();
+}
+
+Rect Screen::takeDamage() {
+  Rect taken = damage_;
+  damage_ = {};
+  return taken;
+}
+
 std::vector<Window*> Screen::windows() const {
   std::vector<Window*> ordered = windows_;
   std::stable_sort(ordered.begin(), ordered.end(), [](const Window* a, const Window* b) {
@@ -60,22 +90,21 @@ Image Screen::snapshot(double scale) const {
   return renderViews(shown, bounds(), scale);
 }
 
-void Screen::addWindow(Window* window) {
-  windows_.push_back(window);
-  contentChanged();
-}
+// A new window is hidden: nothing to draw yet.
+void Screen::addWindow(Window* window) { windows_.push_back(window); }
 
 void Screen::removeWindow(Window* window) {
+  if (!window->isHidden()) setNeedsDisplayInRect(window->screenExtent());
   std::erase(windows_, window);
   if (keyWindow_ == window) keyWindow_ = nullptr;
-  contentChanged();
 }
 
 void Screen::windowShown(Window* window) {
   window->orderShown_ = ++showSequence_;
   auto strong = window->shared_from_this();
   if (std::find(visible_.begin(), visible_.end(), strong) == visible_.end()) visible_.push_back(strong);
-  contentChanged();
+  // Shown, or brought to the front of its level.
+  setNeedsDisplayInRect(window->screenExtent());
 }
 
 void Screen::windowHidden(Window* window) {
@@ -87,7 +116,7 @@ void Screen::windowHidden(Window* window) {
     environment_.platform().mainQueue()->async([keep = std::move(*it)] {});
     visible_.erase(it);
   }
-  contentChanged();
+  setNeedsDisplayInRect(window->screenExtent());
 }
 
 void Screen::makeKey(Window* window) { keyWindow_ = window; }

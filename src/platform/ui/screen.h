@@ -12,6 +12,7 @@
 #define TESSARIN_PLATFORM_UI_SCREEN_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -36,6 +37,10 @@ class Screen {
   UIEnvironment& environment() { return environment_; }
   Rect bounds() const { return {0, 0, size_.width, size_.height}; }
   double scale() const { return scale_; }
+  // The host's screen changed size or scale (a resized app window, a move
+  // to another monitor). Windows that covered the old screen cover the new
+  // one; everything is damaged.
+  void setSize(Size size, double scale);
   // The strips at the screen's edges that content should stay clear of
   // (status bar, rounded corners); view controllers' layout guides follow.
   const EdgeInsets& safeAreaInsets() const { return safeAreaInsets_; }
@@ -64,10 +69,23 @@ class Screen {
   // the screen's own); transparent where no window draws.
   Image snapshot(double scale = 0) const;
 
-  // Grows whenever something on the screen may look different, so that a
-  // host drawing the kit's pixels knows when to draw again.
+  // Whether any window is shown: when none is, the kit draws nothing.
+  bool hasVisibleWindows() const;
+
+  // Damage, in screen coordinates (points), as the bounding rectangle of
+  // everything marked since it was last taken, cut to the screen.
+  void setNeedsDisplayInRect(const Rect& rect);
+  bool hasDamage() const { return !damage_.isEmpty(); }
+  const Rect& damage() const { return damage_; }
+  // The damage, which is then cleared.
+  Rect takeDamage();
+  // Runs when the screen goes from undamaged to damaged, inside whatever
+  // change caused it: the handler should schedule a redraw, not draw. One
+  // handler at a time; null removes it.
+  void setDamageHandler(std::function<void()> handler) { damageHandler_ = std::move(handler); }
+
+  // Grows whenever something on the screen may look different.
   std::uint64_t contentVersion() const { return contentVersion_; }
-  void contentChanged() { ++contentVersion_; }
 
  private:
   friend class Window;
@@ -86,6 +104,8 @@ class Screen {
   Window* keyWindow_ = nullptr;
   std::uint64_t showSequence_ = 0;
   std::uint64_t contentVersion_ = 0;
+  Rect damage_;
+  std::function<void()> damageHandler_;
   std::unique_ptr<TouchDispatcher> touches_;
 };
 

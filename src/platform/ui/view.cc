@@ -24,16 +24,15 @@ View::~View() {
 
 void View::setFrame(const Rect& frame) {
   if (frame == frame_) return;
+  Screen* screen = shownOn();
+  Rect before = screen ? screenExtent() : Rect{};
   bool resized = frame.width != frame_.width || frame.height != frame_.height;
   frame_ = frame;
   bounds_.width = frame.width;
   bounds_.height = frame.height;
   if (resized) setNeedsLayout();
-  if (superview_) {
-    superview_->setNeedsDisplay();
-  } else {
-    setNeedsDisplay();
-  }
+  // Where it was shows what is behind it now; where it is shows it.
+  if (screen) screen->setNeedsDisplayInRect(before.unionWith(screenExtent()));
 }
 
 void View::setBounds(const Rect& bounds) {
@@ -42,45 +41,63 @@ void View::setBounds(const Rect& bounds) {
   double centerX = frame_.x + frame_.width / 2;
   double centerY = frame_.y + frame_.height / 2;
   bool resized = bounds.width != bounds_.width || bounds.height != bounds_.height;
+  Screen* screen = shownOn();
+  Rect before = screen ? screenExtent() : Rect{};
   bounds_ = bounds;
   frame_ = {centerX - bounds.width / 2, centerY - bounds.height / 2, bounds.width, bounds.height};
   if (resized) setNeedsLayout();
-  setNeedsDisplay();
+  if (screen) screen->setNeedsDisplayInRect(before.unionWith(screenExtent()));
 }
 
+// Setting what a view already has changes no pixel, so it damages nothing.
 void View::setBackgroundColor(const Color& color) {
+  if (color == backgroundColor_) return;
   backgroundColor_ = color;
   setNeedsDisplay();
 }
 
 void View::setAlpha(double alpha) {
-  alpha_ = std::clamp(alpha, 0.0, 1.0);
-  setNeedsDisplay();
+  alpha = std::clamp(alpha, 0.0, 1.0);
+  if (alpha == alpha_) return;
+  alpha_ = alpha;
+  // The subviews fade with it.
+  if (Screen* screen = shownOn()) screen->setNeedsDisplayInRect(screenExtent());
 }
 
 void View::setHidden(bool hidden) {
+  if (hidden == hidden_) return;
+  Screen* screen = shownOn();
   hidden_ = hidden;
-  setNeedsDisplay();
+  if (screen) screen->setNeedsDisplayInRect(screenExtent());
 }
 
 void View::setCornerRadius(double radius) {
-  cornerRadius_ = std::max(0.0, radius);
-  setNeedsDisplay();
+  radius = std::max(0.0, radius);
+  if (radius == cornerRadius_) return;
+  cornerRadius_ = radius;
+  // The clip follows the corners, so the subviews may change too.
+  if (Screen* screen = shownOn()) screen->setNeedsDisplayInRect(screenExtent());
 }
 
 void View::setBorderWidth(double width) {
-  borderWidth_ = std::max(0.0, width);
+  width = std::max(0.0, width);
+  if (width == borderWidth_) return;
+  borderWidth_ = width;
   setNeedsDisplay();
 }
 
 void View::setBorderColor(const Color& color) {
+  if (color == borderColor_) return;
   borderColor_ = color;
   setNeedsDisplay();
 }
 
 void View::setClipsToBounds(bool clips) {
+  if (clips == clipsToBounds_) return;
+  Screen* screen = shownOn();
+  Rect before = screen ? screenExtent() : Rect{};
   clipsToBounds_ = clips;
-  setNeedsDisplay();
+  if (screen) screen->setNeedsDisplayInRect(before.unionWith(screenExtent()));
 }
 
 void View::addSubview(std::shared_ptr<View> view) { insertSubview(std::move(view), subviews_.size()); }
@@ -102,7 +119,7 @@ void View::insertSubview(std::shared_ptr<View> view, std::size_t index) {
   view->superview_ = this;
   view->notifyMovedToWindow(previousWindow);
   setNeedsLayout();
-  setNeedsDisplay();
+  if (Screen* screen = view->shownOn()) screen->setNeedsDisplayInRect(view->screenExtent());
 }
 
 void View::removeFromSuperview() {
@@ -114,11 +131,12 @@ void View::removeFromSuperview() {
   detachFromSuperview();
   notifyMovedToWindow(previousWindow);
   parent->setNeedsLayout();
-  parent->setNeedsDisplay();
 }
 
 void View::detachFromSuperview() {
   if (!superview_) return;
+  // What it covered shows what is behind it now.
+  if (Screen* screen = shownOn()) screen->setNeedsDisplayInRect(screenExtent());
   // Constraints between this view (or anything in it) and the rest of the
   // tree would otherwise outlive the tree they were made in.
   removeConstraintsFromAncestors();
@@ -275,10 +293,36 @@ void View::layoutSubtreeIfNeeded() {
   for (auto& subview : subviews) subview->layoutSubtreeIfNeeded();
 }
 
+Screen* View::shownOn() const {
+  Window* w = window();
+  if (!w || w->isHidden()) return nullptr;
+  return w->screen();
+}
+
 void View::setNeedsDisplay() {
-  if (Window* w = window()) {
-    if (Screen* screen = w->screen()) screen->contentChanged();
+  if (Screen* screen = shownOn()) {
+    Point origin = convertToScreen({bounds_.x, bounds_.y});
+    screen->setNeedsDisplayInRect({origin.x, origin.y, bounds_.width, bounds_.height});
   }
+}
+
+Rect View::extent() const {
+  Rect extent = bounds_;
+  if (clipsToBounds_) return extent;
+  for (const auto& subview : subviews_) {
+    Rect sub = subview->extent();
+    // From the subview's bounds coordinates to this view's.
+    sub.x += subview->frame_.x - subview->bounds_.x;
+    sub.y += subview->frame_.y - subview->bounds_.y;
+    extent = extent.unionWith(sub);
+  }
+  return extent;
+}
+
+Rect View::screenExtent() const {
+  Rect local = extent();
+  Point origin = convertToScreen({local.x, local.y});
+  return {origin.x, origin.y, local.width, local.height};
 }
 
 }  // namespace tessarin::platform::ui

@@ -27,6 +27,7 @@ namespace tessarin::platform::ui {
 
 class GestureRecognizer;
 class LayoutGuide;
+class Screen;
 class ViewController;
 class Window;
 
@@ -138,8 +139,15 @@ class View : public layout::LayoutItem, public std::enable_shared_from_this<View
   // Drawing. Content is drawn over the background and under the subviews,
   // in this view's bounds coordinates.
   virtual void drawContent(cairo_t* cr) const { (void)cr; }
-  // Something this view shows changed: the screen has new pixels.
+  // Something this view draws itself changed: its bounds on the screen are
+  // damaged. The view's own setters mark what they change (their rectangle
+  // before and after a move, the whole subtree for alpha, hiding and
+  // subview changes), so subclasses call this for their own content only.
+  // Nothing is marked for a view outside a shown window.
   void setNeedsDisplay();
+  // The screen rectangle this view and its subviews may draw in (hidden or
+  // not): its bounds, and its subviews' extents unless it clips them.
+  Rect screenExtent() const;
 
  protected:
   // The view's tree joined or left a window (null).
@@ -151,6 +159,10 @@ class View : public layout::LayoutItem, public std::enable_shared_from_this<View
   void notifyMovedToWindow(Window* previous);
   Point toSuperview(Point point) const;
   Point fromSuperview(Point point) const;
+  // The screen this view is shown on (in a shown window), else null.
+  Screen* shownOn() const;
+  // The extent in this view's bounds coordinates.
+  Rect extent() const;
 
   Rect frame_;
   Rect bounds_;

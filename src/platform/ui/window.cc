@@ -17,8 +17,10 @@ Window::~Window() {
 }
 
 void Window::setWindowLevel(double level) {
+  if (level == level_) return;
   level_ = level;
-  setNeedsDisplay();
+  // Its place among the other windows changed.
+  if (screen_ && !isHidden()) screen_->setNeedsDisplayInRect(screenExtent());
 }
 
 void Window::setHidden(bool hidden) {
