@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/pass_through_window.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/touch_dispatcher.h"
 #include "platform/ui/view.h"
@@ -35,23 +36,13 @@ class TouchLog : public ui::View {
   std::string events;
 };
 
-// A window that takes no touch itself, only its views do: what is not on
-// a view of the SDK's belongs to the app.
-class OverlayWindow : public ui::Window {
- public:
-  using Window::Window;
-  ui::View* hitTest(ui::Point point) override {
-    ui::View* hit = Window::hitTest(point);
-    return hit == this ? nullptr : hit;
-  }
-};
 
 class HostOverlayTest : public testing::Test {
  protected:
   void SetUp() override {
     overlay_ = std::make_unique<HostOverlay>(sim_);
     overlay_->setScreen(100, 80, 2);
-    window_ = std::make_shared<OverlayWindow>(overlay_->screen());
+    window_ = std::make_shared<ui::PassThroughWindow>(overlay_->screen());
     view_ = std::make_shared<TouchLog>(ui::Rect{10, 10, 40, 20});
     view_->setBackgroundColor(ui::Color::fromRGBA(0x00ff00ff));
     window_->addSubview(view_);
@@ -89,7 +80,7 @@ class HostOverlayTest : public testing::Test {
 
   platform::sim::SimPlatform sim_;
   std::unique_ptr<HostOverlay> overlay_;
-  std::shared_ptr<OverlayWindow> window_;
+  std::shared_ptr<ui::PassThroughWindow> window_;
   std::shared_ptr<TouchLog> view_;
 };
 

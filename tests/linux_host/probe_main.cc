@@ -21,6 +21,7 @@
 #include <thread>
 
 #include "core/tessarin_impl.h"
+#include "platform/ui/pass_through_window.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/view.h"
 #include "platform/ui/window.h"
@@ -173,15 +174,6 @@ int Deliver(int port) {
 
 namespace ui = tessarin::platform::ui;
 
-// The window an in-app message will have: only its views take touches.
-class OverlayWindow : public ui::Window {
- public:
-  using Window::Window;
-  ui::View* hitTest(ui::Point point) override {
-    ui::View* hit = Window::hitTest(point);
-    return hit == this ? nullptr : hit;
-  }
-};
 
 class TouchLog : public ui::View {
  public:
@@ -238,10 +230,10 @@ int Overlay(int port) {
   tessarin::Environment& environment = TessarinImpl::shared()->environment();
   ui::Screen* screen = environment.screen();
   if (!screen) return 5;
-  std::shared_ptr<OverlayWindow> window;
+  std::shared_ptr<ui::PassThroughWindow> window;
   std::shared_ptr<TouchLog> view;
   environment.platform().mainQueue()->sync([&] {
-    window = std::make_shared<OverlayWindow>(*screen);
+    window = std::make_shared<ui::PassThroughWindow>(*screen);
     window->setWindowLevel(ui::kWindowLevelAlert - 1);
     view = std::make_shared<TouchLog>(ui::Rect{100, 100, 100, 50});
     view->setBackgroundColor(ui::Color::fromRGBA(0xff0000ff));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/pass_through_window.h"
 #include "platform/ui/sim/sim_ui.h"
 
 namespace tessarin::platform::sim {
@@ -170,26 +171,13 @@ TEST_F(SimUITest, AViewIsInTheWindowOfItsRootParentOrPresenterOnceLoaded) {
   EXPECT_EQ(app.firstNormalWindowSize(), std::nullopt);
 }
 
-
-// The SDK's overlay as it takes touches: its panel does, the rest of the
-// window lets them through to the app's windows.
-class OverlayWindow : public ui::Window {
- public:
-  using ui::Window::Window;
-  ui::View* hitTest(ui::Point point) override {
-    ui::View* hit = ui::Window::hitTest(point);
-    if (hit == this || (rootViewController() && hit == rootViewController()->view().get())) return nullptr;
-    return hit;
-  }
-};
-
 TEST_F(SimUITest, TheAppsWindowsAndTheSDKsOverlayShareOneScreenForTouchesAndScreenshots) {
   auto home = kit.makeViewController();
   auto window = kit.addWindow(home);
   kit.appear(home);
   home->kit().view()->setBackgroundColor(ui::Color::fromRGBA(0xff0000ff));
 
-  auto overlay = std::make_shared<OverlayWindow>(kit.screen());
+  auto overlay = std::make_shared<ui::PassThroughWindow>(kit.screen());
   overlay->setWindowLevel(ui::kWindowLevelAlert - 1);
   overlay->setRootViewController(std::make_shared<ui::ViewController>());
   auto panel = std::make_shared<ui::View>(ui::Rect{10, 10, 100, 50});

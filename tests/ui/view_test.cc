@@ -7,6 +7,7 @@
 
 #include "platform/notification_center.h"
 #include "platform/sim/sim_platform.h"
+#include "platform/ui/pass_through_window.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/view.h"
@@ -193,16 +194,6 @@ TEST_F(WindowTest, TheScreenKeepsVisibleWindowsAliveAndLetsHiddenOnesGo) {
   EXPECT_TRUE(screen_.windows().empty());
 }
 
-// An overlay window that, like the SDK's, takes only touches on its panel.
-class OverlayWindow : public Window {
- public:
-  using Window::Window;
-  View* hitTest(Point point) override {
-    View* hit = Window::hitTest(point);
-    if (hit == this || (rootViewController() && hit == rootViewController()->view().get())) return nullptr;
-    return hit;
-  }
-};
 
 TEST_F(WindowTest, HitTestingGoesTopDownAndFallsThroughWhatTheOverlayDoesNotTake) {
   auto app = MakeWindow(kWindowLevelNormal);
@@ -210,7 +201,7 @@ TEST_F(WindowTest, HitTestingGoesTopDownAndFallsThroughWhatTheOverlayDoesNotTake
   app->addSubview(appButton);
   app->makeKeyAndVisible();
 
-  auto overlay = std::make_shared<OverlayWindow>(screen_);
+  auto overlay = std::make_shared<PassThroughWindow>(screen_);
   overlay->setWindowLevel(kWindowLevelAlert - 1);
   overlay->setRootViewController(std::make_shared<ViewController>());
   auto panel = MakeView({10, 10, 355, 100});
