@@ -114,6 +114,10 @@ class FileSystem {
 class HostObject;
 class HostRuntime;
 class Window;
+namespace ui {
+class Screen;
+class UIEnvironment;
+}  // namespace ui
 
 // The user's notification settings for the app, as the notification centre
 // reports them; the numbers are the platform's.
@@ -172,6 +176,11 @@ class HostApplication {
   virtual std::shared_ptr<HostObject> applicationObject() { return nullptr; }
   // The application's windows, in the order the application keeps them.
   virtual std::vector<std::shared_ptr<Window>> windows() { return {}; }
+  // On a host whose windows are the UI kit's (the simulated host, once its
+  // user interface is made), the kit's environment and the main screen, on
+  // which the SDK shows its own windows beside the app's; null elsewhere.
+  virtual ui::UIEnvironment* userInterfaceEnvironment() { return nullptr; }
+  virtual ui::Screen* mainScreen() { return nullptr; }
   // Asks the notification centre for the user's notification settings.
   // The answer comes later, on a queue of the notification centre's own
   // (never the main queue), as it does where the settings live in another

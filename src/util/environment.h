@@ -45,15 +45,18 @@ class Environment : public std::enable_shared_from_this<Environment> {
   std::shared_ptr<SdkFacade> facade() const;
 
   // The UI kit's environment and the screen the SDK shows its windows on
-  // (in-app messages), on hosts that have one (the Linux host's overlay);
-  // null elsewhere. The host sets them before the façade is made; the
+  // (in-app messages), on hosts that have one: the Linux host's overlay,
+  // which sets them before the façade is made, or a host whose own windows
+  // are the kit's, which the application answers for. Null elsewhere. The
   // objects themselves are for the main queue only.
   void setUserInterface(platform::ui::UIEnvironment* ui, platform::ui::Screen* screen) {
     ui_ = ui;
     screen_ = screen;
   }
-  platform::ui::UIEnvironment* userInterface() const { return ui_; }
-  platform::ui::Screen* screen() const { return screen_; }
+  platform::ui::UIEnvironment* userInterface() const {
+    return ui_ ? ui_ : platform_->hostApplication().userInterfaceEnvironment();
+  }
+  platform::ui::Screen* screen() const { return screen_ ? screen_ : platform_->hostApplication().mainScreen(); }
 
   // One of each per environment, made on first use.
   TSRUtilityPersistence& persistence();

@@ -96,6 +96,8 @@ struct SimApplication : HostApplication {
   // Null while `has_shared_application` is false.
   std::shared_ptr<HostObject> applicationObject() override;
   std::vector<std::shared_ptr<Window>> windows() override;
+  ui::UIEnvironment* userInterfaceEnvironment() override;
+  ui::Screen* mainScreen() override;
   void getNotificationSettings(std::function<void(const NotificationSettings& settings)> completion) override;
   // The label of the queue the settings are answered on.
   static constexpr const char* kNotificationSettingsQueueLabel = "notification-settings.call-out";

@@ -103,6 +103,12 @@ std::vector<std::shared_ptr<Window>> SimApplication::windows() {
   return user_interface_->windows();
 }
 
+ui::UIEnvironment* SimApplication::userInterfaceEnvironment() {
+  return user_interface_ ? user_interface_->kitEnvironment() : nullptr;
+}
+
+ui::Screen* SimApplication::mainScreen() { return user_interface_ ? user_interface_->kitScreen() : nullptr; }
+
 void SimApplication::setUserInterface(std::shared_ptr<SimUserInterface> ui) { user_interface_ = std::move(ui); }
 
 std::shared_ptr<HostObject> SimApplication::makeObject(const std::string& className) {

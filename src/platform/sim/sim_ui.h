@@ -66,6 +66,9 @@ class SimUserInterface {
   virtual ~SimUserInterface() = default;
   // The application's windows, back to front.
   virtual std::vector<std::shared_ptr<Window>> windows() = 0;
+  // The kit's environment and the screen the windows are on.
+  virtual ui::UIEnvironment* kitEnvironment() = 0;
+  virtual ui::Screen* kitScreen() = 0;
 };
 
 // The shared application object. Its delegate lives in the instance

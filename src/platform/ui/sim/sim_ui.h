@@ -72,6 +72,8 @@ class SimUI : public platform::sim::SimUserInterface {
   // The application's windows on the screen, back to front: by level, then
   // by when they were last shown.
   std::vector<std::shared_ptr<platform::Window>> windows() override;
+  UIEnvironment* kitEnvironment() override { return environment_.get(); }
+  Screen* kitScreen() override { return screen_.get(); }
 
   // Null unless the class is UIViewController or a subclass of it.
   std::shared_ptr<SimViewController> makeViewController(const std::string& className = "UIViewController");
