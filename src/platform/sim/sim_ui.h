@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/host_object.h"
+#include "platform/platform.h"
 #include "platform/view_hierarchy.h"
 
 namespace tessarin::platform::sim {
@@ -67,8 +68,8 @@ class SimUserInterface {
   // The application's windows, back to front.
   virtual std::vector<std::shared_ptr<Window>> windows() = 0;
   // The kit's environment and the screen the windows are on.
-  virtual ui::UIEnvironment* kitEnvironment() = 0;
-  virtual ui::Screen* kitScreen() = 0;
+  virtual platform::ui::UIEnvironment* kitEnvironment() = 0;
+  virtual platform::ui::Screen* kitScreen() = 0;
 };
 
 // The shared application object. Its delegate lives in the instance
