@@ -12,7 +12,11 @@
 #include <memory>
 #include <thread>
 
+#include "core/composition_root.h"
+#include "platform/sim/sim_platform.h"
 #include "service/script.h"
+#include "tracking/campaign_impl.h"
+#include "util/config.h"
 
 namespace tessarin::service {
 namespace {
@@ -276,6 +280,53 @@ TEST(LocalServiceScriptTest, ScriptSetsAnswersAndRejectsBadMembers) {
   EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"appConfig": {"ds": {"config": {}, "lastModified": "soon"}}})"),
                            error));
   EXPECT_EQ(error, "\"lastModified\" of \"ds\" is not an HTTP date");
+}
+
+TEST_F(LocalServiceTest, CampaignStatsAreEveryPayloadOfEveryEventInOrder) {
+  const char* impression = R"([{"id":"c-exp","type":"e","stat":"i"},{"id":"c-msg","eid":"c-exp","type":"m","stat":"i"}])";
+  ASSERT_TRUE(postEvents(Json::array({{{"action", "View"}}, {{".cStat", impression}}})));
+  // Text that is not an array of payloads is no statistic.
+  ASSERT_TRUE(postEvents(Json::array({{{".cStat", "not json"}}, {{".cStat", R"({"stat":"d"})"}},
+                                      {{".cStat", R"([{"id":"c-exp","type":"e","stat":"d"}])"}}})));
+  std::vector<std::string> seen;
+  for (const Json& stat : service_.campaignStats()) seen.push_back(stat["id"].get<std::string>() + ":" +
+                                                                     stat["stat"].get<std::string>());
+  EXPECT_EQ(seen, (std::vector<std::string>{"c-exp:i", "c-msg:i", "c-exp:d"}));
+}
+
+// The campaigns the service writes are what the SDK makes campaigns of:
+// parsed by the SDK's own reader, an in-app message is a message for its
+// reserved target on the global context, whose data is the message.
+class ServiceCampaignsTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<TSRCampaign> Parse(const Json& json) {
+    return TSRCampaignImpl::campaignWithJSON(json, config, 1767225600.0);
+  }
+  std::shared_ptr<platform::sim::SimPlatform> sim = std::make_shared<platform::sim::SimPlatform>();
+  TSRConfig config{std::make_shared<TSRUtilityDI>(sim)};
+};
+
+TEST_F(ServiceCampaignsTest, InAppMessageIsShownByTheSdkOnTheGlobalContext) {
+  Json data = {{"title", {{"text", "Hello"}}}, {"position", "bottom"}};
+  auto campaign = Parse(LocalService::InAppMessageCampaign(data, "promo"));
+  ASSERT_NE(std::dynamic_pointer_cast<TSRCampaignUiMessage>(campaign), nullptr);
+  EXPECT_EQ(campaign->target(), "tsr_mn");
+  EXPECT_EQ(campaign->contextId(), "Global");
+  EXPECT_EQ(campaign->campaignId(), "promo");
+  EXPECT_EQ(campaign->messageId(), "promo-msg");
+  EXPECT_EQ(campaign->data()["title"], data["title"]);
+  EXPECT_EQ(campaign->data()["position"], "bottom");
+
+  // What the data names itself is kept, and judged by the SDK.
+  Json own = data;
+  own["id"] = "m-7";
+  EXPECT_EQ(Parse(LocalService::InAppMessageCampaign(own, "promo"))->messageId(), "m-7");
+  own["targetName"] = "promo-strip";
+  EXPECT_EQ(Parse(LocalService::InAppMessageCampaign(own, "promo")), nullptr);
+
+  auto banner = Parse(LocalService::DataCampaign("banner", Json{{"n", 1}}, "b", "Global"));
+  ASSERT_NE(std::dynamic_pointer_cast<TSRCampaignDataMessage>(banner), nullptr);
+  EXPECT_EQ(banner->data(), (Json{{"n", 1}}));
 }
 
 TEST(HttpDateTest, FormatsAndParsesGmtDates) {

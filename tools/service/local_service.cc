@@ -6,6 +6,9 @@
 #include <ctime>
 #include <sstream>
 
+#include "service/campaign_json.h"
+#include "tessarin/events.h"
+
 namespace tessarin::service {
 namespace {
 
@@ -415,14 +418,12 @@ Json LocalService::DataCampaign(const std::string& target, Json data, const std:
                                 const std::string& routingId) {
   Json message = {{"id", campaignId + "-msg"}, {"type", "tsr_md"}, {"targetName", target},
                   {"contentHash", campaignId + "-hash"}, {"dataMap", std::move(data)}};
-  Json campaign = {{"campaignId", campaignId},
-                   {"campaignName", "Campaign " + campaignId},
-                   {"experienceId", campaignId + "-exp"},
-                   {"experienceName", "Experience " + campaignId},
-                   {"userGroup", "Default"},
-                   {"mobileDataMessages", Json::array({std::move(message)})}};
-  if (!routingId.empty()) campaign["routingId"] = routingId;
-  return campaign;
+  return CampaignWithMessage(campaignId, "mobileDataMessages", std::move(message), routingId);
+}
+
+Json LocalService::InAppMessageCampaign(Json message, const std::string& campaignId) {
+  return CampaignWithMessage(campaignId, "mobileUiMessages", InAppMessage(std::move(message), campaignId),
+                             kGlobalRoutingId);
 }
 
 void LocalService::setAppConfig(const std::string& dataset, Json config,
@@ -486,6 +487,23 @@ bool LocalService::waitForRequests(std::size_t count, std::chrono::steady_clock:
     }
     return seen >= count;
   });
+}
+
+std::vector<Json> LocalService::campaignStats() const {
+  std::lock_guard lock(mutex_);
+  std::vector<Json> stats;
+  for (const auto& request : requests_) {
+    if (request.endpoint != Endpoint::kEvents || !request.body.is_array()) continue;
+    for (const Json& event : request.body) {
+      if (!event.is_object()) continue;
+      auto text = event.find(TSREvent_campaignStats);
+      if (text == event.end() || !text->is_string()) continue;
+      Json payloads = ParseOrNull(text->get<std::string>());
+      if (!payloads.is_array()) continue;
+      for (Json& payload : payloads) stats.push_back(std::move(payload));
+    }
+  }
+  return stats;
 }
 
 void LocalService::clearRequests() {

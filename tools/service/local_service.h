@@ -126,6 +126,12 @@ class LocalService {
   // the context that asked.
   static Json DataCampaign(const std::string& target, Json data, const std::string& campaignId = "cmp-1",
                            const std::string& routingId = "");
+  // An in-app message campaign as the service writes it: one experience
+  // whose single message is `message`, the message's data (title, body,
+  // buttonMap, position, colours ...), given its id, type and the reserved
+  // target where it names none, and routed to the global context, the only
+  // one the SDK shows messages for.
+  static Json InAppMessageCampaign(Json message, const std::string& campaignId = "cmp-1");
 
   // --- App-configuration endpoint -------------------------------------------
   // Serves `config` for the dataset (or for any dataset, with "*"); a request
@@ -152,6 +158,11 @@ class LocalService {
   bool waitForRequests(std::size_t count, std::chrono::steady_clock::time_point deadline,
                        std::optional<Endpoint> endpoint = std::nullopt) const;
   void clearRequests();
+  // The campaign statistics received so far, in order: each payload of
+  // every event's ".cStat" (a JSON array written as text), such as
+  // {"id": "cmp-1-msg", "eid": "cmp-1-exp", "type": "m", "stat": "i"}.
+  // Text that is not such an array is skipped.
+  std::vector<Json> campaignStats() const;
 
   // Text for --help and the start-up banner: how a host app points the SDK here.
   std::string clientConfigurationHint() const;
