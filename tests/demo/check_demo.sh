@@ -12,11 +12,17 @@
 #   check_demo.sh DEMO events   a load run of 500 events on the Linux host:
 #       every one reaches the service and the SDK's diagnostics count them
 #       all as sent, none dropped
+#   check_demo.sh DEMO message  the in-app message on the simulated host:
+#       a screenshot, its first button pressed (a link), and its impression,
+#       click-through and dismissal at the service
+#   check_demo.sh DEMO linux-message   the same on the Linux host, flung
+#       away to the left: an impression and a dismissal, no click-through
 set -eu
 demo="$1"
 mode="${2:-sim}"
 err=$(mktemp)
-trap 'rm -f "$err"' EXIT
+shot=$(mktemp)
+trap 'rm -f "$err" "$shot"' EXIT
 status=0
 run() {
   set +e
@@ -34,6 +40,20 @@ check() {
     status=1
   fi
 }
+check_not() {
+  if printf '%s\n' "$out" | grep -qF -- "$1"; then
+    echo "demo output has: $1" >&2
+    status=1
+  fi
+}
+# The screenshot is a PNG file, by its signature.
+check_png() {
+  if [ "$(head -c 8 "$shot" | od -An -tx1 | tr -d ' \n')" != "89504e470d0a1a0a" ]; then
+    echo "the screenshot is not a PNG file" >&2
+    status=1
+  fi
+}
+message='of message demo-message-msg (experience demo-message-exp)'
 
 case "$mode" in
 sim)
@@ -82,8 +102,33 @@ events)
     status=1
   fi
   ;;
+message)
+  run --press-button 0 --screenshot "$shot"
+  check 'demo: in-app message shown, {"panel":['
+  check "demo: screenshot written to $shot (1170 x 2532 pixels)"
+  check 'demo: the user pressed button 0 at ('
+  check 'demo: the message is gone'
+  check 'app: the system was asked to open https://shop.example/sku-42'
+  check "stat: impression $message"
+  check "stat: click-through $message"
+  check "stat: dismissal $message"
+  check 'demo: every event delivered, stopped'
+  check_png
+  ;;
+linux-message)
+  run --host linux --swipe left --screenshot "$shot"
+  check 'demo: in-app message shown, {"panel":['
+  check "demo: screenshot written to $shot (750 x 1334 pixels)"
+  check 'demo: the user swiped the panel left from ('
+  check 'demo: the message is gone'
+  check "stat: impression $message"
+  check "stat: dismissal $message"
+  check_not "stat: click-through $message"
+  check 'demo: every event delivered'
+  check_png
+  ;;
 *)
-  echo "usage: check_demo.sh DEMO [sim|linux|events]" >&2
+  echo "usage: check_demo.sh DEMO [sim|linux|events|message|linux-message]" >&2
   exit 64
   ;;
 esac

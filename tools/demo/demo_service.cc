@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "demo/console.h"
+#include "demo/message_demo.h"
 #include "tessarin/events.h"
 
 namespace tessarin::demo {
@@ -81,6 +82,8 @@ std::optional<DemoService> PrepareService(const Options& options) {
           target, Json{{"headline", "Offer " + std::to_string(n) + " for " + target}, {"discount", 5 * n}},
           "demo-" + std::to_string(n), "Global"));
     }
+    // The in-app message rides on the same answer: the SDK shows it itself.
+    campaigns.push_back(LocalService::InAppMessageCampaign(DemoInAppMessage(), kDemoMessageCampaign));
     demo.local->queueCampaigns(std::move(campaigns));
     demo.local->setAnonAffinityId("demo-affinity-1");
     Say(Line() << "demo: local Tessarin service at " << demo.local->baseUrl());

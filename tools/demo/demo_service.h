@@ -26,8 +26,8 @@ struct DemoService {
 
 // Reads --config, or starts and scripts the local service: the app
 // configuration (for a load run one that neither throttles nor trims the
-// run's events), a data campaign per handled target and an anonymous
-// affinity id. Nothing, after an error on stderr, when neither works.
+// run's events), a data campaign per handled target, the in-app message
+// and an anonymous affinity id. Nothing, after an error on stderr, when neither works.
 std::optional<DemoService> PrepareService(const Options& options);
 
 // Lets the process end without stopping the local service, which would

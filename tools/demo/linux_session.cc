@@ -1,6 +1,8 @@
 // The app describes itself to the host, reports its lifecycle and the
 // user's input, and does its tracking on the global context: a Linux app
-// has no view controllers, so there are no screens. Having no delegates
+// has no view controllers, so there are no screens. It gives the SDK its
+// window's size and composites the SDK's overlay (the in-app message) over
+// its own frame (linux_message.cc). Having no delegates
 // for the SDK to intercept, it hands the SDK its push token, the links it
 // is asked to open and the notifications the user opens itself. The SDK
 // works on its own main loop thread, so the campaign handlers run there,
@@ -19,6 +21,8 @@
 #include <thread>
 
 #include "demo/console.h"
+#include "demo/linux_message.h"
+#include "demo/message_demo.h"
 #include "demo/shop.h"
 #include "tessarin/context.h"
 #include "tessarin/events.h"
@@ -34,6 +38,10 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* kLoadAction = "Load Event";
 // A load run's flush may take --timeout for every this many events.
 constexpr double kEventsPerTimeout = 1000;
+// The app's window: a phone-sized one, in points and pixels per point.
+constexpr double kScreenWidth = 375;
+constexpr double kScreenHeight = 667;
+constexpr double kScreenScale = 2;
 
 Clock::time_point After(double seconds) {
   return Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
@@ -85,6 +93,12 @@ class LinuxApp {
     host.bundleIdentifier = "com.tessarin.demo";
     host.bundleVersion = "1.0.0";
     host.dataDirectory = data_dir;
+    // The app's window, on which the SDK shows its messages; the app keeps
+    // a copy of what the SDK draws over it.
+    host.screenWidth = kScreenWidth;
+    host.screenHeight = kScreenHeight;
+    host.screenScale = kScreenScale;
+    host.overlayCallback = OverlayCopy::CallbackFor(overlay_);
     if (!TessarinHost::configure(host)) {
       Say("demo: the Linux host was already set up");
       return false;
@@ -161,6 +175,10 @@ class LinuxApp {
     auto start = Clock::now();
     const std::size_t handlers = options_.handle.size();
     bool arrived = !service_.local || WaitUntil([&] { return Delivered() >= handlers; }, After(options_.timeout));
+    // The in-app message: with the local service one always comes; another
+    // service may send none, which matters only when the user was to act.
+    bool acted = !loaded || !(service_.local || options_.needsMessage()) ||
+                 ActOnLinuxMessage(options_, *overlay_, kDemoAppBackground);
     bool drained = loaded && Flush(options_.timeout, start);
 
     if (auto* local = service_.local.get()) {
@@ -185,11 +203,12 @@ class LinuxApp {
         return event.value(TSREvent_campaignStats, std::string()).find("\"stat\":\"c\"") != std::string::npos;
       });
       Say(Line() << "demo: " << clicks << " click(s) on notifications reported");
+      PrintCampaignStats(*local);
       arrived = arrived && EventsWithAction(*local, TSRItemAction_purchase) >= 1;
     }
     Say("demo: events: " + sdk_->eventDiagnostics().description());
     Terminate();
-    bool ok = drained && arrived;
+    bool ok = drained && arrived && acted;
     Say(ok ? "demo: every event delivered" : "demo: not everything was delivered");
     return ok ? 0 : 1;
   }
@@ -258,6 +277,7 @@ class LinuxApp {
   std::shared_ptr<Tessarin> sdk_;
   std::shared_ptr<TSRContext> global_;
   std::shared_ptr<std::atomic<std::size_t>> delivered_ = std::make_shared<std::atomic<std::size_t>>(0);
+  std::shared_ptr<OverlayCopy> overlay_ = std::make_shared<OverlayCopy>();
 };
 
 }  // namespace

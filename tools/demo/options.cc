@@ -37,6 +37,8 @@ void PrintUsage() {
       << "usage: tessarin-demo [--host sim|linux] [--account NAME] [--dataset NAME] [--config FILE]\n"
          "                     [--data-dir DIR] [--timeout SECONDS] [--handle TARGET]...\n"
          "                     [--verbose] [--log-level N] [--events N] [--rate R] [--stay]\n"
+         "                     [--screenshot FILE.png] [--press-button N | --tap-panel |\n"
+         "                      --swipe left|right|up|down]\n"
          "\n"
          "Runs a shop app's session through the Tessarin SDK and prints what the app did,\n"
          "what was sent and what came back.\n"
@@ -60,6 +62,20 @@ void PrintUsage() {
          "                   errors (level 2000)\n"
          "  --log-level N    the SDK's log threshold, overriding the above (0 silences it)\n"
          "\n"
+         "The local service also answers an in-app message (a panel at the bottom with a\n"
+         "title, a body and two buttons), which the SDK shows over the app; the demo\n"
+         "prints where it is and the statistics of it that reached the service. With\n"
+         "--config your service decides which message, if any, to send.\n"
+         "  --screenshot F   once the message has appeared, write the whole screen (the\n"
+         "                   app's window with the message over it) to F as a PNG\n"
+         "  --press-button N then press the message's button N (0 is the first)\n"
+         "  --tap-panel      then tap the panel beside its buttons\n"
+         "  --swipe DIR      then fling the panel left, right, up or down (300 points at\n"
+         "                   1500 points a second)\n"
+         "                   Each goes through the touch input a user's finger would: the\n"
+         "                   simulated screen on virtual time, or the Linux host's pointer\n"
+         "                   calls in real time\n"
+         "\n"
          "Linux host only:\n"
          "  --events N       a load run instead of the session: once the server configuration\n"
          "                   has arrived, record N \"Load Event\" actions as fast as possible,\n"
@@ -75,12 +91,15 @@ void PrintUsage() {
          "                   until killed: to watch retries, durability and throughput from\n"
          "                   outside (restart with the same --data-dir)\n"
          "\n"
-         "Exit status: 0 every event delivered, 1 not, 2 bad usage.\n";
+         "Exit status: 0 every event delivered (and the message shown and acted on, when\n"
+         "asked), 1 not, 2 bad usage.\n";
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
-  static const std::string kTakesValue[] = {"--host",      "--account", "--dataset", "--config", "--data-dir",
-                                            "--log-level", "--timeout", "--handle",  "--events", "--rate"};
+  static const std::string kTakesValue[] = {"--host",     "--account",      "--dataset", "--config",  "--data-dir",
+                                            "--log-level", "--timeout",      "--handle",  "--events",  "--rate",
+                                            "--screenshot", "--press-button", "--swipe"};
+  int actions = 0;
   bool log_level_given = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -94,6 +113,11 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
     }
     if (arg == "--stay") {
       options->stay = true;
+      continue;
+    }
+    if (arg == "--tap-panel") {
+      options->action = MessageAction::kTapPanel;
+      ++actions;
       continue;
     }
     if (std::find(std::begin(kTakesValue), std::end(kTakesValue), arg) == std::end(kTakesValue)) {
@@ -142,6 +166,25 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
         return false;
       }
       options->events = events;
+    } else if (arg == "--screenshot") {
+      options->screenshot = value;
+    } else if (arg == "--press-button") {
+      long button = 0;
+      if (!ParseLong(value, &button) || button < 0 || button > 99) {
+        *error = "--press-button takes a button's number (0 is the first), not " + value;
+        return false;
+      }
+      options->action = MessageAction::kPressButton;
+      options->button = static_cast<int>(button);
+      ++actions;
+    } else if (arg == "--swipe") {
+      if (value != "left" && value != "right" && value != "up" && value != "down") {
+        *error = "--swipe is left, right, up or down, not " + value;
+        return false;
+      }
+      options->action = MessageAction::kSwipe;
+      options->swipe = value;
+      ++actions;
     } else if (arg == "--rate") {
       if (!ParseSeconds(value, &options->rate)) {
         *error = "--rate takes a positive number of events per second, not " + value;
@@ -150,6 +193,14 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
     }
   }
   if (!log_level_given) options->log_level = options->verbose ? TSRLogLevelDebug : TSRLogLevelWarn;
+  if (actions > 1) {
+    *error = "--press-button, --tap-panel and --swipe act on the message one at a time";
+    return false;
+  }
+  if (options->needsMessage() && (options->events || options->stay)) {
+    *error = "--screenshot and the message's actions belong to the session, not to --events or --stay";
+    return false;
+  }
   if (options->host == Host::kSim && (options->events || options->stay)) {
     *error = "--events and --stay run on the Linux host (--host linux)";
     return false;

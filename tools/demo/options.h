@@ -10,6 +10,9 @@ namespace tessarin::demo {
 
 enum class Host { kSim, kLinux };
 
+// What the user does to the in-app message once it has appeared.
+enum class MessageAction { kNone, kPressButton, kTapPanel, kSwipe };
+
 struct Options {
   Host host = Host::kSim;
   std::string account = "demo-account";
@@ -29,6 +32,14 @@ struct Options {
   double rate = 0;
   // Stay alive after recording, without flushing, until killed.
   bool stay = false;
+  // A PNG of the whole screen once the in-app message has appeared.
+  std::string screenshot;
+  MessageAction action = MessageAction::kNone;
+  int button = 0;           // --press-button N
+  std::string swipe;        // --swipe: "left", "right", "up" or "down"
+
+  // Whether the session must see an in-app message to do what was asked.
+  bool needsMessage() const { return !screenshot.empty() || action != MessageAction::kNone; }
 };
 
 // Fills `options` from the arguments; false with `error` set on bad usage,

@@ -9,6 +9,10 @@
 // the app delegate a push token, a marketer's test link is opened, and the
 // user opens a push notification of an experience; the SDK intercepts the
 // app's delegates and reports each of them.
+//
+// The SDK shows the in-app message the service answers over the app's
+// windows on the simulated screen; the user's finger on it is a scripted
+// touch played into that screen on virtual time.
 #include "demo/sim_session.h"
 
 #include <any>
@@ -19,6 +23,7 @@
 #include "core/composition_root.h"
 #include "core/tessarin_impl.h"
 #include "demo/console.h"
+#include "demo/message_demo.h"
 #include "demo/shop.h"
 #include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
@@ -27,6 +32,8 @@
 #include "tessarin/context.h"
 #include "tracking/screen_impl.h"
 #include "transport/queued_event_sender.h"
+#include "ui/message_view_controller.h"
+#include "ui/ui_manager.h"
 #include "util/config.h"
 
 namespace tessarin::demo {
@@ -53,6 +60,51 @@ platform::ImpPtr AppMethod(std::string what, std::any result = {}) {
     Say("app: " + what);
     return result;
   });
+}
+
+// The message the SDK shows now, if any.
+std::shared_ptr<TSRUIMessageViewController> ShownMessage(TessarinImpl& sdk) {
+  auto manager = std::dynamic_pointer_cast<TSRUIManager>(sdk.uiManager());
+  return manager ? manager->newestMessage() : nullptr;
+}
+
+// Waits for the in-app message to appear, then takes the screenshot and
+// makes the gesture the options ask for; prints what happened. False when
+// something asked for could not be done.
+bool ActOnMessage(const Options& options, SimPlatform& sim, TessarinImpl& sdk) {
+  std::shared_ptr<TSRUIMessageViewController> message;
+  // It has appeared when its fade-in is over, which is when its impression
+  // is tracked.
+  bool appeared = WaitFor(
+      sim,
+      [&] {
+        message = ShownMessage(sdk);
+        return message && message->trackedImpression();
+      },
+      options.timeout);
+  if (!appeared) {
+    Say(Line() << "demo: no in-app message appeared within " << options.timeout << " s");
+    return !options.needsMessage();
+  }
+  auto& screen = SimUI::of(sim).screen();
+  render::MessageFrames frames = render::FramesOf(*message);
+  Say(DescribeMessage(frames));
+  bool ok = options.screenshot.empty() || WriteScreenshot(options.screenshot, screen.snapshot());
+
+  std::string said, error;
+  auto gesture = MessageGesture(options, frames, &said, &error);
+  if (!gesture) {
+    if (!error.empty()) Say("demo: " + error);
+    return ok && error.empty();
+  }
+  auto playback = gesture->play(screen, sim);
+  sim.advance(gesture->duration() + 0.001);
+  Say("demo: the user " + said);
+  // The message fades out (or a swipe carries it away) after the action.
+  WaitFor(sim, [&] { return ShownMessage(sdk) != message; }, 2 * message->animDuration() + 1);
+  Say(ShownMessage(sdk) == message ? "demo: the message is still shown" : "demo: the message is gone");
+  for (const std::string& url : sim.app().opened_urls) Say("app: the system was asked to open " + url);
+  return ok && playback->finished;
 }
 
 }  // namespace
@@ -85,6 +137,9 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
       {{"userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:",
         AppMethod("the user opened a notification")}},
       "NSObject");
+
+  // The screen, before the SDK is made, so that it shows its messages there.
+  SimUI::of(*sim);
 
   // The level goes first so the SDK's whole start is visible.
   TSRLogger::setLogLevel(options.log_level);
@@ -134,6 +189,7 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
   // in the cart there, so those events carry the product screen's context.
   auto home = SimUI::of(*sim).makeViewController("HomeViewController");
   home->setTitle("Home");
+  home->kit().view()->setBackgroundColor(platform::ui::Color::fromRGBA(kDemoAppBackground << 8 | 0xff));
   auto window = SimUI::of(*sim).addWindow(home);
   SimUI::of(*sim).appear(home);
   sim->app().sendEvent();
@@ -187,9 +243,24 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
                                },
                                options.timeout);
 
+  // The in-app message: with the local service one always comes; another
+  // service may send none, which matters only when the user was to act.
+  bool acted = true;
+  if (loaded && (service || options.needsMessage())) {
+    acted = ActOnMessage(options, *sim, *sdk);
+    // What the message reported goes out before the tally.
+    sim->runUntilIdle();
+    bool flushed = false;
+    if (auto q = queue()) q->flush([&flushed] { flushed = true; });
+    drained = WaitFor(*sim, [&] { return flushed; }, options.timeout) && drained;
+  }
+
   Say(Line() << "demo: server configuration " << (sdk->isServerConfigLoaded() ? "loaded" : "not loaded")
              << (sdk->disabled() ? " (SDK disabled by the service)" : ""));
-  if (service) PrintRequests(*service);
+  if (service) {
+    PrintRequests(*service);
+    PrintCampaignStats(*service);
+  }
   Say(Line() << "came back: anonymous affinity id "
              << sdk->config().stringForKey("__visitorAffinityId").value_or("(none)") << ", " << delivered
              << " campaign(s) delivered to handlers");
@@ -197,7 +268,7 @@ int RunSimSession(const Options& options, DemoService& demo, const std::string& 
   sdk->stop();
   sim->runUntilIdle();
   Say(Line() << "demo: " << (drained ? "every event delivered" : "events still queued") << ", stopped");
-  return drained ? 0 : 1;
+  return drained && acted ? 0 : 1;
 }
 
 }  // namespace tessarin::demo
