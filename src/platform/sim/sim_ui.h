@@ -19,6 +19,12 @@
 #include "platform/host_object.h"
 #include "platform/view_hierarchy.h"
 
+// The UI kit's side of the windows, which this header only names.
+namespace tessarin::platform::ui {
+class Screen;
+class UIEnvironment;
+}  // namespace tessarin::platform::ui
+
 namespace tessarin::platform::sim {
 
 struct SimApplication;
