@@ -274,7 +274,6 @@ void TSRUISwipeGestureRecognizer::trackMovement(ui::View& panel, ui::View& super
   double alpha = 1;
   if (lock() == Lock::kHorizontal) alpha = FadeFor(offset.x, superview.bounds().width);
   if (lock() == Lock::kVertical) alpha = FadeFor(offset.y, superview.bounds().height);
-  if (alpha != 1) moved_ = true;
   panel.setAlpha(alpha);
 
   if (ui::UIEnvironment* env = environment()) lastMovementTime_ = env->platform().now(platform::Clock::kMonotonic);
