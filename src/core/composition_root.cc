@@ -6,6 +6,7 @@
 #include "transport/queued_event_sender.h"
 #include "transport/reachability_manager.h"
 #include "transport/sender.h"
+#include "ui/ui_manager.h"
 
 namespace tessarin {
 
@@ -43,8 +44,10 @@ std::shared_ptr<PushTokenReporter> TSRUtilityDI::pushTokenManagerWithConfig(
 }
 
 std::shared_ptr<MessagePresenter> TSRUtilityDI::uiManagerWithCampaignDispatcher(
-    const std::shared_ptr<CampaignRouter>&) {
-  return nullptr;
+    const std::shared_ptr<CampaignRouter>& dispatcher) {
+  std::shared_ptr<Environment> environment = weak_from_this().lock();
+  if (!environment) return nullptr;
+  return TSRUIManager::initWithCampaignDispatcher(std::move(environment), dispatcher);
 }
 
 }  // namespace tessarin

@@ -79,8 +79,9 @@ class TSRUIMessageViewController : public platform::ui::ViewController,
   const std::shared_ptr<TSRUIMessageAction>& tapAction() const { return tapAction_; }
   const std::map<std::string, std::shared_ptr<TSRUIMessageAction>>& swipes() const { return swipes_; }
   const std::shared_ptr<TSRUISwipeGestureRecognizer>& swipeRecognizer() const { return swipeRecognizer_; }
-  // The window the message appeared in.
-  const std::shared_ptr<TSRUIWindow>& window() const { return window_; }
+  // The window the message appeared in (which keeps the message while it
+  // shows it, so the message does not keep the window).
+  std::shared_ptr<TSRUIWindow> window() const { return window_.lock(); }
   bool trackedImpression() const { return trackedImpression_; }
 
   // Label parsing, shared with the buttons. A label of `json` with the
@@ -166,7 +167,7 @@ class TSRUIMessageViewController : public platform::ui::ViewController,
   std::shared_ptr<TSRUIMessageAction> tapAction_;
   std::map<std::string, std::shared_ptr<TSRUIMessageAction>> swipes_;
   std::shared_ptr<TSRUISwipeGestureRecognizer> swipeRecognizer_;
-  std::shared_ptr<TSRUIWindow> window_;
+  std::weak_ptr<TSRUIWindow> window_;
   ActionBlock actionBlock_;
   std::vector<platform::ObserverToken> notificationObjects_;
   bool trackedImpression_ = false;

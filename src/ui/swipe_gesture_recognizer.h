@@ -11,8 +11,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "platform/ui/layout/layout_constraint.h"
 #include "platform/ui/pan_gesture_recognizer.h"
 #include "tessarin/json.h"
 
@@ -46,6 +49,65 @@ class TSRUISwipeGestureRecognizer : public platform::ui::PanGestureRecognizer {
   double velocityThreshold() const;
   double resetAnimDuration() const;
   bool finished() const;
+
+  // The signed distance at which the drag locked onto an axis (0: not
+  // locked on that axis).
+  double axisLockOffsetX() const { return axisLockOffsetX_; }
+  double axisLockOffsetY() const { return axisLockOffsetY_; }
+  // The constraints that move the panel, as found by checkConstraints:
+  // left side, centre, right side (top, centre, bottom). Empty until found.
+  std::vector<std::shared_ptr<platform::ui::layout::LayoutConstraint>> horizontalConstraints() const;
+  std::vector<std::shared_ptr<platform::ui::layout::LayoutConstraint>> verticalConstraints() const;
+
+ protected:
+  // Puts a panel that was dragged but not flung back where it rests.
+  void reset() override;
+
+ private:
+  // A constraint that places the panel, with the constant it has at rest
+  // and which way the panel goes when the constant grows: +1 right or
+  // down, -1 left or up.
+  struct HeldConstraint {
+    std::shared_ptr<platform::ui::layout::LayoutConstraint> constraint;
+    double restingConstant = 0;
+    double sign = 1;
+  };
+  enum class Lock { kNone, kHorizontal, kVertical };
+
+  TSRUISwipeGestureRecognizer() = default;
+
+  void configureDefaultsAndOptions(const Json& options);
+  void handleGesture(platform::ui::GestureRecognizer& sender);
+  void trackMovement(platform::ui::View& view, platform::ui::View& superview, platform::ui::Point translation);
+  bool touchKeepsHold(platform::ui::View& view) const;
+  void moveConstraints(const std::vector<HeldConstraint>& constraints, double offset);
+  void endGesture(platform::ui::View& view, platform::ui::View& superview);
+  // Takes over from a reset animation still running when a new drag starts.
+  void stopResetAnimation(platform::ui::View& view);
+  bool hasAction(const char* direction) const;
+  Lock lock() const;
+
+  SwipeActions swipeActions_;
+  float axisLockThreshold_ = 10;
+  float keepHoldThreshold_ = 20;
+  double timeThreshold_ = 0.45;
+  float velocityThreshold_ = 500;
+  double resetAnimDuration_ = 0.3;
+  double axisLockOffsetX_ = 0;
+  double axisLockOffsetY_ = 0;
+  // Found on the first gesture that has them; absent until then.
+  std::optional<std::vector<HeldConstraint>> horizontal_;
+  std::optional<std::vector<HeldConstraint>> vertical_;
+  bool finished_ = false;
+  // The media time of the latest movement of this gesture.
+  std::optional<double> lastMovementTime_;
+  // Where the drag has put the panel, from where it rests.
+  platform::ui::Point offset_;
+  // The drag has changed a constant or the alpha since the last reset.
+  bool moved_ = false;
+  bool resetAnimating_ = false;
+  int resetGeneration_ = 0;
+  bool warnedThisGesture_ = false;
 };
 
 }  // namespace tessarin

@@ -41,8 +41,12 @@ class TSRUIRootVC : public platform::ui::ViewController {
   // window; null when there is none (or the reference names neither).
   platform::ui::ViewController* referencedViewController(const std::string& reference) const;
 
+  // The first appearance, reported on the main queue's next turn.
+  void attach();
+
   std::shared_ptr<Environment> environment_;
   bool attachedToWindow_ = false;
+  bool attachPending_ = false;
   std::string statusBarRef_;
   std::string orientationRef_;
 };

@@ -223,4 +223,25 @@ bool TSRUtilityHostApp::swizzlingEnabled() {
   return swizzling_enabled_;
 }
 
+std::shared_ptr<platform::Window> TSRUtilityHostApp::firstNormalWindow() {
+  for (auto& window : platform_->hostApplication().windows()) {
+    if (window && !window->isHidden() && window->windowLevel() == platform::kWindowLevelNormal) return window;
+  }
+  return nullptr;
+}
+
+std::shared_ptr<platform::ViewController> TSRUtilityHostApp::topPresentedVCForWindow(
+    std::shared_ptr<platform::Window> window) {
+  if (!window) window = firstNormalWindow();
+  if (!window) return nullptr;
+  auto top = window->rootViewController();
+  // A chain of presentations is short; the bound only guards against a cycle.
+  for (int depth = 0; top && depth < 64; ++depth) {
+    auto presented = top->presentedViewController();
+    if (!presented) break;
+    top = std::move(presented);
+  }
+  return top;
+}
+
 }  // namespace tessarin

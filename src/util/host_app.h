@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "platform/view_hierarchy.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
@@ -34,6 +35,13 @@ class TSRUtilityHostApp {
   bool testFlightBuild();
   bool appStateIs(int state);  // 0 active, 1 inactive, 2 background
   bool swizzlingEnabled();
+
+  // The first of the application's windows, in its order, that is shown at
+  // the normal level; null if none. Main thread only.
+  std::shared_ptr<platform::Window> firstNormalWindow();
+  // What the user sees on top in `window` (the first normal window when
+  // null): its root view controller, followed through what each presents.
+  std::shared_ptr<platform::ViewController> topPresentedVCForWindow(std::shared_ptr<platform::Window> window);
 
   // The time of the user's last input event while the SDK ran (seconds
   // since 1970), kept for the application by the idle tracking; nothing

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -228,6 +229,59 @@ TEST_F(LinuxHostTest, TheOverlayDrawsTheSdksWindowForTheAppAndTakesOnlyPressesOn
   EXPECT_EQ(result["resized"], true);
   EXPECT_EQ(result["hidden"], true);
   EXPECT_EQ(probe->wait(10s), 0);
+}
+
+TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThem) {
+  // One message with a green button after "First", one with a blue panel
+  // and no buttons after "Next".
+  auto message = [](const std::string& id, Json data) {
+    data["id"] = id;
+    data["type"] = "tsr_mn";
+    data["targetName"] = "tsr_mn";
+    return Json{{"campaignId", id},     {"campaignName", id},   {"experienceId", id + "-exp"},
+                {"experienceName", id}, {"routingId", "Global"}, {"userGroup", "Default"},
+                {"mobileUiMessages", Json::array({data})}};
+  };
+  Json first = message("button-msg", {{"position", "center"},
+                                      {"title", {{"text", "Hello"}}},
+                                      {"buttonMap", {{"0", {{"text", "OK"}, {"backgroundColor", "#00FF00"}}}}}});
+  Json next = message("panel-msg", {{"position", "bottom"}, {"backgroundColor", "#0000FF"}, {"body", {{"text", "Tap"}}}});
+  service->setEventResponder([first, next](const Json& events) {
+    Json responses = Json::array();
+    for (const Json& event : events) {
+      std::string action = event.value("action", "");
+      Json campaigns = Json::array();
+      if (action == "First") campaigns.push_back(first);
+      if (action == "Next") campaigns.push_back(next);
+      responses.push_back(LocalService::EventResponse(campaigns));
+    }
+    return responses;
+  });
+
+  auto probe = Probe("message", service->port());
+  Json result = Line(*probe, "buttonShown", 60s);
+  ASSERT_TRUE(result.is_object()) << "the probe printed nothing";
+  EXPECT_EQ(result["buttonShown"], true);
+  EXPECT_EQ(result["buttonDown"], true);
+  EXPECT_EQ(result["buttonUp"], true);
+  EXPECT_EQ(result["buttonHidden"], true);
+  EXPECT_EQ(result["panelShown"], true);
+  EXPECT_EQ(result["besideDown"], false);
+  EXPECT_EQ(result["panelDown"], true);
+  EXPECT_EQ(result["panelUp"], true);
+  EXPECT_EQ(result["panelHidden"], true);
+  EXPECT_EQ(result["flushed"], true);
+  EXPECT_EQ(probe->wait(10s), 0);
+
+  // Each message's impression and dismissal reached the service.
+  std::multiset<std::string> stats;
+  for (const Json& event : Events()) {
+    if (!event.contains(".cStat")) continue;
+    for (const Json& stat : Json::parse(event[".cStat"].get<std::string>())) {
+      if (stat.value("type", "") == "m") stats.insert(stat.value("id", "") + ":" + stat.value("stat", ""));
+    }
+  }
+  EXPECT_EQ(stats, (std::multiset<std::string>{"button-msg:i", "button-msg:d", "panel-msg:i", "panel-msg:d"}));
 }
 
 }  // namespace

@@ -11,12 +11,16 @@
 // operating system (default "Linux").
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
 #include <string>
 #include <thread>
 
@@ -298,6 +302,88 @@ int Overlay(int port) {
 
 }  // namespace
 
+// The overlay as the app keeps it: the latest frame's pixels.
+struct Picture {
+  std::mutex mutex;
+  bool visible = false;
+  int width = 0;
+  int height = 0;
+  std::vector<std::uint32_t> pixels;
+};
+
+// The centre of the pixels of exactly `color` (0xAARRGGBB), in pixels.
+std::optional<std::pair<double, double>> CentreOf(Picture& picture, std::uint32_t color) {
+  std::lock_guard<std::mutex> lock(picture.mutex);
+  if (!picture.visible) return std::nullopt;
+  int minX = picture.width, minY = picture.height, maxX = -1, maxY = -1;
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      if (picture.pixels[static_cast<std::size_t>(y * picture.width + x)] != color) continue;
+      minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
+    }
+  }
+  if (maxX < 0) return std::nullopt;
+  return std::make_pair((minX + maxX + 1) / 2.0, (minY + maxY + 1) / 2.0);
+}
+
+// In-app messages the service answers, shown through the overlay and
+// acted on with the app's pointer: a message whose green button is pressed,
+// then (after the action "Next") one whose blue panel is tapped. The
+// service decides which message follows which action.
+int Message(int port) {
+  auto picture = std::make_shared<Picture>();
+  tessarin::TessarinHostOptions host;
+  host.screenWidth = 320;
+  host.screenHeight = 480;
+  host.screenScale = 1;
+  host.overlayCallback = [picture](const tessarin::TessarinOverlayFrame& frame) {
+    std::lock_guard<std::mutex> lock(picture->mutex);
+    picture->visible = frame.visible;
+    picture->width = frame.width;
+    picture->height = frame.height;
+    picture->pixels.resize(static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height));
+    for (int y = 0; y < frame.height; ++y) {
+      std::memcpy(&picture->pixels[static_cast<std::size_t>(y * frame.width)], frame.pixels + y * frame.stride,
+                  static_cast<std::size_t>(frame.width) * 4);
+    }
+  };
+  auto sdk = Launch(port, host);
+  auto hidden = [&] {
+    return WaitFor(
+        [&] {
+          std::lock_guard<std::mutex> lock(picture->mutex);
+          return !picture->visible;
+        },
+        10);
+  };
+  Json result = Json::object();
+  double t = 100;
+
+  Track(sdk, "First");
+  std::optional<std::pair<double, double>> button;
+  result["buttonShown"] = WaitFor([&] { return (button = CentreOf(*picture, 0xff00ff00u)).has_value(); }, 15);
+  if (button) {
+    result["buttonDown"] = TessarinHost::pointerDown(button->first, button->second, t);
+    result["buttonUp"] = TessarinHost::pointerUp(button->first, button->second, t + 0.05);
+    result["buttonHidden"] = hidden();
+  }
+
+  Track(sdk, "Next");
+  std::optional<std::pair<double, double>> panel;
+  result["panelShown"] = WaitFor([&] { return (panel = CentreOf(*picture, 0xff0000ffu)).has_value(); }, 15);
+  if (panel) {
+    // Beside the panel, the touch is the app's.
+    result["besideDown"] = TessarinHost::pointerDown(5, 5, t + 1);
+    TessarinHost::pointerUp(5, 5, t + 1.05);
+    result["panelDown"] = TessarinHost::pointerDown(panel->first, panel->second, t + 2);
+    result["panelUp"] = TessarinHost::pointerUp(panel->first, panel->second, t + 2.05);
+    result["panelHidden"] = hidden();
+  }
+  result["flushed"] = sdk->flush(10);
+  Print(result);
+  return 0;
+}
+
 int main(int argc, char** argv) {
   if (argc < 3) {
     std::cerr << "usage: tessarin-linux-probe lifecycle|terminate|entrypoints|retry|record|deliver|overlay PORT [COUNT]\n";
@@ -312,5 +398,6 @@ int main(int argc, char** argv) {
   if (scenario == "record") return Record(port, argc > 3 ? std::atoi(argv[3]) : 100);
   if (scenario == "deliver") return Deliver(port);
   if (scenario == "overlay") return Overlay(port);
+  if (scenario == "message") return Message(port);
   return 64;
 }

@@ -17,6 +17,7 @@
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/view_renderer.h"
 #include "platform/ui/window.h"
+#include "support/golden.h"
 
 // Fontconfig keeps its configuration and font cache for the life of the
 // process (Pango's font map holds them); the leak checker reports them at
@@ -26,62 +27,10 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfi
 namespace tessarin::platform::ui {
 namespace {
 
-// __FILE__ may be relative to the directory the test was compiled in,
-// which is the test executable's.
-std::string GoldenDirectory() {
-  if (const char* dir = std::getenv("TESSARIN_UI_GOLDEN_DIR")) return dir;
-  std::string file = __FILE__;
-  std::string dir = file.substr(0, file.find_last_of('/'));
-  if (!dir.empty() && dir[0] == '/') return dir + "/golden";
-  char exe[4096];
-  ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  std::string base = n > 0 ? std::string(exe, static_cast<std::size_t>(n)) : ".";
-  return base.substr(0, base.find_last_of('/')) + "/" + dir + "/golden";
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream buffer;
-  buffer << in.rdbuf();
-  return buffer.str();
-}
-
 int Channel(std::uint32_t pixel, int shift) { return static_cast<int>((pixel >> shift) & 0xff); }
 
-int MaxChannelDifference(std::uint32_t a, std::uint32_t b) {
-  int diff = 0;
-  for (int shift : {0, 8, 16, 24}) diff = std::max(diff, std::abs(Channel(a, shift) - Channel(b, shift)));
-  return diff;
-}
-
-// Anti-aliased edges and text may shift by a shade between builds; a real
-// change (a missing border, a colour, a clip) is far more than this.
-constexpr int kTolerance = 8;
-
-void ExpectMatchesGolden(const Image& image, const std::string& name) {
-  std::string path = GoldenDirectory() + "/" + name + ".png";
-  if (std::getenv("TESSARIN_UPDATE_GOLDENS")) {
-    std::ofstream(path, std::ios::binary) << image.encodePNG();
-    GTEST_SKIP() << "rewrote " << path;
-  }
-  auto golden = Image::decodePNG(ReadFile(path));
-  ASSERT_TRUE(golden.has_value()) << "no golden at " << path << " (TESSARIN_UPDATE_GOLDENS=1 writes it)";
-  ASSERT_EQ(golden->width(), image.width());
-  ASSERT_EQ(golden->height(), image.height());
-  int worst = 0, over = 0, worstX = 0, worstY = 0;
-  for (int y = 0; y < image.height(); ++y) {
-    for (int x = 0; x < image.width(); ++x) {
-      int diff = MaxChannelDifference(image.pixel(x, y), golden->pixel(x, y));
-      if (diff > kTolerance) ++over;
-      if (diff > worst) {
-        worst = diff;
-        worstX = x;
-        worstY = y;
-      }
-    }
-  }
-  EXPECT_EQ(over, 0) << name << ": " << over << " pixels differ by more than " << kTolerance << ", worst " << worst
-                     << " at (" << worstX << ", " << worstY << ")";
+void ExpectGolden(const Image& image, const std::string& name) {
+  tessarin::testing::ExpectMatchesGolden(image, tessarin::testing::GoldenPath(__FILE__, name));
 }
 
 // A message-like panel: rounded, bordered, translucent, clipping a square
@@ -132,7 +81,7 @@ TEST(RenderGolden, PanelWithCornersBorderAlphaClippingAndText) {
   Image image = renderView(*tree, 2);
   ASSERT_EQ(image.width(), 480);
   ASSERT_EQ(image.height(), 320);
-  ExpectMatchesGolden(image, "panel@2x");
+  ExpectGolden(image, "panel@2x");
 }
 
 TEST(RenderGolden, LabelAlignmentWrappingAndTruncation) {
@@ -155,10 +104,10 @@ TEST(RenderGolden, LabelAlignmentWrappingAndTruncation) {
   truncated->setFont(preferredFont(TextStyle::kCaption1, kContentSizeCategoryLarge));
   truncated->setTextColor(Color::fromRGBA(0x3a3a3cff));
   root->addSubview(truncated);
-  ExpectMatchesGolden(renderView(*root, 1), "labels@1x");
+  ExpectGolden(renderView(*root, 1), "labels@1x");
 }
 
-class RenderPixels : public testing::Test {
+class RenderPixels : public ::testing::Test {
  protected:
   static std::uint32_t Opaque(std::uint32_t rgb) { return 0xff000000u | rgb; }
 };
