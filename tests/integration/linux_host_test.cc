@@ -233,7 +233,7 @@ TEST_F(LinuxHostTest, TheOverlayDrawsTheSdksWindowForTheAppAndTakesOnlyPressesOn
 
 TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThem) {
   // One message with a green button after "First", one with a blue panel
-  // and no buttons after "Next".
+  // and no buttons after "Next", one to swipe away after "Swipe".
   auto message = [](const std::string& id, Json data) {
     data["id"] = id;
     data["type"] = "tsr_mn";
@@ -246,13 +246,17 @@ TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThe
                                       {"title", {{"text", "Hello"}}},
                                       {"buttonMap", {{"0", {{"text", "OK"}, {"backgroundColor", "#00FF00"}}}}}});
   Json next = message("panel-msg", {{"position", "bottom"}, {"backgroundColor", "#0000FF"}, {"body", {{"text", "Tap"}}}});
-  service->setEventResponder([first, next](const Json& events) {
+  Json swipe = message("swipe-msg", {{"backgroundColor", "#FF00FF"},
+                                     {"body", {{"text", "Swipe"}}},
+                                     {"interactionMap", {{"swipeLeft", Json::object()}}}});
+  service->setEventResponder([first, next, swipe](const Json& events) {
     Json responses = Json::array();
     for (const Json& event : events) {
       std::string action = event.value("action", "");
       Json campaigns = Json::array();
       if (action == "First") campaigns.push_back(first);
       if (action == "Next") campaigns.push_back(next);
+      if (action == "Swipe") campaigns.push_back(swipe);
       responses.push_back(LocalService::EventResponse(campaigns));
     }
     return responses;
@@ -270,6 +274,9 @@ TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThe
   EXPECT_EQ(result["panelDown"], true);
   EXPECT_EQ(result["panelUp"], true);
   EXPECT_EQ(result["panelHidden"], true);
+  EXPECT_EQ(result["swipeShown"], true);
+  EXPECT_EQ(result["swipeTaken"], true);
+  EXPECT_EQ(result["swipeHidden"], true);
   EXPECT_EQ(result["flushed"], true);
   EXPECT_EQ(probe->wait(10s), 0);
 
@@ -281,7 +288,8 @@ TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThe
       if (stat.value("type", "") == "m") stats.insert(stat.value("id", "") + ":" + stat.value("stat", ""));
     }
   }
-  EXPECT_EQ(stats, (std::multiset<std::string>{"button-msg:i", "button-msg:d", "panel-msg:i", "panel-msg:d"}));
+  EXPECT_EQ(stats, (std::multiset<std::string>{"button-msg:i", "button-msg:d", "panel-msg:i", "panel-msg:d",
+                                                "swipe-msg:i", "swipe-msg:d"}));
 }
 
 }  // namespace

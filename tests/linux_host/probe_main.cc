@@ -328,8 +328,9 @@ std::optional<std::pair<double, double>> CentreOf(Picture& picture, std::uint32_
 
 // In-app messages the service answers, shown through the overlay and
 // acted on with the app's pointer: a message whose green button is pressed,
-// then (after the action "Next") one whose blue panel is tapped. The
-// service decides which message follows which action.
+// then (after the action "Next") one whose blue panel is tapped, then
+// (after "Swipe") one whose magenta panel is flung away. The service
+// decides which message follows which action.
 int Message(int port) {
   auto picture = std::make_shared<Picture>();
   tessarin::TessarinHostOptions host;
@@ -378,6 +379,19 @@ int Message(int port) {
     result["panelDown"] = TessarinHost::pointerDown(panel->first, panel->second, t + 2);
     result["panelUp"] = TessarinHost::pointerUp(panel->first, panel->second, t + 2.05);
     result["panelHidden"] = hidden();
+  }
+
+  Track(sdk, "Swipe");
+  std::optional<std::pair<double, double>> swipe;
+  result["swipeShown"] = WaitFor([&] { return (swipe = CentreOf(*picture, 0xffff00ffu)).has_value(); }, 15);
+  if (swipe) {
+    // 240 points to the left at 1,200 points a second, a move a frame.
+    double x = swipe->first, y = swipe->second, at = t + 3;
+    bool taken = TessarinHost::pointerDown(x, y, at);
+    for (int step = 1; step <= 12; ++step) taken &= TessarinHost::pointerMove(x - 20.0 * step, y, at + step / 60.0);
+    taken &= TessarinHost::pointerUp(x - 240, y, at + 13 / 60.0);
+    result["swipeTaken"] = taken;
+    result["swipeHidden"] = hidden();
   }
   result["flushed"] = sdk->flush(10);
   Print(result);

@@ -13,6 +13,7 @@
 namespace tessarin {
 namespace {
 
+namespace kit = platform::ui;
 using testing::MessageHost;
 
 class MessageActionTest : public MessageHost {
@@ -130,6 +131,36 @@ TEST_F(MessageActionTest, ActionDictionariesAndTheirDefaults) {
 
   EXPECT_EQ(TSRUIMessageButton::initWithJSON(&empty, nullptr, "button7"), nullptr);
   EXPECT_TRUE(log.contains("UI: InAppMessage Button button7 requires JSON and parentVC", TSRLogLevelWarn));
+}
+
+TEST_F(MessageActionTest, AFlingRunsItsDirectionsActionAndASlowDragPutsThePanelBack) {
+  Show("cmp-1", Json{{"title", {{"text", "Swipe me"}}},
+                     {"buttonMap", {{"0", {{"text", "OK"}}}}},
+                     {"interactionMap", {{"swipeLeft", {{"trackAction", "Swiped"}}}, {"tap", {{"trackAction", "x"}}}}}});
+  message = Shown();
+  ASSERT_NE(message, nullptr);
+  ASSERT_EQ(message->swipes().size(), 1u);
+  ASSERT_NE(message->swipeRecognizer(), nullptr);
+  const kit::Rect resting = PanelFrame();
+  // On the title, clear of the button.
+  kit::Point start = message->titleLabel()->convertToScreen({5, 5});
+  env->queue->events.clear();
+
+  // Too slow to fling: the panel follows the finger, then goes back.
+  Play(kit::TouchScript().down(start).dragBy({-120, 0}, 300).up());
+  sim->advance(1);
+  EXPECT_FALSE(Gone());
+  EXPECT_NEAR(PanelFrame().x, resting.x, 0.01);
+  EXPECT_TRUE(Actions().empty());
+
+  // A fling carries it off the screen, then its action runs: a dismissal
+  // (the default) and the named action; the message is gone.
+  Play(kit::TouchScript().down(start).dragBy({-150, 0}, 1500).up());
+  sim->advance(1);
+  EXPECT_TRUE(log.contains("UI: Swiped swipeLeft", TSRLogLevelDebug));
+  EXPECT_TRUE(Gone());
+  EXPECT_EQ(Stats(), (std::vector<std::string>{"d:e:cmp-1-exp", "d:m:cmp-1-msg"}));
+  EXPECT_EQ(Actions(), (std::vector<std::string>{"Swiped"}));
 }
 
 }  // namespace
