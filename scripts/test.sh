@@ -10,4 +10,4 @@ scripts/build.sh build -DTESSARIN_BUILD_BENCH=ON
 
 scripts/build.sh build-asan -DTESSARIN_SANITIZE=ON -DTESSARIN_BUILD_BENCH=OFF
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-  ctest --output-on-failure -j"$(nproc)")
+  LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" ctest --output-on-failure -j"$(nproc)")

@@ -39,7 +39,8 @@ class MessageEnvironment : public FakeEnvironment {
     manager = std::dynamic_pointer_cast<TSRUIManager>(made);
     return made;
   }
-  std::shared_ptr<TSRUIManager> manager;
+  // Weak: the manager holds its environment, and the façade holds the manager.
+  std::weak_ptr<TSRUIManager> manager;
 };
 
 // An in-app message campaign as the service sends it: `data` is the
@@ -78,19 +79,19 @@ class MessageHost : public ::testing::Test {
                                         {"useDesignMode", false}});
     sim->app().sendEvent();
     sim->runUntilIdle();
-    ASSERT_NE(env->manager, nullptr);
+    ASSERT_NE(env->manager.lock(), nullptr);
   }
   void TearDown() override {
     if (HasFailure() && std::getenv("TESSARIN_DUMP_LOG")) {
       for (const auto& line : log.messages()) std::cerr << line << "\n";
     }
     // Nothing stays presented past the test, so nothing keeps a message alive.
-    if (env && env->manager) env->manager->hideAllAnimated(false);
+    if (auto manager = env ? env->manager.lock() : nullptr) manager->hideAllAnimated(false);
     sim->advance(3);
   }
 
   platform::ui::Screen& screen() { return ui->screen(); }
-  TSRUIManager& manager() { return *env->manager; }
+  TSRUIManager& manager() { return *env->manager.lock(); }
 
   // The service answers a batch with these campaigns; then `seconds` pass.
   void Respond(const Json& campaigns, double seconds = 1.0) {
