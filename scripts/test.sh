@@ -8,6 +8,8 @@ scripts/install-deps.sh
 scripts/build.sh build -DTESSARIN_BUILD_BENCH=ON
 (cd build && ctest --output-on-failure -j"$(nproc)")
 
+# The suppressions path is taken here, before the subshell changes directory.
+lsan_suppressions="$PWD/tests/lsan.supp"
 scripts/build.sh build-asan -DTESSARIN_SANITIZE=ON -DTESSARIN_BUILD_BENCH=OFF
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-  LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" ctest --output-on-failure -j"$(nproc)")
+  LSAN_OPTIONS=suppressions="$lsan_suppressions" ctest --output-on-failure -j"$(nproc)")
