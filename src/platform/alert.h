@@ -29,6 +29,10 @@ class Alert {
   virtual bool visible() const = 0;
   // Removes the alert; nothing when it is gone already.
   virtual void dismiss(bool animated) = 0;
+  // Shows `text` in a small centred label where the activity indicator was,
+  // the moment the work it stood for has finished; nothing for an alert
+  // without one.
+  virtual void replaceActivityIndicatorWithText(const std::string& text) = 0;
 };
 
 class AlertPresenter {

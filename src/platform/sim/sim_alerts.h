@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/alert.h"
@@ -17,10 +18,15 @@ class SimAlert : public Alert {
 
   bool visible() const override { return visible_; }
   void dismiss(bool animated) override { Dismiss(-1, animated); }
+  void replaceActivityIndicatorWithText(const std::string& text) override {
+    if (request_.activityIndicator) indicator_text_ = text;
+  }
 
   const AlertRequest& request() const { return request_; }
   // How the alert went away: nothing while visible, else whether animated.
   std::optional<bool> dismissedAnimated() const { return dismissed_animated_; }
+  // What replaced the activity indicator, if anything did.
+  const std::optional<std::string>& indicatorText() const { return indicator_text_; }
   // The person taps a button: the alert goes away with that index.
   void tapButton(int index) { Dismiss(index, true); }
 
@@ -30,6 +36,7 @@ class SimAlert : public Alert {
   AlertRequest request_;
   bool visible_ = true;
   std::optional<bool> dismissed_animated_;
+  std::optional<std::string> indicator_text_;
 };
 
 class SimAlertPresenter : public AlertPresenter {
