@@ -89,6 +89,12 @@ class TESSARIN_EXPORT Tessarin {
   // ends a test-campaign selection.
   virtual bool handleOpenURL(const std::optional<std::string>& url) = 0;
 
+  // Lets the service's editor connect to this app, as "useDesignMode" in
+  // the client configuration does: a long press of three fingers (two on a
+  // simulator) held for three seconds then asks for a designer connection.
+  // Main thread.
+  virtual void allowDesignConnections() = 0;
+
   // The context of everything not tied to a screen; null before the first
   // start.
   virtual std::shared_ptr<TSRContext> globalContext() const = 0;

@@ -66,6 +66,12 @@ class HttpSender {
   // blocks runs later on the main queue.
   virtual std::string requestConfigWithParams(const Json& params, std::optional<double> lastModified,
                                               JsonSuccessBlock success, FailureBlock failure) = 0;
+  // POST of the info as JSON to the designer's "connect".
+  virtual std::string connectWithInfo(const Json& info, JsonSuccessBlock success, FailureBlock failure) = 0;
+  // Multipart POST of the info and the image to the designer's "uploadScreen".
+  virtual std::string uploadScreenWithInfo(const Json& info, const std::string& imageData,
+                                           const std::string& mimeType, JsonSuccessBlock success,
+                                           FailureBlock failure) = 0;
 };
 
 // Follows the network's reachability and reports each change of status.
@@ -74,6 +80,9 @@ class ReachabilityMonitor {
   virtual ~ReachabilityMonitor() = default;
   virtual void startMonitoring() = 0;
   virtual void stopMonitoring() = 0;
+  // The status of the last change seen: 0 not reachable, 1 through a
+  // cellular network, 2 through Wi-Fi.
+  virtual long lastStatus() const = 0;
 };
 using ReachabilityStatusBlock = std::function<void(int status)>;
 

@@ -23,6 +23,9 @@ class TSRContextImpl;
 class TSRIdleTracking;
 class EventQueue;
 class CampaignRouter;
+namespace platform {
+class ViewController;
+}  // namespace platform
 
 class SdkFacade {
  public:
@@ -65,6 +68,10 @@ class SdkFacade {
   virtual void handleNotification(const Json& userInfo, const std::optional<std::string>& actionIdentifier,
                                   bool checkClicked, std::optional<bool> ifSwizzling) = 0;
   virtual bool handleURL(const std::optional<std::string>& url, bool ifSwizzling) = 0;
+
+  // A screen became visible: while connected to the designer, its view
+  // controller is uploaded once the user has stayed on it a moment.
+  virtual void scheduleDesignUploadForVC(const std::shared_ptr<platform::ViewController>& vc) = 0;
 };
 
 // The process's shared façade, made on first use on the process's host;

@@ -10,6 +10,7 @@
 #include "core/client_configuration_builder_access.h"
 #include "base/log.h"
 #include "core/composition_root.h"
+#include "design/design_gesture.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
 #include "push/app_delegate_swizzling.h"
@@ -20,6 +21,7 @@
 #include "util/config.h"
 #include "util/host_app.h"
 #include "util/safety.h"
+#include "util/timing_util.h"
 
 namespace tessarin {
 namespace {
@@ -98,6 +100,8 @@ TessarinImpl::~TessarinImpl() {
   if (reachability_) reachability_->stopMonitoring();
   if (event_sender_) event_sender_->stopSendingQueuedEvents();
   if (clear_test_experience_id_timer_) clear_test_experience_id_timer_->cancel();
+  if (design_upload_timer_) design_upload_timer_->cancel();
+  design_gesture_.reset();
   if (started_ && event_sender_) event_sender_->saveToFile();
 }
 
@@ -271,7 +275,7 @@ void TessarinImpl::startSystemsAsNecessary() {
   trackInstallOrUpgradeIfNecessary();
 
   if (active) {
-    // The design gesture arrives with design mode.
+    updateDesignGestureRecognizer();
     if (config_->hasEmptyLayer(TSRConfig::kLayerServer)) {
       // Queued events stay held until the server configuration arrives.
       sendConfigRequestIfNecessary();
@@ -287,7 +291,7 @@ void TessarinImpl::stopSystemsAsNecessary() {
   bool background = AppStateIs(kStateBackground);
   if (background) {
     if (reachability_) reachability_->stopMonitoring();
-    design_mode_ = false;
+    setDesignMode(false);
   }
   if (!(started_ && !disabled_ && !design_mode_ && !background)) {
     if (event_sender_) {
@@ -301,7 +305,12 @@ void TessarinImpl::stopSystemsAsNecessary() {
       ui_manager_.reset();
     }
     RemoveObserversWhenRunning();
-    design_mode_ = false;
+    design_gesture_.reset();
+    design_connect_request_uuid_.reset();
+    design_upload_request_uuid_.reset();
+    TSRUtilityTiming::invalidateTimer(design_upload_timer_);
+    design_upload_timer_.reset();
+    setDesignMode(false);
   }
   if (disabled_) {
     if (event_sender_) {

@@ -32,6 +32,7 @@ class HttpSender;
 class ReachabilityMonitor;
 class CampaignRouter;
 class PushTokenReporter;
+class TSRDesignGesture;
 class MessagePresenter;
 struct TSRError;
 namespace platform {
@@ -39,6 +40,9 @@ class Platform;
 class Alert;
 class Timer;
 struct HttpResponse;
+namespace ui {
+class GestureRecognizer;
+}  // namespace ui
 }  // namespace platform
 
 class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable_shared_from_this<TessarinImpl> {
@@ -91,6 +95,7 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   // Whether the URL is the SDK's (a scheme beginning with "tsr"); opens or
   // ends a test-campaign selection.
   bool handleOpenURL(const std::optional<std::string>& url) override;
+  void allowDesignConnections() override;
 
   std::shared_ptr<TSRContext> globalContext() const override;
   std::shared_ptr<TSRContextImpl> globalTrackingContext() const override;
@@ -141,6 +146,28 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   // message dismisses the alert.
   void updateAlertViewWithTitle(const std::string& title, const std::string& message, bool cancelButtonAndDelegate,
                                 bool activityIndicator);
+
+  // Design mode: the connection to the service's editor and the upload of
+  // the screens the user visits while it lasts.
+  bool designModeAllowed() const;
+  void updateDesignGestureRecognizer();
+  // The gesture's action; null when called other than by a recognizer.
+  void designGestureRecognized(platform::ui::GestureRecognizer* sender);
+  void sendDesignerConnectRequest();
+  void setDesignMode(bool designMode);
+  void scheduleDesignUploadForVC(const std::shared_ptr<platform::ViewController>& vc) override;
+  void sendDesignerScreenForViewController(const std::shared_ptr<platform::ViewController>& vc, bool allowResend);
+  // Deliberately empty: the editor drives a connected session.
+  void presentActionSheetForDesignMode();
+  void forceScreenshotUploadCurrentVC();
+  // A design action sheet's button; acts only for the current sheet.
+  void actionSheet(const std::shared_ptr<platform::Alert>& actionSheet, int clickedButtonAtIndex);
+  // The delegate's part when an alert that wanted one goes away.
+  void alertView(const std::shared_ptr<platform::Alert>& alertView, int didDismissWithButtonIndex,
+                 std::size_t numberOfButtons);
+  const std::optional<std::string>& designConnectRequestUUID() const { return design_connect_request_uuid_; }
+  const std::optional<std::string>& designUploadRequestUUID() const { return design_upload_request_uuid_; }
+  const TSRDesignGesture* designGestureRecognizer() const { return design_gesture_.get(); }
 
   static const std::vector<std::string>& reservedEventKeys();
   // A null value clears the attribute; a value that is not a string is refused.
@@ -231,6 +258,12 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   std::optional<std::string> test_experience_id_;
   std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;
   std::shared_ptr<platform::Alert> alert_view_;
+
+  std::unique_ptr<TSRDesignGesture> design_gesture_;
+  std::optional<std::string> design_connect_request_uuid_;
+  std::shared_ptr<platform::Timer> design_upload_timer_;
+  std::optional<std::string> design_upload_request_uuid_;
+  std::shared_ptr<platform::Alert> design_action_sheet_;
 };
 
 }  // namespace tessarin

@@ -209,9 +209,18 @@ void TessarinImpl::updateAlertViewWithTitle(const std::string& title, const std:
   request.activityIndicator = activityIndicator;
   std::weak_ptr<TessarinImpl> weak = weak_from_this();
   auto shown = std::make_shared<std::weak_ptr<platform::Alert>>();
-  request.didDismiss = [weak, shown](int) {
+  // An alert with a cancel button asks its delegate, the façade, what the
+  // person chose; any other is only forgotten once it has gone.
+  request.didDismiss = [weak, shown, delegate = cancelButtonAndDelegate,
+                        buttons = request.buttons.size()](int buttonIndex) {
     auto self = weak.lock();
-    if (self && self->alert_view_ && self->alert_view_ == shown->lock()) self->alert_view_.reset();
+    if (!self) return;
+    auto alert = shown->lock();
+    if (delegate) {
+      self->alertView(alert, buttonIndex, buttons);
+    } else if (self->alert_view_ && self->alert_view_ == alert) {
+      self->alert_view_.reset();
+    }
   };
   alert_view_ = presenter->show(std::move(request));
   *shown = alert_view_;

@@ -123,6 +123,9 @@ void TSRScreen::setVisibleInternal(bool visible, bool modifyCollection, bool sto
     if (modifyCollection) host_->visibleScreens().push_back(weak_self_ref_);
     SetUnregisterTimer(nullptr);
     startSystemsAsNecessary();
+    if (auto facade = Facade()) {
+      if (auto vc = parentVC()) facade->scheduleDesignUploadForVC(vc);
+    }
     return;
   }
   SetUnregisterTimer(nullptr);

@@ -44,7 +44,7 @@ class TSRReachabilityManager : public ReachabilityMonitor,
   bool monitoring() const { return monitoring_.load(); }
   platform::ReachabilityFlags lastFlags() const { return last_flags_.load(); }
   bool reachable() const { return lastStatus() != TSRReachabilityStatus_notReachable; }
-  long lastStatus() const { return statusForFlags(lastFlags()); }
+  long lastStatus() const override { return statusForFlags(lastFlags()); }
   const std::shared_ptr<platform::DispatchQueue>& dispatchQueue() const { return dispatch_queue_; }
 
   // The flags as they are now; 0 without a source or when they cannot be

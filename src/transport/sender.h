@@ -66,10 +66,10 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
   std::string requestConfigWithParams(const Json& params, std::optional<double> lastModified,
                                       JsonSuccessBlock success, FailureBlock failure) override;
   // POST of the info as JSON to the designer's "connect".
-  std::string connectWithInfo(const Json& info, JsonSuccessBlock success, FailureBlock failure);
+  std::string connectWithInfo(const Json& info, JsonSuccessBlock success, FailureBlock failure) override;
   // Multipart POST of the info and the image to the designer's "uploadScreen".
   std::string uploadScreenWithInfo(const Json& info, const std::string& imageData, const std::string& mimeType,
-                                   JsonSuccessBlock success, FailureBlock failure);
+                                   JsonSuccessBlock success, FailureBlock failure) override;
 
   // The platform's text for an HTTP status ("not found", "service
   // unavailable"); the status class's text for codes it does not name.

@@ -17,6 +17,11 @@
 #       click-through and dismissal at the service
 #   check_demo.sh DEMO linux-message   the same on the Linux host, flung
 #       away to the left: an impression and a dismissal, no click-through
+#   check_demo.sh DEMO design   design mode: the three-finger press connects,
+#       home and product (visited twice each) are uploaded once each, with
+#       pictures of what they show within 1024 pixels
+#   check_demo.sh DEMO design-cellular   the same on a cellular network,
+#       where the SDK warns first and the marketer accepts
 set -eu
 demo="$1"
 mode="${2:-sim}"
@@ -127,8 +132,20 @@ linux-message)
   check 'demo: every event delivered'
   check_png
   ;;
+design | design-cellular)
+  if [ "$mode" = design ]; then run --design; else run --design --cellular; fi
+  check 'demo: connected to the designer'
+  check 'upload: HomeViewController 474x1024 centre #F4F1EA (what the screen shows)'
+  check 'upload: ProductViewController 474x1024 centre #2E6B4F (what the screen shows)'
+  check 'demo: 2 screen(s) uploaded, each once, with a picture of what it shows'
+  if [ "$mode" = design-cellular ]; then
+    check 'demo: the SDK asks: We recommend using this feature over a Wi-Fi network. Are you sure you wish to proceed?'
+  else
+    check_not 'demo: the SDK asks:'
+  fi
+  ;;
 *)
-  echo "usage: check_demo.sh DEMO [sim|linux|events|message|linux-message]" >&2
+  echo "usage: check_demo.sh DEMO [sim|linux|events|message|linux-message|design|design-cellular]" >&2
   exit 64
   ;;
 esac

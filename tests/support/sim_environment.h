@@ -62,7 +62,31 @@ class FakeSender : public HttpSender {
     configRequests.push_back({uuid, params, lastModified, std::move(success), std::move(failure)});
     return uuid;
   }
+  // Designer requests: the connect and upload calls, answered by the test.
+  struct DesignerRequest {
+    std::string uuid;
+    Json info;
+    std::string imageData;
+    std::string mimeType;
+    JsonSuccessBlock success;
+    FailureBlock failure;
+  };
+  std::string connectWithInfo(const Json& info, JsonSuccessBlock success, FailureBlock failure) override {
+    journal_->push_back("sender.connect");
+    std::string uuid = "connect-" + std::to_string(connectRequests.size() + 1);
+    connectRequests.push_back({uuid, info, "", "", std::move(success), std::move(failure)});
+    return uuid;
+  }
+  std::string uploadScreenWithInfo(const Json& info, const std::string& imageData, const std::string& mimeType,
+                                   JsonSuccessBlock success, FailureBlock failure) override {
+    journal_->push_back("sender.upload");
+    std::string uuid = "upload-" + std::to_string(uploadRequests.size() + 1);
+    uploadRequests.push_back({uuid, info, imageData, mimeType, std::move(success), std::move(failure)});
+    return uuid;
+  }
   std::vector<ConfigRequest> configRequests;
+  std::vector<DesignerRequest> connectRequests;
+  std::vector<DesignerRequest> uploadRequests;
 
  private:
   Journal journal_;
@@ -73,7 +97,9 @@ class FakeReachability : public ReachabilityMonitor {
   explicit FakeReachability(Journal journal) : journal_(std::move(journal)) {}
   void startMonitoring() override { journal_->push_back("reachability.start"); }
   void stopMonitoring() override { journal_->push_back("reachability.stop"); }
+  long lastStatus() const override { return status; }
   ReachabilityStatusBlock block;
+  long status = 2;  // Wi-Fi
 
  private:
   Journal journal_;

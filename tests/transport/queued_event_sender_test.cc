@@ -582,6 +582,11 @@ class ConfigOnlySender : public HttpSender {
                                       HttpSender::FailureBlock) override {
     return "";
   }
+  std::string connectWithInfo(const Json&, JsonSuccessBlock, HttpSender::FailureBlock) override { return ""; }
+  std::string uploadScreenWithInfo(const Json&, const std::string&, const std::string&, JsonSuccessBlock,
+                                   HttpSender::FailureBlock) override {
+    return "";
+  }
 };
 
 // Both a configuration sender and an event sender, as the HTTP sender is.

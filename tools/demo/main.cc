@@ -18,6 +18,7 @@
 #include <string>
 
 #include "demo/demo_service.h"
+#include "demo/design_session.h"
 #include "demo/linux_session.h"
 #include "demo/options.h"
 #include "demo/sim_session.h"
@@ -56,8 +57,9 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  int status = options.host == Host::kLinux ? RunLinuxApp(options, *service, data_dir)
-                                            : RunSimSession(options, *service, data_dir);
+  int status = options.design                 ? RunDesignSession(options, *service, data_dir)
+               : options.host == Host::kLinux ? RunLinuxApp(options, *service, data_dir)
+                                              : RunSimSession(options, *service, data_dir);
   if (options.data_dir.empty()) {
     std::error_code ignored;
     std::filesystem::remove_all(data_dir, ignored);

@@ -38,7 +38,7 @@ void PrintUsage() {
          "                     [--data-dir DIR] [--timeout SECONDS] [--handle TARGET]...\n"
          "                     [--verbose] [--log-level N] [--events N] [--rate R] [--stay]\n"
          "                     [--screenshot FILE.png] [--press-button N | --tap-panel |\n"
-         "                      --swipe left|right|up|down]\n"
+         "                      --swipe left|right|up|down] [--design [--cellular]]\n"
          "\n"
          "Runs a shop app's session through the Tessarin SDK and prints what the app did,\n"
          "what was sent and what came back.\n"
@@ -90,6 +90,13 @@ void PrintUsage() {
          "                   of --events), print \"recorded N events\" and wait, without flushing,\n"
          "                   until killed: to watch retries, durability and throughput from\n"
          "                   outside (restart with the same --data-dir)\n"
+         "  --design         the design-mode session instead: the app allows design\n"
+         "                   connections, the marketer holds three fingers on the home screen\n"
+         "                   for 3 seconds, the SDK connects to the service's editor and\n"
+         "                   uploads each screen visited (home, product, home, product) once;\n"
+         "                   one \"upload:\" line per screen the service received\n"
+         "  --cellular       with --design: the phone is on a cellular network, so the SDK\n"
+         "                   warns first and the marketer accepts\n"
          "\n"
          "Exit status: 0 every event delivered (and the message shown and acted on, when\n"
          "asked), 1 not, 2 bad usage.\n";
@@ -109,6 +116,10 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
     }
     if (arg == "--verbose") {
       options->verbose = true;
+      continue;
+    }
+    if (arg == "--design" || arg == "--cellular") {
+      (arg == "--design" ? options->design : options->cellular) = true;
       continue;
     }
     if (arg == "--stay") {
@@ -199,6 +210,14 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
   }
   if (options->needsMessage() && (options->events || options->stay)) {
     *error = "--screenshot and the message's actions belong to the session, not to --events or --stay";
+    return false;
+  }
+  if (options->cellular && !options->design) {
+    *error = "--cellular belongs to --design";
+    return false;
+  }
+  if (options->design && (options->host != Host::kSim || options->events || options->stay || options->needsMessage())) {
+    *error = "--design is a session of its own on the simulated host";
     return false;
   }
   if (options->host == Host::kSim && (options->events || options->stay)) {

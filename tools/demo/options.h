@@ -37,6 +37,10 @@ struct Options {
   MessageAction action = MessageAction::kNone;
   int button = 0;           // --press-button N
   std::string swipe;        // --swipe: "left", "right", "up" or "down"
+  // The design-mode session instead of the shop session; with `cellular`
+  // the device is on a cellular network, so the SDK asks first.
+  bool design = false;
+  bool cellular = false;
 
   // Whether the session must see an in-app message to do what was asked.
   bool needsMessage() const { return !screenshot.empty() || action != MessageAction::kNone; }

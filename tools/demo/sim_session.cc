@@ -25,6 +25,7 @@
 #include "demo/console.h"
 #include "demo/message_demo.h"
 #include "demo/shop.h"
+#include "demo/sim_wait.h"
 #include "platform/sim/sim_notifications.h"
 #include "platform/sim/sim_platform.h"
 #include "platform/ui/sim/sim_ui.h"
@@ -41,18 +42,6 @@ namespace {
 
 using platform::sim::SimPlatform;
 using platform::ui::sim::SimUI;
-
-// Runs the app until `done` holds or `seconds` of real time pass. Virtual
-// time moves on in small steps meanwhile, so that the SDK's own timers (the
-// event queue's throttle, say) fire as they would while the user waits.
-bool WaitFor(SimPlatform& sim, const std::function<bool()>& done, double seconds) {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  for (;;) {
-    if (sim.runUntil(done, 0.02)) return true;
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    sim.advance(0.5);
-  }
-}
 
 // A method of the app's own that prints that it ran and answers `result`.
 platform::ImpPtr AppMethod(std::string what, std::any result = {}) {
