@@ -14,10 +14,12 @@
 #include "platform/http_transport.h"
 #include "platform/sim/sim_platform.h"
 #include "platform/ui/color.h"
+#include "platform/ui/image.h"
 #include "platform/ui/label.h"
 #include "platform/ui/sim/sim_ui.h"
 #include "tracking/view_controller_description.h"
 #include "tracking/view_controller_tracking.h"
+#include "ui/utility_image.h"
 #include "util/config.h"
 
 namespace tessarin {
@@ -107,6 +109,30 @@ void BM_DesignScreenUploadAfterTheDelay(benchmark::State& state) {
   sim->runUntilIdle();
 }
 BENCHMARK(BM_DesignScreenUploadAfterTheDelay)->Unit(benchmark::kMillisecond);
+
+// The two parts of the work above that grow with the picture: drawing the
+// window at the limited scale, and encoding what was drawn as PNG.
+void BM_DesignSnapshotAndPng(benchmark::State& state) {
+  auto sim = std::make_shared<platform::sim::SimPlatform>();
+  sim->hostRuntime()->defineClass("HomeViewController", "UIViewController");
+  auto& ui = kit::sim::SimUI::of(*sim);
+  auto home = ui.makeViewController("HomeViewController");
+  FillHomeScreen(*home->kit().view());
+  auto window = ui.addWindow(home);
+  ui.appear(home);
+  auto env = std::make_shared<TSRUtilityDI>(sim);
+  const bool encode = state.range(0) == 1;
+  auto image = TSRUtilityImage::snapshotWindow(*env, &window->kit(), 1024);
+  for (auto _ : state) {
+    if (encode) {
+      benchmark::DoNotOptimize(image->encodePNG());
+    } else {
+      benchmark::DoNotOptimize(TSRUtilityImage::snapshotWindow(*env, &window->kit(), 1024));
+    }
+  }
+  state.SetLabel(encode ? "PNG encoding" : "snapshot");
+}
+BENCHMARK(BM_DesignSnapshotAndPng)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tessarin

@@ -150,14 +150,14 @@ int RunDesignSession(const Options& options, DemoService& demo, const std::strin
 
   auto uploads = [&] { return service ? service->requests(service::Endpoint::kUploadScreen).size() : 0; };
   auto visit = [&](const std::shared_ptr<SimViewController>& from, const std::shared_ptr<SimViewController>& to) {
-    std::size_t before = uploads();
     ui.disappear(from);
     window->setRootViewController(to);
     ui.appear(to);
     Say("demo: the marketer opens " + to->title().value_or("?"));
-    // The marketer stays a moment; a new screen's upload is answered.
+    // The marketer stays a moment, and a new screen's upload is answered
+    // before the next screen.
     sim->advance(1.0);
-    if (uploads() > before) WaitFor(*sim, [&] { return !sdk->designUploadRequestUUID(); }, options.timeout, kStep);
+    WaitFor(*sim, [&] { return !sdk->designUploadRequestUUID(); }, options.timeout, kStep);
   };
   WaitFor(*sim, [&] { return uploads() >= 1 && !sdk->designUploadRequestUUID(); }, options.timeout, kStep);
   visit(home, product);

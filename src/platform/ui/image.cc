@@ -2,14 +2,11 @@
 
 #include <cstring>
 
+#include "platform/ui/png_encoder.h"
+
 namespace tessarin::platform::ui {
 
 namespace {
-
-cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned int length) {
-  static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
-  return CAIRO_STATUS_SUCCESS;
-}
 
 struct Reader {
   const std::string* png;
@@ -44,14 +41,8 @@ cairo_surface_t* Image::createSurface() {
 }
 
 std::string Image::encodePNG() const {
-  std::string png;
-  if (empty()) return png;
-  // Cairo only reads the pixels; its interface has no const surfaces.
-  cairo_surface_t* surface = cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(pixels_.data()),
-                                                                 CAIRO_FORMAT_ARGB32, width_, height_, stride_);
-  if (cairo_surface_write_to_png_stream(surface, appendToString, &png) != CAIRO_STATUS_SUCCESS) png.clear();
-  cairo_surface_destroy(surface);
-  return png;
+  if (empty()) return {};
+  return EncodePNG(pixels_.data(), width_, height_, stride_);
 }
 
 std::optional<Image> Image::decodePNG(const std::string& png) {

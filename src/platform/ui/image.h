@@ -32,7 +32,8 @@ class Image {
   // outlive it. Destroy it with cairo_surface_destroy.
   cairo_surface_t* createSurface();
 
-  // PNG, as Cairo writes it (straight alpha in the file).
+  // PNG with straight alpha (RGB when the image is opaque), compressed for
+  // speed rather than size.
   std::string encodePNG() const;
   static std::optional<Image> decodePNG(const std::string& png);
 
