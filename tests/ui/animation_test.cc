@@ -1,5 +1,5 @@
 // Property animations on virtual time: easing, delay, zero duration,
-// removal, take-over and completions.
+// removal, take-over, repetition and completions.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -159,6 +159,43 @@ TEST_F(AnimatorTest, AViewThatGoesAwayStopsAnimatingWithoutHarm) {
   view_.reset();
   sim_.advance(0.5);
   EXPECT_EQ(completions_, (std::vector<bool>{true}));
+}
+
+TEST_F(AnimatorTest, ARepeatingAnimationStartsOverUntilRemovedOrUntilItsObjectGoes) {
+  auto spinner = std::make_shared<int>(0);
+  double angle = -1;
+  AnimationOptions options = Options(1);
+  options.curve = TimingCurve::linear();
+  options.repeats = true;
+  auto turn = PropertyAnimation::value(spinner.get(), "angle", 0, 360, [&](double v) { angle = v; });
+  animator_.animate(options, {turn}, Record());
+  sim_.advance(0.25);
+  EXPECT_NEAR(angle, 90, 1);
+  sim_.advance(1);
+  EXPECT_NEAR(angle, 90, 1);  // a whole turn later
+  sim_.advance(10);
+  EXPECT_TRUE(completions_.empty());
+  EXPECT_TRUE(animator_.isAnimating(spinner.get()));
+
+  // Removed, it jumps to its target and completes unfinished; frames stop.
+  animator_.removeAnimations(spinner.get());
+  sim_.advance(0.1);
+  EXPECT_EQ(angle, 360);
+  EXPECT_EQ(completions_, (std::vector<bool>{false}));
+  EXPECT_TRUE(sim_.activeTimers().empty());
+
+  // Given its object, it ends once that has gone, setting nothing more.
+  turn.lifetime = spinner;
+  animator_.animate(options, {turn}, Record());
+  sim_.advance(0.5);
+  double shown = angle;
+  EXPECT_NEAR(shown, 180, 1);
+  spinner.reset();
+  sim_.advance(0.1);
+  EXPECT_EQ(angle, shown);
+  EXPECT_EQ(completions_, (std::vector<bool>{false, false}));
+  EXPECT_TRUE(sim_.activeTimers().empty());
+  EXPECT_EQ(animator_.activeAnimations(), 0u);
 }
 
 }  // namespace

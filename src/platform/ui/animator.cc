@@ -1,6 +1,7 @@
 #include "platform/ui/animator.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/ui/view.h"
 
@@ -19,19 +20,24 @@ struct Animator::Track {
   double start = 0;
   double duration = 0;
   TimingCurve curve = TimingCurve::easeInEaseOut();
+  bool repeats = false;
+  // Whether a lifetime was given, so that its end ends the track.
+  bool watchesLifetime = false;
   bool done = false;
 };
 
 PropertyAnimation PropertyAnimation::alpha(const std::shared_ptr<View>& view, double to) {
   std::weak_ptr<View> weak = view;
-  return {view.get(), "alpha", view->alpha(), to, [weak](double value) {
+  return {view.get(), "alpha", view->alpha(), to,
+          [weak](double value) {
             if (auto v = weak.lock()) v->setAlpha(value);
-          }};
+          },
+          {}};
 }
 
 PropertyAnimation PropertyAnimation::value(const void* owner, std::string key, double from, double to,
                                            std::function<void(double)> set) {
-  return {owner, std::move(key), from, to, std::move(set)};
+  return {owner, std::move(key), from, to, std::move(set), {}};
 }
 
 Animator::Animator(Platform& platform) : platform_(platform), self_(std::make_shared<Animator*>(this)) {}
@@ -65,6 +71,8 @@ Animator::AnimationId Animator::animate(const AnimationOptions& options, std::ve
     track->start = now + std::max(0.0, options.delay);
     track->duration = std::max(0.0, options.duration);
     track->curve = options.curve;
+    track->repeats = options.repeats && track->duration > 0;
+    track->watchesLifetime = !track->property.lifetime.expired();
     ++group->remaining;
     tracks_.push_back(std::move(track));
   }
@@ -135,11 +143,21 @@ void Animator::tick() {
   double now = platform_.now(Clock::kMonotonic);
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
     Track& track = *tracks_[i];
-    if (track.done || now < track.start) continue;
+    if (track.done) continue;
+    if (track.watchesLifetime && track.property.lifetime.expired()) {
+      stopTrack(track, false);
+      continue;
+    }
+    if (now < track.start) continue;
     double progress = track.duration > 0 ? (now - track.start) / track.duration : 1;
-    // Frames fall on multiples of the interval; a duration that is a whole
-    // number of frames ends on its last frame despite rounding.
-    if (progress >= 1 - 1e-9) progress = 1;
+    if (track.repeats) {
+      // As many whole cycles on as have passed; it never arrives.
+      progress -= std::floor(progress);
+    } else if (progress >= 1 - 1e-9) {
+      // Frames fall on multiples of the interval; a duration that is a
+      // whole number of frames ends on its last frame despite rounding.
+      progress = 1;
+    }
     double t = track.curve.valueAt(progress);
     const PropertyAnimation& p = track.property;
     if (p.set) p.set(progress >= 1 ? p.to : p.from + (p.to - p.from) * t);

@@ -15,6 +15,9 @@
 // property takes over from the value shown and stops the old one, which
 // then completes unfinished as well. A zero duration without delay applies
 // at once and completes on the main queue afterwards, not inside the call.
+// A repeating animation (a spinner's turn) starts over each time it
+// arrives and so only ends when removed or when what it animates has gone;
+// frames stop with it.
 //
 // Main thread only.
 #ifndef TESSARIN_PLATFORM_UI_ANIMATOR_H_
@@ -37,6 +40,9 @@ struct AnimationOptions {
   double duration = 0.3;
   double delay = 0;
   TimingCurve curve = TimingCurve::easeInEaseOut();
+  // Starts over from `from` each time it arrives, until removed; its
+  // completion then learns finished = false. A zero duration applies once.
+  bool repeats = false;
 };
 
 // One property to animate. `owner` and `key` name it (for removal and for
@@ -47,6 +53,10 @@ struct PropertyAnimation {
   double from = 0;
   double to = 0;
   std::function<void(double value)> set;
+  // What the animation lives by, when given: once it has gone, the
+  // animation ends (unfinished, nothing set) at the next frame. A repeating
+  // animation needs this or a removal, as it never ends by itself.
+  std::weak_ptr<const void> lifetime;
 
   // The view's alpha, from its current value. The animation holds the view
   // weakly: a view that goes away stops animating.
