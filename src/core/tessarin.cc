@@ -11,6 +11,7 @@
 #include "base/log.h"
 #include "core/composition_root.h"
 #include "design/design_gesture.h"
+#include "platform/ui/alert_presenter.h"
 #include "platform/notification_center.h"
 #include "platform/platform.h"
 #include "push/app_delegate_swizzling.h"

@@ -40,8 +40,11 @@ class Platform;
 class Alert;
 class Timer;
 struct HttpResponse;
+class AlertPresenter;
 namespace ui {
 class GestureRecognizer;
+class KitAlertPresenter;
+class Screen;
 }  // namespace ui
 }  // namespace platform
 
@@ -219,6 +222,9 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   std::string OrientationName();
   bool AppStateIs(int state);
   void Post(const char* name);
+  // Where the SDK's alerts appear: the platform's, else the kit's on the
+  // screen the SDK draws on; null when there is neither.
+  platform::AlertPresenter* AlertPresenter();
   // Runs `body` on the main thread, guarded with `tag`, holding the façade weakly.
   void OnMain(const char* tag, std::function<void(TessarinImpl&)> body);
 
@@ -258,6 +264,8 @@ class TessarinImpl final : public Tessarin, public SdkFacade, public std::enable
   std::optional<std::string> test_experience_id_;
   std::shared_ptr<platform::Timer> clear_test_experience_id_timer_;
   std::shared_ptr<platform::Alert> alert_view_;
+  std::unique_ptr<platform::ui::KitAlertPresenter> kit_alert_presenter_;
+  const platform::ui::Screen* kit_alert_screen_ = nullptr;
 
   std::unique_ptr<TSRDesignGesture> design_gesture_;
   std::optional<std::string> design_connect_request_uuid_;

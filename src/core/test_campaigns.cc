@@ -17,6 +17,8 @@
 #include "core/tessarin_impl.h"
 #include "platform/alert.h"
 #include "platform/platform.h"
+#include "platform/ui/alert_presenter.h"
+#include "util/environment.h"
 #include "util/config.h"
 #include "util/networking_url.h"
 #include "util/safety.h"
@@ -181,6 +183,19 @@ void TessarinImpl::updateTestExperienceId(const std::optional<std::string>& expe
   *timer_slot = clear_test_experience_id_timer_;
 }
 
+platform::AlertPresenter* TessarinImpl::AlertPresenter() {
+  if (platform::AlertPresenter* platform_alerts = platform_->alertPresenter()) return platform_alerts;
+  // A host without alerts of its own (the Linux host) shows the SDK's
+  // windows on a screen the kit draws for it: the alert is drawn there too.
+  platform::ui::Screen* screen = di_->screen();
+  if (!screen) return nullptr;
+  if (!kit_alert_presenter_ || kit_alert_screen_ != screen) {
+    kit_alert_presenter_ = std::make_unique<platform::ui::KitAlertPresenter>(*screen);
+    kit_alert_screen_ = screen;
+  }
+  return kit_alert_presenter_.get();
+}
+
 void TessarinImpl::updateAlertViewWithTitle(const std::string& title, const std::string& message,
                                         bool cancelButtonAndDelegate, bool activityIndicator) {
   // Dismissing may run the alert's dismissal callback, which forgets the
@@ -196,7 +211,7 @@ void TessarinImpl::updateAlertViewWithTitle(const std::string& title, const std:
   TSR_LOG_INFO("%@: %@", label, message);
   if (previous) previous->dismiss(false);
 
-  platform::AlertPresenter* presenter = platform_->alertPresenter();
+  platform::AlertPresenter* presenter = AlertPresenter();
   const double alert_time = config_->doubleForKey("designerAlertTime").value_or(0);
   if (alert_time <= 0 || !platform_->hostApplication().hasSharedApplication() || !presenter) {
     alert_view_.reset();

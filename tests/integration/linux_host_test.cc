@@ -231,7 +231,7 @@ TEST_F(LinuxHostTest, TheOverlayDrawsTheSdksWindowForTheAppAndTakesOnlyPressesOn
   EXPECT_EQ(probe->wait(10s), 0);
 }
 
-TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThem) {
+TEST_F(LinuxHostTest, InAppMessagesAndAlertsReachTheAppsOverlayAndTheAppsPointerActsOnThem) {
   // One message with a green button after "First", one with a blue panel
   // and no buttons after "Next", one to swipe away after "Swipe".
   auto message = [](const std::string& id, Json data) {
@@ -277,6 +277,9 @@ TEST_F(LinuxHostTest, InAppMessagesReachTheAppsOverlayAndTheAppsPointerActsOnThe
   EXPECT_EQ(result["swipeShown"], true);
   EXPECT_EQ(result["swipeTaken"], true);
   EXPECT_EQ(result["swipeHidden"], true);
+  EXPECT_EQ(result["alertShown"], true);
+  EXPECT_EQ(result["alertTakesTouches"], true);
+  EXPECT_EQ(result["alertGone"], true);
   EXPECT_EQ(result["flushed"], true);
   EXPECT_EQ(probe->wait(10s), 0);
 

@@ -393,6 +393,20 @@ int Message(int port) {
     result["swipeTaken"] = taken;
     result["swipeHidden"] = hidden();
   }
+
+  // A marketer's test link: the SDK confirms it in an alert of its own,
+  // drawn in the overlay, which holds every touch while it is up and goes
+  // by itself after three seconds.
+  sdk->handleOpenURL("tsrprobe://test/all");
+  result["alertShown"] = WaitFor(
+      [&] {
+        std::lock_guard<std::mutex> lock(picture->mutex);
+        return picture->visible;
+      },
+      10);
+  result["alertTakesTouches"] = TessarinHost::pointerDown(5, 5, t + 5);
+  TessarinHost::pointerUp(5, 5, t + 5.05);
+  result["alertGone"] = hidden();
   result["flushed"] = sdk->flush(10);
   Print(result);
   return 0;
