@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/log.h"
+#include "platform/ui/text_layout.h"
 #include "platform/ui/layout/layout_constraint.h"
 #include "platform/ui/tap_gesture_recognizer.h"
 #include "ui/message_action.h"
@@ -39,14 +40,7 @@ std::string Lower(std::string text) {
   return text;
 }
 
-std::string CutText(std::string text) {
-  if (text.size() <= kMaxTextBytes) return text;
-  std::size_t end = kMaxTextBytes;
-  // Not inside a character.
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
-  text.resize(end);
-  return text;
-}
+std::string CutText(std::string text) { return kit::truncateUtf8(std::move(text), kMaxTextBytes); }
 
 // Adds the constraints of one format to `holder`. The formats are fixed
 // and their metrics numbers, so a failure is the SDK's own fault; it is

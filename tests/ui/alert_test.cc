@@ -15,19 +15,10 @@
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/view_renderer.h"
 #include "support/golden.h"
+#include "touch_log.h"
 
 namespace tessarin::platform::ui {
 namespace {
-
-// A view of the app's that records the touches it hears.
-class TouchLog : public View {
- public:
-  using View::View;
-  std::vector<std::string> heard;
-  void touchBegan(const Touch&) override { heard.push_back("began"); }
-  void touchEnded(const Touch&) override { heard.push_back("ended"); }
-  void touchCancelled(const Touch&) override { heard.push_back("cancelled"); }
-};
 
 void ExpectGolden(const Image& image, const std::string& name) {
   tessarin::testing::ExpectMatchesGolden(image, tessarin::testing::GoldenPath(__FILE__, name));

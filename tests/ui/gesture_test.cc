@@ -16,22 +16,10 @@
 #include "platform/ui/touch_script.h"
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/window.h"
+#include "touch_log.h"
 
 namespace tessarin::platform::ui {
 namespace {
-
-// A view that records the touches it hears.
-class TouchLog : public View {
- public:
-  using View::View;
-  std::vector<std::string> heard;
-  void touchBegan(const Touch&) override { heard.push_back("began"); }
-  void touchMoved(const Touch&) override {
-    if (heard.empty() || heard.back() != "moved") heard.push_back("moved");
-  }
-  void touchEnded(const Touch&) override { heard.push_back("ended"); }
-  void touchCancelled(const Touch&) override { heard.push_back("cancelled"); }
-};
 
 class GestureTest : public testing::Test {
  protected:

@@ -27,14 +27,7 @@ constexpr Color kButtonHighlightColor = Color::fromRGBA(0xd9d9d9ff);
 // text far longer than any screen shows is only measured for nothing.
 constexpr std::size_t kMaxTextBytes = 4096;
 
-std::string CutText(std::string text) {
-  if (text.size() <= kMaxTextBytes) return text;
-  std::size_t end = kMaxTextBytes;
-  // Not inside a character.
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
-  text.resize(end);
-  return text;
-}
+std::string CutText(std::string text) { return truncateUtf8(std::move(text), kMaxTextBytes); }
 
 std::shared_ptr<Label> MakeTextLabel(const Font& font, std::string text) {
   auto label = std::make_shared<Label>();

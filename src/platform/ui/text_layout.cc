@@ -108,4 +108,12 @@ void drawText(cairo_t* cr, const TextAttributes& attributes, const Rect& rect) {
   g_object_unref(context);
 }
 
+std::string truncateUtf8(std::string text, std::size_t maxBytes) {
+  if (text.size() <= maxBytes) return text;
+  std::size_t end = maxBytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
+  text.resize(end);
+  return text;
+}
+
 }  // namespace tessarin::platform::ui

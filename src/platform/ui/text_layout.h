@@ -39,6 +39,11 @@ Size measureText(const TextAttributes& attributes, double maxWidth);
 // vertically, as a label shows it.
 void drawText(cairo_t* cr, const TextAttributes& attributes, const Rect& rect);
 
+// At most `maxBytes` of UTF-8 text, cut between characters. Text from
+// outside the app (a campaign's, a link's whole address) can be far longer
+// than any screen shows, and would only be measured for nothing.
+std::string truncateUtf8(std::string text, std::size_t maxBytes);
+
 }  // namespace tessarin::platform::ui
 
 #endif  // TESSARIN_PLATFORM_UI_TEXT_LAYOUT_H_
