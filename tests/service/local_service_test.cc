@@ -280,6 +280,12 @@ TEST(LocalServiceScriptTest, ScriptSetsAnswersAndRejectsBadMembers) {
   EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"appConfig": {"ds": {"config": {}, "lastModified": "soon"}}})"),
                            error));
   EXPECT_EQ(error, "\"lastModified\" of \"ds\" is not an HTTP date");
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"faults": {"connect": [{"status": 403, "times": 0}]}})"), error));
+  EXPECT_EQ(error, "fault \"times\" must be at least 1");
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"faults": {"connect": [{"status": 40}]}})"), error));
+  EXPECT_EQ(error, "fault \"status\" 40 is no HTTP status");
+  EXPECT_FALSE(ApplyScript(
+      service, Json::parse(R"({"faults": {"connect": [{"status": 403, "reason": "r", "body": {}}]}})"), error));
 }
 
 TEST_F(LocalServiceTest, CampaignStatsAreEveryPayloadOfEveryEventInOrder) {

@@ -2,11 +2,14 @@
 
 #include <httplib.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <sstream>
 
 #include "service/campaign_json.h"
+#include "service/console_model.h"
+#include "service/console_page.h"
 #include "tessarin/events.h"
 
 namespace tessarin::service {
@@ -28,6 +31,59 @@ Json ParseOrNull(const std::string& text) {
 }
 
 Json Reason(const std::string& reason) { return Json{{"reason", reason}}; }
+
+// Each open console stream holds one of the server's worker threads for as
+// long as the page stays open; beyond these the page polls instead, so that
+// forgotten tabs cannot starve the SDK's own requests.
+constexpr int kMaxConsoleStreams = 4;
+// An idle stream still says something now and then, so that a page whose
+// connection silently died finds out and reconnects.
+constexpr std::chrono::seconds kConsoleHeartbeat{15};
+
+std::uint32_t BigEndian32(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < 4; ++i) value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+// A PNG starts with its signature and then the IHDR chunk, whose first
+// eight bytes are the width and height.
+void ReadPngSize(const std::string& png, int& width, int& height) {
+  static constexpr char kSignature[] = "\x89PNG\r\n\x1a\n";
+  if (png.size() < 24 || png.compare(0, 8, kSignature, 8) != 0 || png.compare(12, 4, "IHDR") != 0) return;
+  std::uint32_t w = BigEndian32(png, 16);
+  std::uint32_t h = BigEndian32(png, 20);
+  if (w > 0x7fffffffu || h > 0x7fffffffu) return;  // not a valid PNG size
+  width = static_cast<int>(w);
+  height = static_cast<int>(h);
+}
+
+// An upload's info carries the screen's description as JSON text under
+// ".vcd"; the screenshot is the image part.
+UploadedScreen ScreenFromUpload(const RecordedRequest& record) {
+  UploadedScreen screen;
+  screen.received = record.received;
+  screen.dataset = record.dataset;
+  screen.info = record.body;
+  if (record.body.is_object()) {
+    auto description = record.body.find(TSREvent_viewControllerDescription);
+    if (description != record.body.end() && description->is_string()) {
+      screen.descriptionText = description->get<std::string>();
+      screen.description = ParseOrNull(screen.descriptionText);
+    } else if (description != record.body.end()) {
+      screen.description = *description;
+      screen.descriptionText = JsonDump(*description);
+    }
+  }
+  for (const auto& part : record.parts) {
+    if (part.name == "image" || part.contentType.rfind("image/", 0) == 0) {
+      screen.png = part.content;
+      break;
+    }
+  }
+  ReadPngSize(screen.png, screen.width, screen.height);
+  return screen;
+}
 
 }  // namespace
 
@@ -73,7 +129,8 @@ Json RecordedRequest::toJson() const {
 }
 
 LocalService::LocalService() : LocalService(Options()) {}
-LocalService::LocalService(Options options) : options_(std::move(options)) {}
+LocalService::LocalService(Options options)
+    : options_(std::move(options)), console_(std::make_unique<ConsoleModel>()) {}
 
 LocalService::~LocalService() {
   stop();
@@ -119,6 +176,9 @@ bool LocalService::start() {
   {
     std::lock_guard lock(mutex_);
     stopping_ = false;
+    consoleInstance_ = std::chrono::duration_cast<std::chrono::milliseconds>(
+                           std::chrono::system_clock::now().time_since_epoch())
+                           .count();
   }
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   // The socket already accepts connections into its backlog; waiting for the
@@ -129,6 +189,9 @@ bool LocalService::start() {
 
 void LocalService::stop() {
   if (!server_) return;
+  // Open console streams wait on `changed_` and end when they see
+  // `stopping_`: the server joins its workers, so a stream left waiting
+  // would hold stop() up for as long as the page stayed open.
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -159,6 +222,7 @@ void LocalService::installRoutes() {
   server_->Get(R"(/api/dataset/([^/]+)/appConfig((?:/[^/]*)*))", route(Endpoint::kAppConfig));
   server_->Post(R"(/api/dataset/([^/]+)/mobileEditor/connect/?)", route(Endpoint::kConnect));
   server_->Post(R"(/api/dataset/([^/]+)/mobileEditor/uploadScreen/?)", route(Endpoint::kUploadScreen));
+  installConsoleRoutes();
   server_->Get(R"(.*)", route(Endpoint::kUnknown));
   server_->Post(R"(.*)", route(Endpoint::kUnknown));
 }
@@ -166,6 +230,7 @@ void LocalService::installRoutes() {
 void LocalService::handle(Endpoint endpoint, const httplib::Request& request, httplib::Response& response) {
   RecordedRequest record;
   record.endpoint = endpoint;
+  record.received = std::chrono::system_clock::now();
   record.method = request.method;
   record.path = request.path;
   for (const auto& [key, value] : request.params) record.query[key] = value;
@@ -204,6 +269,7 @@ void LocalService::handle(Endpoint endpoint, const httplib::Request& request, ht
   response.status = status;
   if (!lastModified.empty()) response.set_header("Last-Modified", lastModified);
   record.status = status;
+  record.answer = body;
   if (fault && fault->dropConnection) {
     // Promise the whole answer, deliver half of it and give up: the client
     // sees its connection close in the middle of the body.
@@ -218,7 +284,13 @@ void LocalService::handle(Endpoint endpoint, const httplib::Request& request, ht
   } else if (!text.empty()) {
     response.set_content(text, "application/json");
   }
-  this->record(std::move(record));
+  // Only a screen whose upload the SDK saw succeed is kept: after a failure
+  // it uploads the screen again.
+  std::optional<UploadedScreen> screen;
+  if (endpoint == Endpoint::kUploadScreen && status >= 200 && status < 300 && !record.dropped) {
+    screen = ScreenFromUpload(record);
+  }
+  this->record(std::move(record), std::move(screen));
 }
 
 void LocalService::answerEvents(RecordedRequest& record, const httplib::Request& request, int& status,
@@ -362,12 +434,18 @@ void LocalService::pause(std::chrono::milliseconds delay) {
   changed_.wait_for(lock, delay, [this] { return stopping_; });
 }
 
-void LocalService::record(RecordedRequest record) {
+void LocalService::record(RecordedRequest record, std::optional<UploadedScreen> screen) {
   std::lock_guard lock(mutex_);
   if (recordFile_) {
     std::string line = JsonDump(record.toJson()) + "\n";
     std::fwrite(line.data(), 1, line.size(), recordFile_);
     std::fflush(recordFile_);
+  }
+  console_->add(record);
+  ++consoleVersion_;
+  if (screen) {
+    screen->sequence = screens_.size() + 1;
+    screens_.push_back(std::move(*screen));
   }
   requests_.push_back(std::move(record));
   changed_.notify_all();
@@ -509,6 +587,121 @@ std::vector<Json> LocalService::campaignStats() const {
 void LocalService::clearRequests() {
   std::lock_guard lock(mutex_);
   requests_.clear();
+}
+
+std::vector<RecordedRequest> LocalService::takeRequests() {
+  std::lock_guard lock(mutex_);
+  std::vector<RecordedRequest> taken;
+  taken.swap(requests_);
+  return taken;
+}
+
+std::vector<UploadedScreen> LocalService::uploadedScreens() const {
+  std::lock_guard lock(mutex_);
+  return screens_;
+}
+
+bool LocalService::waitForUploadedScreens(std::size_t count, std::chrono::steady_clock::time_point deadline) const {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_until(lock, deadline, [&] { return screens_.size() >= count; });
+}
+
+// --- Console --------------------------------------------------------------------
+
+std::string LocalService::consoleUrl() const { return baseUrl() + "/"; }
+
+Json LocalService::consoleJson() const {
+  std::lock_guard lock(mutex_);
+  Json json = {{"instance", consoleInstance_}, {"version", consoleVersion_}};
+  Json sections = console_->toJson(screens_);
+  for (auto& [key, value] : sections.items()) json[key] = std::move(value);
+  return json;
+}
+
+void LocalService::installConsoleRoutes() {
+  // The console's own requests are not the SDK's: they are answered here
+  // and never recorded.
+  server_->Get("/", [](const httplib::Request&, httplib::Response& response) {
+    // The page is whole in itself; the policy keeps it that way.
+    response.set_header("Content-Security-Policy",
+                        "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; "
+                        "img-src 'self'; connect-src 'self'");
+    response.set_header("Cache-Control", "no-store");
+    response.set_content(std::string(ConsolePageHtml()), "text/html; charset=utf-8");
+  });
+  server_->Get("/console.json", [this](const httplib::Request&, httplib::Response& response) {
+    response.set_header("Cache-Control", "no-store");
+    response.set_content(JsonDump(consoleJson()), "application/json");
+  });
+  server_->Get("/console/stream",
+               [this](const httplib::Request&, httplib::Response& response) { serveConsoleStream(response); });
+  server_->Get(R"(/console/screens/(\d+)\.png)", [this](const httplib::Request& request, httplib::Response& response) {
+    serveScreenImage(request, response);
+  });
+}
+
+// Server-sent events: one message, {"instance": ..., "version": N}, at once
+// and again whenever the console has taken in something new; the page then
+// fetches /console.json.
+void LocalService::serveConsoleStream(httplib::Response& response) {
+  {
+    std::lock_guard lock(mutex_);
+    if (stopping_ || openStreams_ >= kMaxConsoleStreams) {
+      response.status = 503;
+      response.set_content(JsonDump(Reason("Too many console streams; poll /console.json.")), "application/json");
+      return;
+    }
+    ++openStreams_;
+  }
+  response.set_header("Cache-Control", "no-store");
+  auto sent = std::make_shared<std::optional<std::uint64_t>>();
+  response.set_chunked_content_provider(
+      "text/event-stream",
+      [this, sent](std::size_t, httplib::DataSink& sink) {
+        std::unique_lock lock(mutex_);
+        if (*sent) {
+          bool news = changed_.wait_for(lock, kConsoleHeartbeat,
+                                        [&] { return stopping_ || consoleVersion_ != **sent; });
+          if (stopping_) return false;
+          if (!news) {
+            lock.unlock();
+            static constexpr char kComment[] = ": idle\n\n";
+            return sink.write(kComment, sizeof kComment - 1);
+          }
+        }
+        if (stopping_) return false;
+        std::string message = (*sent ? "" : "retry: 2000\n") + std::string("data: ") +
+                              JsonDump(Json{{"instance", consoleInstance_}, {"version", consoleVersion_}}) + "\n\n";
+        *sent = consoleVersion_;
+        lock.unlock();
+        return sink.write(message.data(), message.size());
+      },
+      [this](bool) {
+        std::lock_guard lock(mutex_);
+        --openStreams_;
+      });
+}
+
+void LocalService::serveScreenImage(const httplib::Request& request, httplib::Response& response) const {
+  std::string png;
+  {
+    std::size_t sequence = 0;
+    try {
+      sequence = std::stoul(request.matches[1]);
+    } catch (const std::exception&) {
+      // Too many digits: no such screen.
+    }
+    std::lock_guard lock(mutex_);
+    if (sequence >= 1 && sequence <= screens_.size()) png = screens_[sequence - 1].png;
+  }
+  if (png.empty()) {
+    response.status = 404;
+    response.set_content(JsonDump(Reason("No such screen.")), "application/json");
+    return;
+  }
+  // The same address holds another screen in the service's next run.
+  response.set_header("Cache-Control", "no-cache");
+  response.set_content(png, "image/png");
 }
 
 std::string LocalService::clientConfigurationHint() const {

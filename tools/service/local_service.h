@@ -5,12 +5,15 @@
 //
 // Everything it answers can be scripted from C++ (or from a script file, see
 // script.h), and everything it receives is recorded in memory and optionally
-// as JSON lines to a file.
+// as JSON lines to a file. The screens the designer uploads are kept apart,
+// decoded, and a live console page at "/" shows the developer integrating
+// the SDK what arrived (see console_model.h).
 #ifndef TESSARIN_TOOLS_SERVICE_LOCAL_SERVICE_H_
 #define TESSARIN_TOOLS_SERVICE_LOCAL_SERVICE_H_
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <deque>
 #include <functional>
@@ -33,6 +36,8 @@ struct Response;
 
 namespace tessarin::service {
 
+class ConsoleModel;
+
 enum class Endpoint { kEvents, kAppConfig, kConnect, kUploadScreen, kUnknown };
 const char* EndpointName(Endpoint endpoint);  // "events", "appConfig", "connect", "uploadScreen", "unknown"
 
@@ -46,6 +51,7 @@ struct UploadPart {
 // What the service received, decoded.
 struct RecordedRequest {
   Endpoint endpoint = Endpoint::kUnknown;
+  std::chrono::system_clock::time_point received;
   std::string method;
   std::string path;
   std::map<std::string, std::string> query;    // decoded query parameters
@@ -56,12 +62,29 @@ struct RecordedRequest {
   std::string bodyText;                        // the (decompressed) body when it was not JSON
   std::vector<UploadPart> parts;               // multipart uploads only
   int status = 0;                              // the status the service answered with
+  Json answer;                                 // the JSON body it answered with (null when none)
   bool dropped = false;                        // the connection was closed mid-answer
 
   std::string header(const std::string& name) const;
+  // The request as one JSON record line: what the SDK sent and the status,
+  // without the answer (the service wrote that itself).
   Json toJson() const;
 };
 
+// A screen the designer connection uploaded and the service accepted. An
+// upload answered with an error (or cut off) is not kept: the SDK forgets
+// it too and uploads the screen again on a later visit.
+struct UploadedScreen {
+  std::size_t sequence = 0;                      // 1, 2, ... in the order they were accepted
+  std::chrono::system_clock::time_point received;
+  std::string dataset;
+  Json info;                                     // the "meta" part: base event keys and ".vcd"
+  std::string descriptionText;                   // ".vcd" as sent: the screen described as JSON text
+  Json description;                              // that text parsed (null when it is not JSON)
+  std::string png;                               // the screenshot's bytes
+  int width = 0;                                 // from the PNG header; 0 when it is not a PNG
+  int height = 0;
+};
 // A scripted misbehaviour for one request to an endpoint.
 struct Fault {
   int status = 0;                          // answer with this status instead (0: answer normally)
@@ -164,6 +187,24 @@ class LocalService {
   // Text that is not such an array is skipped.
   std::vector<Json> campaignStats() const;
 
+  // Hands over what was received so far and forgets it, so that a
+  // long-running service that has passed every request on keeps none. The
+  // console and the uploaded screens are not affected.
+  std::vector<RecordedRequest> takeRequests();
+
+  // --- Designer uploads ---------------------------------------------------------
+  // Every screen accepted so far, in order.
+  std::vector<UploadedScreen> uploadedScreens() const;
+  // Waits until at least `count` screens have been accepted, or the deadline
+  // passes; true when they have.
+  bool waitForUploadedScreens(std::size_t count, std::chrono::steady_clock::time_point deadline) const;
+
+  // --- Console --------------------------------------------------------------------
+  // "http://127.0.0.1:PORT/": the live page for the developer integrating the SDK.
+  std::string consoleUrl() const;
+  // What GET /console.json answers (its shape is in console_model.h).
+  Json consoleJson() const;
+
   // Text for --help and the start-up banner: how a host app points the SDK here.
   std::string clientConfigurationHint() const;
 
@@ -181,6 +222,9 @@ class LocalService {
   };
 
   void installRoutes();
+  void installConsoleRoutes();
+  void serveConsoleStream(httplib::Response& response);
+  void serveScreenImage(const httplib::Request& request, httplib::Response& response) const;
   void handle(Endpoint endpoint, const httplib::Request& request, httplib::Response& response);
   // Each fills the record's decoded body and returns the normal answer.
   void answerEvents(RecordedRequest& record, const httplib::Request& request, int& status, Json& body);
@@ -192,7 +236,8 @@ class LocalService {
   std::optional<Fault> takeFault(Endpoint endpoint);
   // Waits out a scripted delay; returns early when the service stops.
   void pause(std::chrono::milliseconds delay);
-  void record(RecordedRequest record);
+  // Keeps an answered request (and the screen it uploaded, when accepted).
+  void record(RecordedRequest record, std::optional<UploadedScreen> screen);
 
   Options options_;
   std::string error_;
@@ -213,7 +258,16 @@ class LocalService {
   std::map<Endpoint, std::deque<Fault>> queuedFaults_;
   std::map<Endpoint, Fault> standingFaults_;
   std::vector<RecordedRequest> requests_;
+  std::vector<UploadedScreen> screens_;
   std::FILE* recordFile_ = nullptr;
+  // The console's own bounded copy of what arrived; `consoleVersion_` grows
+  // with every request it takes in, and open streams wait for it to change.
+  std::unique_ptr<ConsoleModel> console_;
+  std::uint64_t consoleVersion_ = 0;
+  // Tells one run of the service from the next, so that a page left open
+  // across a restart does not take the new run's version for one it showed.
+  std::int64_t consoleInstance_ = 0;
+  int openStreams_ = 0;
 };
 
 }  // namespace tessarin::service

@@ -1,5 +1,6 @@
 // tessarin-service: runs the local Tessarin service on its own, so that a
-// host app developer can point their app at it and see what the SDK sends.
+// host app developer can point their app at it and see what the SDK sends,
+// as JSON lines here and on the console page it serves.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,12 @@ void PrintUsage(const tessarin::service::LocalService& service) {
             << "\n"
             << "Serves the Tessarin events, app-configuration and editor endpoints on\n"
             << "127.0.0.1 and prints every request it receives as one JSON line.\n"
+            << "\n"
+            << "Its console, a page at the service's own address (printed at start as\n"
+            << "\"Console: http://127.0.0.1:PORT/\"), shows the configuration requests, the\n"
+            << "events, the campaigns answered, the statistics, the designer's connections\n"
+            << "and uploaded screens as they arrive; /console.json has the same for scripts.\n"
+            << "With --https the browser must be told to accept the generated certificate.\n"
             << "\n"
             << "  --port N       listen on port N (default: a free port, printed at start)\n"
             << "  --https        serve TLS with a certificate generated at start\n"
@@ -80,15 +87,15 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, OnSignal);
   std::signal(SIGTERM, OnSignal);
   std::cout << "Tessarin local service listening on " << service.baseUrl() << "\n"
+            << "Console: " << service.consoleUrl() << "\n"
             << service.clientConfigurationHint() << std::flush;
 
-  // Print each request as it is answered, until interrupted.
-  std::size_t printed = 0;
+  // Print each request as it is answered, until interrupted. Printed
+  // requests are let go: the console keeps its own bounded account.
   while (!gStop) {
-    service.waitForRequests(printed + 1, std::chrono::steady_clock::now() + std::chrono::milliseconds(200));
-    auto requests = service.requests();
-    for (; printed < requests.size(); ++printed) {
-      std::cout << tessarin::JsonDump(requests[printed].toJson()) << "\n" << std::flush;
+    service.waitForRequests(1, std::chrono::steady_clock::now() + std::chrono::milliseconds(200));
+    for (const auto& request : service.takeRequests()) {
+      std::cout << tessarin::JsonDump(request.toJson()) << "\n" << std::flush;
     }
   }
   service.stop();

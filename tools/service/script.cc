@@ -31,13 +31,30 @@ bool ApplyFaults(LocalService& service, const Json& faults, std::string& error) 
       }
       Fault fault;
       fault.status = entry.value("status", 0);
+      if (fault.status != 0 && (fault.status < 100 || fault.status > 599)) {
+        error = "fault \"status\" " + std::to_string(fault.status) + " is no HTTP status";
+        return false;
+      }
       fault.body = entry.value("body", Json());
+      if (entry.contains("reason")) {
+        if (entry.contains("body")) {
+          error = "a fault has \"reason\" or \"body\", not both";
+          return false;
+        }
+        fault.body = Json{{"reason", entry["reason"].get<std::string>()}};
+      }
       fault.delay = std::chrono::milliseconds(entry.value("delayMs", 0));
       fault.dropConnection = entry.value("drop", false);
-      if (entry.value("standing", false)) {
+      int times = entry.value("times", 1);
+      bool standing = entry.value("standing", false);
+      if (times < 1 || (standing && entry.contains("times"))) {
+        error = standing ? "a standing fault has no \"times\"" : "fault \"times\" must be at least 1";
+        return false;
+      }
+      if (standing) {
         service.setStandingFault(*endpoint, fault);
       } else {
-        service.queueFault(*endpoint, fault);
+        for (int i = 0; i < times; ++i) service.queueFault(*endpoint, fault);
       }
     }
   }

@@ -7,9 +7,21 @@
 //     "appConfig": {"<dataset or *>": {"config": {...}, "lastModified": "<HTTP date>"}},
 //     "connect": {...}, "uploadScreen": {...},           editor answers
 //     "faults": {"<events|appConfig|connect|uploadScreen>":
-//                 [{"status": 503, "body": {"reason": "..."}, "delayMs": 0, "drop": false,
-//                   "standing": false}, ...]}
+//                 [{"status": 503, "body": {"reason": "..."}, "reason": "...", "times": 1,
+//                   "delayMs": 0, "drop": false, "standing": false}, ...]}
 //   }
+//
+// A fault applies to the next request to its endpoint, in the order listed;
+// "times": K applies it to the next K requests in a row. "reason" is short for
+// "body": {"reason": ...}, the text the SDK logs as the failure reason. A
+// "standing" fault applies to every request once the others are used up.
+// "status" 0 (or none) answers normally, after "delayMs" or cut off ("drop").
+//
+// Refusing the designer's connection, and failing the next two screen uploads
+// (a failed upload is not kept; the SDK uploads the screen again later):
+//
+//   {"faults": {"connect": [{"status": 403, "reason": "Design mode is off for this dataset."}],
+//               "uploadScreen": [{"status": 500, "reason": "Storage unavailable.", "times": 2}]}}
 #ifndef TESSARIN_TOOLS_SERVICE_SCRIPT_H_
 #define TESSARIN_TOOLS_SERVICE_SCRIPT_H_
 
