@@ -46,33 +46,11 @@ std::string Hex(std::uint32_t rgb) {
   return text;
 }
 
-// What one upload the service received says: the screen's class (from the
-// description) and the picture's size and centre colour.
-struct Upload {
-  std::string className = "?";
-  int width = 0;
-  int height = 0;
-  std::uint32_t centre = 0;  // RGB
-};
-
-Upload Read(const service::RecordedRequest& request) {
-  Upload upload;
-  for (const auto& part : request.parts) {
-    if (part.contentType == "application/json") {
-      Json meta = Json::parse(part.content, nullptr, false);
-      if (meta.is_object() && meta.contains(".vcd") && meta[".vcd"].is_string()) {
-        Json vcd = Json::parse(meta[".vcd"].get<std::string>(), nullptr, false);
-        if (vcd.is_object()) upload.className = vcd.value("className", "?");
-      }
-    } else if (part.contentType == "image/png") {
-      if (auto image = platform::ui::Image::decodePNG(part.content)) {
-        upload.width = image->width();
-        upload.height = image->height();
-        upload.centre = image->pixel(image->width() / 2, image->height() / 2) & 0xFFFFFFu;
-      }
-    }
-  }
-  return upload;
+// The centre of an uploaded picture, as RGB; 0 when it is not a picture.
+std::uint32_t CentreColour(const service::UploadedScreen& screen) {
+  auto image = platform::ui::Image::decodePNG(screen.png);
+  if (!image || image->width() == 0) return 0;
+  return image->pixel(image->width() / 2, image->height() / 2) & 0xFFFFFFu;
 }
 
 }  // namespace
@@ -148,7 +126,7 @@ int RunDesignSession(const Options& options, DemoService& demo, const std::strin
   }
   Say("demo: connected to the designer");
 
-  auto uploads = [&] { return service ? service->requests(service::Endpoint::kUploadScreen).size() : 0; };
+  auto uploads = [&] { return service ? service->uploadedScreens().size() : 0; };
   auto visit = [&](const std::shared_ptr<SimViewController>& from, const std::shared_ptr<SimViewController>& to) {
     ui.disappear(from);
     window->setRootViewController(to);
@@ -167,14 +145,15 @@ int RunDesignSession(const Options& options, DemoService& demo, const std::strin
   bool ok = sdk->designMode();
   std::map<std::string, int> seen;
   if (service) {
-    for (const auto& request : service->requests(service::Endpoint::kUploadScreen)) {
-      Upload upload = Read(request);
-      auto colour = colours.find(upload.className);
-      bool matches = colour != colours.end() && colour->second == upload.centre;
-      ok = ok && matches && request.status / 100 == 2;
-      ++seen[upload.className];
-      Say(Line() << "upload: " << upload.className << " " << upload.width << "x" << upload.height << " centre "
-                 << Hex(upload.centre) << (matches ? " (what the screen shows)" : " (NOT what the screen shows)"));
+    for (const auto& upload : service->uploadedScreens()) {
+      const std::string cls = upload.description.is_object() ? upload.description.value("className", "?") : "?";
+      const std::uint32_t centre = CentreColour(upload);
+      auto colour = colours.find(cls);
+      bool matches = colour != colours.end() && colour->second == centre;
+      ok = ok && matches;
+      ++seen[cls];
+      Say(Line() << "upload: " << cls << " " << upload.width << "x" << upload.height << " centre " << Hex(centre)
+                 << (matches ? " (what the screen shows)" : " (NOT what the screen shows)"));
     }
     ok = ok && seen.size() == colours.size();
     for (const auto& [cls, count] : seen) ok = ok && count == 1;
