@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "core/tessarin_impl.h"
+#include "platform/alert.h"
 #include "demo/console.h"
 #include "demo/message_demo.h"
 #include "platform/ui/screen.h"
@@ -33,11 +34,15 @@ struct MessageState {
   const void* message = nullptr;  // identity only: null when none is shown
   bool appeared = false;          // faded in, and the frame showing it delivered
   render::MessageFrames frames;
+  // The SDK's own alert (the test link's confirmation) is up: it takes
+  // every touch until it goes.
+  bool alertUp = false;
 };
 
 MessageState ReadMessageState() {
   MessageState state;
   auto sdk = TessarinImpl::shared();
+  state.alertUp = sdk->alertView() && sdk->alertView()->visible();
   auto manager = std::dynamic_pointer_cast<TSRUIManager>(sdk->uiManager());
   auto message = manager ? manager->newestMessage() : nullptr;
   if (!message) return state;
@@ -150,7 +155,8 @@ ui::Image OverlayCopy::compositedOver(std::uint32_t rgb) const {
 bool ActOnLinuxMessage(const Options& options, const OverlayCopy& overlay, std::uint32_t appBackground) {
   auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                      std::chrono::duration<double>(options.timeout));
-  MessageState shown = AskUntil([](const MessageState& state) { return state.appeared; }, deadline);
+  // The user reads the test link's confirmation first; it goes by itself.
+  MessageState shown = AskUntil([](const MessageState& state) { return state.appeared && !state.alertUp; }, deadline);
   if (!shown.appeared) {
     Say(Line() << "demo: no in-app message appeared within " << options.timeout << " s");
     return !options.needsMessage();
