@@ -32,7 +32,7 @@ constexpr std::string_view kPage = R"page(<!doctype html>
 html { -webkit-text-size-adjust: 100%; }
 body {
   margin: 0; background: var(--bg); color: var(--fg);
-  font: 14px/1.45 system-ui, -apple-system, "Segoe UI", Roboto, sans-serif;
+  font: 14px/1.45 system-ui, sans-serif;
   overflow-wrap: anywhere;
 }
 header {
