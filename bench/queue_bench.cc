@@ -156,15 +156,14 @@ void BM_TakeSerialiseAndCompressFullBatch(benchmark::State& state) {
     queue->enqueueEventsForTest(batchEvents);
     state.ResumeTiming();
 
-    Json batch;
-    queue->dispatchQueue()->sync([&] { batch = queue->takeEvents(); });
-    auto json = TSRUtilityJSON::dataFromJSON(batch);
-    auto gzip = json ? tsr_dataByGZipCompressingWithError(*json) : std::nullopt;
+    TSREventSender::EventBatch batch;
+    queue->dispatchQueue()->sync([&] { batch = queue->takeBatch(); });
+    auto gzip = tsr_dataByGZipCompressingWithError(batch.json);
     benchmark::DoNotOptimize(gzip);
 
     state.PauseTiming();
-    taken = batch.size();
-    jsonBytes = json ? json->size() : 0;
+    taken = batch.count;
+    jsonBytes = batch.json.size();
     gzipBytes = gzip ? gzip->size() : 0;
     queue.reset();
     state.ResumeTiming();

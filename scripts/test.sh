@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole suite, then again under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# UndefinedBehaviorSanitizer, then the tests that run real threads under
+# ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -21,3 +22,12 @@ scripts/build.sh build-asan -DTESSARIN_SANITIZE=ON -DTESSARIN_BUILD_BENCH=OFF "$
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   LSAN_OPTIONS=suppressions="$lsan_suppressions" \
   ctest --output-on-failure -j"$(nproc)" -E '^(install_consumer|layout_oracle|layer_boundaries)$')
+
+# ThreadSanitizer: only the library and the threaded tests are built (the
+# rest of the suite runs on the simulated platform's one thread).
+tsan_suppressions="$PWD/tests/tsan.supp"
+cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSARIN_SANITIZE_THREAD=ON -DTESSARIN_BUILD_BENCH=OFF \
+  "${flags[@]}" >/dev/null
+cmake --build build-tsan -j"$(nproc)" --target tessarin_tests
+(cd build-tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$tsan_suppressions" \
+  ctest --output-on-failure -j"$(nproc)")

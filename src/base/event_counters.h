@@ -4,11 +4,20 @@
 // façade makes in its life: a queue dropped by a reset hands its counts on
 // to the one that follows. Counting is a relaxed atomic add, so the queue's
 // private thread pays nothing noticeable and any thread may read.
+//
+// It also holds the hand-off: a report of the app's travels to the main
+// thread, becomes an event there and travels on into the queue's thread,
+// and an app that reports faster than those threads take its reports would
+// otherwise pile them up on the way without limit. No more may be on their
+// way than the queue may hold ("maxEventsInQueue"): the queue would drop
+// the excess anyway. A report past that is dropped as it arrives and
+// counted as throttled.
 #ifndef TESSARIN_BASE_EVENT_COUNTERS_H_
 #define TESSARIN_BASE_EVENT_COUNTERS_H_
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "tessarin/diagnostics.h"
 
@@ -34,8 +43,48 @@ class EventCounters {
   std::uint64_t get(Counter counter) const { return counts_[counter].load(std::memory_order_relaxed); }
   TSREventDiagnostics snapshot() const;
 
+  // Before a report or an event is handed to another thread: true when it
+  // may go (a HandOffTicket then travels with it); false when the hand-off
+  // is full, the report counted as throttled. `announce` is set on the
+  // first refusal after the hand-off was last empty, for one log line per
+  // overflow.
+  bool enterHandOff(bool* announce) {
+    std::uint64_t limit = hand_off_limit_.load(std::memory_order_relaxed);
+    if (in_hand_off_.fetch_add(1, std::memory_order_relaxed) >= limit) {
+      in_hand_off_.fetch_sub(1, std::memory_order_relaxed);
+      add(kDroppedThrottled);
+      *announce = !overflowing_.exchange(true, std::memory_order_relaxed);
+      return false;
+    }
+    return true;
+  }
+  void leaveHandOff() {
+    if (in_hand_off_.fetch_sub(1, std::memory_order_relaxed) == 1) {
+      overflowing_.store(false, std::memory_order_relaxed);
+    }
+  }
+  void setHandOffLimit(std::uint64_t limit) { hand_off_limit_.store(limit, std::memory_order_relaxed); }
+  std::uint64_t inHandOff() const { return in_hand_off_.load(std::memory_order_relaxed); }
+
  private:
   std::atomic<std::uint64_t> counts_[kCounterCount] = {};
+  std::atomic<std::uint64_t> in_hand_off_{0};
+  std::atomic<std::uint64_t> hand_off_limit_{1000};  // the default "maxEventsInQueue"
+  std::atomic<bool> overflowing_{false};
+};
+
+// A place in the hand-off, left when the ticket goes: it travels with the
+// report or event it was taken for, so that one dropped on the way (its
+// queue gone) leaves too.
+class HandOffTicket {
+ public:
+  explicit HandOffTicket(std::shared_ptr<EventCounters> counters) : counters_(std::move(counters)) {}
+  ~HandOffTicket() { counters_->leaveHandOff(); }
+  HandOffTicket(const HandOffTicket&) = delete;
+  HandOffTicket& operator=(const HandOffTicket&) = delete;
+
+ private:
+  std::shared_ptr<EventCounters> counters_;
 };
 
 }  // namespace tessarin

@@ -17,6 +17,7 @@
 #include "transport/events_util.h"
 #include "util/json_dispose.h"
 #include "util/json_util.h"
+#include "util/safety.h"
 
 namespace tessarin {
 
@@ -73,10 +74,13 @@ void TessarinImpl::sendAction(const std::string& action, const std::string& cont
   // The SDK's own parts call this on the main thread; any other caller is
   // moved there, where the façade's state lives.
   if (!platform_->isMainThread()) {
-    OnMain("-[Tessarin sendAction:contextId:additionalFields:]",
-           [action, contextId, additionalFields = std::move(additionalFields)](TessarinImpl& self) {
-             self.sendAction(action, contextId, additionalFields);
-           });
+    std::weak_ptr<TessarinImpl> weak = weak_from_this();
+    TSRUtilitySafety::runReportOnMainWithTag(
+        *platform_, std::shared_ptr<EventCounters>(di_, &di_->eventCounters()),
+        "-[Tessarin sendAction:contextId:additionalFields:]",
+        [weak, action, contextId, additionalFields = std::move(additionalFields)]() mutable {
+          if (auto self = weak.lock()) self->sendAction(action, contextId, std::move(additionalFields));
+        });
     return;
   }
   if (disabled_) return;

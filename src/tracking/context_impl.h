@@ -134,6 +134,9 @@ class TSRContextImpl : public virtual TSRContext, public std::enable_shared_from
   void setPingTimer(std::shared_ptr<platform::Timer> timer);
 
  private:
+  // Runs a report that becomes an event on the main thread, through the
+  // hand-off that bounds how many may wait there (see EventCounters).
+  void Report(const char* tag, std::function<void()> body);
   void TrackCampaignStat(const std::shared_ptr<TSRCampaign>& campaign, long statType);
   void ViewItemOnMain(Json item, const std::string& itemAction, const std::optional<std::string>& actionName);
   // An item view of a catalog object: straight from the object to its

@@ -16,6 +16,7 @@
 #include "tessarin/sdk_info.h"
 #include "tracking/campaign_impl.h"
 #include "tracking/plain_item_view.h"
+#include "util/environment.h"
 #include "util/safety.h"
 
 namespace tessarin {
@@ -85,8 +86,8 @@ void TSRContextImpl::ViewItemObject(const std::shared_ptr<TSRItem>& item, const 
     return;
   }
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(
-      *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
+  Report(
+      "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
       [self, plain = std::move(*plain), itemAction, actionName]() mutable {
         if (self->FacadeDisabled()) return;
         self->ViewPlainItemOnMain(std::move(plain.item), std::move(plain.condensed), itemAction, actionName);
@@ -105,8 +106,8 @@ void TSRContextImpl::ViewPlainItemOnMain(std::string itemText, std::string conde
 void TSRContextImpl::viewItemWithDictionary(Json item, const std::string& itemAction,
                                             const std::optional<std::string>& actionName) {
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(
-      *platform_, "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
+  Report(
+      "-[TSRContext viewItemWithDictionary:itemAction:actionName:]",
       [self, item = std::move(item), itemAction, actionName]() mutable {
         if (self->FacadeDisabled()) return;
         // Runs once: the item is handed over rather than copied.
@@ -179,7 +180,7 @@ void TSRContextImpl::purchase(const std::shared_ptr<TSROrder>& order) {
 void TSRContextImpl::trackItemAction(const std::string& itemAction, Json object, bool isOrder) {
   auto self = shared_from_this();
   const char* tag = isOrder ? "-[TSRContext trackItemAction:withOrder:]" : "-[TSRContext trackItemAction:withLineItem:]";
-  TSRUtilitySafety::runOnMainWithTag(*platform_, tag, [self, itemAction, object = std::move(object), isOrder] {
+  Report(tag, [self, itemAction, object = std::move(object), isOrder] {
     if (self->FacadeDisabled()) return;
     const char* name = isOrder ? "order" : "lineItem";
     if (self->isRequiredObjectMissing(object.is_null() ? nullptr : &object, name)) return;
@@ -201,7 +202,7 @@ void TSRContextImpl::review(const std::shared_ptr<TSRItem>& item, const std::sha
 
 void TSRContextImpl::reviewWithDictionary(const Json& item, const Json& reviewDetails) {
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext reviewWithDictionary:reviewDetails:]",
+  Report("-[TSRContext reviewWithDictionary:reviewDetails:]",
                                      [self, item, reviewDetails] {
                                        if (self->FacadeDisabled()) return;
                                        if (self->isRequiredObjectMissing(item.is_null() ? nullptr : &item, "item")) {
@@ -244,7 +245,7 @@ void TSRContextImpl::favorite(const std::shared_ptr<TSRItem>& item) {
 
 void TSRContextImpl::trackItem(Json item, const std::string& interaction) {
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackItem:interaction:]",
+  Report("-[TSRContext trackItem:interaction:]",
                                      [self, item = std::move(item), interaction] {
                                        if (self->FacadeDisabled()) return;
                                        if (self->isRequiredObjectMissing(item.is_null() ? nullptr : &item, "item")) {
@@ -258,11 +259,17 @@ void TSRContextImpl::trackItem(Json item, const std::string& interaction) {
                                      });
 }
 
+void TSRContextImpl::Report(const char* tag, std::function<void()> body) {
+  std::shared_ptr<EventCounters> counters;
+  if (auto facade = Facade()) counters = std::shared_ptr<EventCounters>(facade, &facade->environment().eventCounters());
+  TSRUtilitySafety::runReportOnMainWithTag(*platform_, counters, tag, std::move(body));
+}
+
 // --- Free-form actions ---
 
 void TSRContextImpl::trackAction(const std::string& action) {
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(*platform_, "-[TSRContext trackAction:]", [self, action] {
+  Report("-[TSRContext trackAction:]", [self, action] {
     if (self->FacadeDisabled()) return;
     self->registerContextId();
     if (auto facade = self->Facade()) facade->sendAction(action, self->identifier_, Json());

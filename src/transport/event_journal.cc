@@ -42,9 +42,10 @@ std::string Header(const std::string& base, std::uint64_t first) {
   return std::string(kHeaderPrefix) + base + std::string(kFirstKey) + std::to_string(first) + "\n";
 }
 
-std::string AddRecord(std::uint64_t seq, const Json& event) {
+std::string AddRecord(std::uint64_t seq, std::string_view eventJson) {
   std::string record = "+" + std::to_string(seq) + " ";
-  record += JsonDump(event);
+  record.reserve(record.size() + eventJson.size() + 1);
+  record += eventJson;
   record += '\n';
   return record;
 }
@@ -255,18 +256,12 @@ void EventJournal::startOverRecoveredFile() {
 
 // --- Folding and deleting ---
 
-bool EventJournal::fold(const Json& queued, const Json* inFlight) {
-  // Logged when it fails (an event holding a number JSON cannot write).
-  auto text = TSRUtilityJSON::stringFromJSON(queued);
-  std::string content;
-  if (text) {
-    std::uint64_t inFlightCount = inFlight ? inFlight->size() : 0;
-    content = Header(BaseOf(text), inFlightCount + 1);
-    std::uint64_t seq = 1;
-    if (inFlight) {
-      for (const auto& event : *inFlight) content += AddRecord(seq++, event);
-    }
-  }
+bool EventJournal::fold(const std::string& queued, const std::vector<std::string_view>& inFlight) {
+  // The persistence takes the text as an optional: one copy per fold.
+  const std::optional<std::string> text = queued;
+  std::string content = Header(BaseOf(text), inFlight.size() + 1);
+  std::uint64_t seq = 1;
+  for (std::string_view event : inFlight) content += AddRecord(seq++, event);
 
   bool folded = false;
   writer_queue_->sync([&] {
@@ -275,10 +270,6 @@ bool EventJournal::fold(const Json& queued, const Json* inFlight) {
     {
       std::lock_guard<std::mutex> lock(mutex_);
       state = state_;
-    }
-    if (!text) {
-      if (state == State::kClosed) CloseAndRetryLater();
-      return;
     }
     TSRUtilityPersistence& persistence = environment_->persistence();
     if (state == State::kOff) {
@@ -326,7 +317,7 @@ void EventJournal::deleteFiles() {
 
 // --- Records ---
 
-void EventJournal::add(std::uint64_t seq, const Json& event) { Append(AddRecord(seq, event)); }
+void EventJournal::add(std::uint64_t seq, std::string_view eventJson) { Append(AddRecord(seq, eventJson)); }
 
 void EventJournal::remove(std::vector<std::uint64_t> seqs) {
   if (seqs.empty()) return;

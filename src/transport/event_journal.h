@@ -40,6 +40,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/platform.h"
@@ -84,17 +85,18 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   // Starts journaling over the file `recover` read, which is left as it
   // is; its events are numbered from 1.
   void startOverRecoveredFile();
-  // Writes `queued` as "Tessarin-events" and starts a fresh journal over it
-  // whose first records add `inFlight` (null: no batch in flight). Answers
-  // whether the file was written; when it was, the batch in flight is
-  // numbered 1 to k and the queued events k+1 onwards. When it was not,
-  // the old journal goes on as it was.
-  bool fold(const Json& queued, const Json* inFlight);
+  // Writes `queued` (the queued events' JSON array) as "Tessarin-events"
+  // and starts a fresh journal over it whose first records add the events
+  // of `inFlight` (each an event's JSON). Answers whether the file was
+  // written; when it was, the batch in flight is numbered 1 to k and the
+  // queued events k+1 onwards. When it was not, the old journal goes on as
+  // it was.
+  bool fold(const std::string& queued, const std::vector<std::string_view>& inFlight);
   // Deletes both files. Nothing is journaled any more: a queue dropped by a
   // reset must not write into the files of the queue that follows it.
   void deleteFiles();
 
-  void add(std::uint64_t seq, const Json& event);
+  void add(std::uint64_t seq, std::string_view eventJson);
   void remove(std::vector<std::uint64_t> seqs);  // in any order
   // Whether the queue should fold now: the journal has grown past
   // kFoldAfterBytes, or a write failed and it must be rebuilt.

@@ -1,9 +1,11 @@
 // What the event queue needs of the HTTP sender: the events endpoint and a
-// way to send one batch. Results come back on the main queue, tagged with
-// the request's UUID and the sender that made them.
+// way to send one batch. Results come back tagged with the request's UUID
+// and the sender that made them: on the main queue for sendEvents, on the
+// thread the answer arrived on for sendEventBatch.
 #ifndef TESSARIN_TRANSPORT_EVENT_SENDER_H_
 #define TESSARIN_TRANSPORT_EVENT_SENDER_H_
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -30,6 +32,21 @@ class TSREventSender {
   // Returns the request's UUID at once; later exactly one block runs.
   virtual std::string sendEvents(const Json& events, const std::optional<std::string>& timeZone,
                                  ArraySuccessBlock success, FailureBlock failure) = 0;
+
+  // A batch as the queue keeps it: the events' JSON array, already written.
+  // The queue writes each event once, as it enters, and never again.
+  struct EventBatch {
+    std::string json;
+    std::size_t count = 0;
+  };
+  // As sendEvents, but the blocks may run on any thread (the queue hears
+  // of its answer without waiting for the main queue, which may be busy
+  // with the app's reports). This one parses the batch and sends it
+  // through sendEvents; a sender that can send the text as it is does so.
+  virtual std::string sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+                                     ArraySuccessBlock success, FailureBlock failure) {
+    return sendEvents(Json::parse(batch.json, nullptr, false), timeZone, std::move(success), std::move(failure));
+  }
 };
 
 }  // namespace tessarin

@@ -1,6 +1,7 @@
 #include "transport/queued_event_sender.h"
 
 #include <algorithm>
+#include <climits>
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
@@ -10,6 +11,8 @@
 #include "tessarin/sdk_info.h"
 #include "util/config.h"
 #include "util/date_time_util.h"
+#include "util/json_dispose.h"
+#include "util/json_util.h"
 #include "util/environment.h"
 #include "util/networking.h"
 #include "util/persistence.h"
@@ -101,8 +104,16 @@ void TSRQueuedEventSender::loadPersistedEvents() {
   EventJournal::Recovered recovered = journal_->recover();
   std::vector<QueuedEvent> events;
   events.reserve(recovered.events.size());
-  for (auto& event : recovered.events) events.push_back({std::move(event), 0});
-  const std::size_t offered = events.size();
+  bool allWritten = true;
+  for (const auto& event : recovered.events) {
+    if (auto entry = Entry(event)) {
+      events.push_back(std::move(*entry));
+    } else {
+      allWritten = false;
+    }
+  }
+  // Nothing can be left out of the file's numbering unnoticed.
+  const std::size_t offered = allWritten ? events.size() : events.size() + 1;
   // At the head, so that every persisted event passes the size checks again.
   loading_ = true;
   addEventsToQueue(std::move(events), 0, Origin::kLoaded);
@@ -142,7 +153,14 @@ void TSRQueuedEventSender::setConfigValues(std::optional<double> delayOnResume, 
   if (delayOnResume) delay_on_resume_ = *delayOnResume;
   if (throttleLimit) throttle_limit_ = UnsignedFromDouble(*throttleLimit);
   if (throttleInterval) throttle_interval_ = *throttleInterval;
-  if (maxEventsInQueue) max_events_in_queue_ = UnsignedFromDouble(*maxEventsInQueue);
+  if (maxEventsInQueue) {
+    max_events_in_queue_ = UnsignedFromDouble(*maxEventsInQueue);
+    const unsigned long limit = max_events_in_queue_ > ULONG_MAX - kMaxBatchEvents
+                                    ? ULONG_MAX
+                                    : max_events_in_queue_ + kMaxBatchEvents;
+    arrivals_limit_.store(limit, std::memory_order_relaxed);
+    if (counting_) environment_->eventCounters().setHandOffLimit(max_events_in_queue_);
+  }
 }
 
 // --- Adding events ---
@@ -154,12 +172,6 @@ void TSRQueuedEventSender::addEvent(Json event) {
     handleFailureBlockWithTag("-[TSRQueuedEventSender addEvent:]", std::nullopt, std::nullopt, error);
     return;
   }
-  auto self = shared_from_this();
-  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender addEvent:]",
-                                    [self, event = std::move(event)]() mutable { self->addEventOnQueue(std::move(event)); });
-}
-
-void TSRQueuedEventSender::addEventOnQueue(Json event) {
   double time;
   auto timestamp = event.find("timestamp");
   if (timestamp != event.end() && (timestamp->is_number() || timestamp->is_boolean())) {
@@ -168,7 +180,47 @@ void TSRQueuedEventSender::addEventOnQueue(Json event) {
     TSR_LOG_DEBUG("Events: Timestamp missing from event");
     time = static_cast<double>(TSRUtilityDateTime::currentTimeEpochMillis(environment_->platform())) / 1000.0;
   }
+  // Written here, on the caller's thread: what waits for the queue is the
+  // text, a fraction of the tree's size.
+  std::optional<QueuedEvent> entry = Entry(event);
+  DisposeJson(event);
+  if (!entry) {
+    // It could never be sent; keeping it would fail every batch it joined.
+    addToCounter(EventCounters::kDroppedRejected);
+    return;
+  }
+  entry->time = time;
+  bool post = false;
+  bool dropped = false;
+  {
+    std::lock_guard<std::mutex> lock(arrivals_mutex_);
+    if (arrivals_.size() >= arrivals_limit_.load(std::memory_order_relaxed) && arrivals_.size() > kMaxBatchEvents) {
+      arrivals_.erase(arrivals_.begin() + static_cast<std::ptrdiff_t>(kMaxBatchEvents));
+      dropped = true;
+    }
+    arrivals_.push_back(std::move(*entry));
+    post = !take_in_posted_;
+    take_in_posted_ = true;
+  }
+  if (dropped) addToCounter(EventCounters::kDroppedCountTrim);
+  if (!post) return;
+  auto self = shared_from_this();
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender addEvent:]",
+                                    [self] { self->takeInArrivals(); });
+}
 
+void TSRQueuedEventSender::takeInArrivals() {
+  std::deque<QueuedEvent> arrivals;
+  {
+    std::lock_guard<std::mutex> lock(arrivals_mutex_);
+    arrivals.swap(arrivals_);
+    take_in_posted_ = false;
+  }
+  for (auto& entry : arrivals) addArrivalOnQueue(std::move(entry));
+}
+
+void TSRQueuedEventSender::addArrivalOnQueue(QueuedEvent entry) {
+  const double time = entry.time;
   // A fixed period anchored at its first event's own timestamp: events
   // carrying older timestamps fall into the current period. A dropped
   // event still counts, so a burst that goes on stays throttled.
@@ -184,18 +236,21 @@ void TSRQueuedEventSender::addEventOnQueue(Json event) {
       return;
     }
   }
-
-  Json events = Json::array();
-  events.push_back(std::move(event));
-  enqueueEventsWithoutTriggeringSend(events);
+  std::vector<QueuedEvent> entries;
+  entries.push_back(std::move(entry));
+  enqueueEventsWithoutTriggeringSend(std::move(entries));
   sendQueuedEventsUnlessAlreadyDelayed();
 }
 
-void TSRQueuedEventSender::enqueueEventsWithoutTriggeringSend(const Json& events) {
-  std::vector<QueuedEvent> entries;
-  entries.reserve(events.size());
-  for (const auto& event : events) entries.push_back({event, 0});
-  addEventsToQueue(std::move(entries), event_queue_.size(), Origin::kNew);
+std::optional<TSRQueuedEventSender::QueuedEvent> TSRQueuedEventSender::Entry(const Json& event) {
+  // Logged when it fails (a number JSON cannot write, text that is not UTF-8).
+  std::optional<std::string> json = TSRUtilityJSON::stringFromJSON(event);
+  if (!json) return std::nullopt;
+  return QueuedEvent{std::move(*json), estimateSizeOfEvent(event), 0};
+}
+
+void TSRQueuedEventSender::enqueueEventsWithoutTriggeringSend(std::vector<QueuedEvent> events) {
+  addEventsToQueue(std::move(events), event_queue_.size(), Origin::kNew);
   foldJournalIfWanted();
 }
 
@@ -206,7 +261,7 @@ void TSRQueuedEventSender::addEventsToQueue(std::vector<QueuedEvent> events, std
   std::vector<std::uint64_t> tooLarge;
   unsigned long keptBytes = 0;
   for (auto& entry : events) {
-    unsigned long size = estimateSizeOfEvent(entry.event);
+    unsigned long size = entry.estimate;
     if (size > kMaxEventBytes) {
       TSR_LOG_ERROR("Events: Dropping an event that is too large to fit in a single request");
       addToCounter(EventCounters::kDroppedTooLarge);
@@ -224,7 +279,7 @@ void TSRQueuedEventSender::addEventsToQueue(std::vector<QueuedEvent> events, std
   if (origin == Origin::kNew) {
     for (auto& entry : kept) {
       entry.seq = next_seq_++;
-      journal_->add(entry.seq, entry.event);
+      journal_->add(entry.seq, entry.json);
     }
   }
   startIndex = std::min(startIndex, event_queue_.size());
@@ -243,7 +298,7 @@ void TSRQueuedEventSender::trimExcessEvents() {
     std::vector<std::uint64_t> seqs;
     seqs.reserve(excess);
     for (std::size_t i = 0; i < excess; ++i) {
-      if (byte_limit_on_content_) lowerEstimate(estimateSizeOfEvent(event_queue_[i].event));
+      if (byte_limit_on_content_) lowerEstimate(event_queue_[i].estimate);
       seqs.push_back(event_queue_[i].seq);
     }
     event_queue_.erase(event_queue_.begin(), event_queue_.begin() + static_cast<std::ptrdiff_t>(excess));
@@ -255,7 +310,7 @@ void TSRQueuedEventSender::trimExcessEvents() {
   std::size_t dropped = 0;
   std::vector<std::uint64_t> seqs;
   while (estimate > kMaxQueueBytes && dropped < event_queue_.size()) {
-    estimate -= std::min(estimate, estimateSizeOfEvent(event_queue_[dropped].event));
+    estimate -= std::min(estimate, event_queue_[dropped].estimate);
     seqs.push_back(event_queue_[dropped].seq);
     ++dropped;
   }
@@ -291,13 +346,27 @@ unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
   return size;
 }
 
-Json TSRQueuedEventSender::takeEvents() { return takeEvents(nullptr); }
+TSREventSender::EventBatch TSRQueuedEventSender::takeBatch() { return BatchOf(takeEntries()); }
 
-Json TSRQueuedEventSender::takeEvents(std::vector<std::uint64_t>* seqs) {
+TSREventSender::EventBatch TSRQueuedEventSender::BatchOf(const std::vector<QueuedEvent>& entries) {
+  TSREventSender::EventBatch batch;
+  std::size_t length = 2;
+  for (const auto& entry : entries) length += entry.json.size() + 1;
+  batch.json.reserve(length);
+  batch.json += '[';
+  for (const auto& entry : entries) {
+    if (batch.count++ > 0) batch.json += ',';
+    batch.json += entry.json;
+  }
+  batch.json += ']';
+  return batch;
+}
+
+std::vector<TSRQueuedEventSender::QueuedEvent> TSRQueuedEventSender::takeEntries() {
   std::size_t count = 0;
   unsigned long bytes = 0;
   while (count < event_queue_.size() && count < kMaxBatchEvents) {
-    unsigned long size = estimateSizeOfEvent(event_queue_[count].event);
+    unsigned long size = event_queue_[count].estimate;
     if (bytes + size > kMaxBatchBytes) break;
     bytes += size;
     ++count;
@@ -305,15 +374,10 @@ Json TSRQueuedEventSender::takeEvents(std::vector<std::uint64_t>* seqs) {
   // Following the content, the estimate lets go of the batch now; a batch
   // put back after a connectivity failure raises it again.
   if (byte_limit_on_content_) lowerEstimate(bytes);
-  Json batch = Json::array();
   auto end = event_queue_.begin() + static_cast<std::ptrdiff_t>(count);
-  if (seqs) seqs->clear();
-  for (auto it = event_queue_.begin(); it != end; ++it) {
-    batch.push_back(std::move(it->event));
-    if (seqs) seqs->push_back(it->seq);
-  }
+  std::vector<QueuedEvent> taken(std::make_move_iterator(event_queue_.begin()), std::make_move_iterator(end));
   event_queue_.erase(event_queue_.begin(), end);
-  return batch;
+  return taken;
 }
 
 // --- Sending ---
@@ -410,22 +474,22 @@ void TSRQueuedEventSender::sendQueuedEvents() {
   }
   // No endpoint (no account or dataset yet): keep everything for later.
   if (!event_sender_delegate_ || event_sender_delegate_->urlEvents().empty()) return;
-  Json batch = takeEvents(&in_flight_seqs_);
-  if (batch.empty()) {
+  in_flight_ = takeEntries();
+  if (in_flight_.empty()) {
     queueSendComplete();
     return;
   }
-  const std::size_t count = batch.size();
+  const std::size_t count = in_flight_.size();
   TSR_LOG_INFO("Events: Attempting to send %lu events", count);
   request_in_flight_ = true;
 
   static constexpr const char* kTag = "-[TSRQueuedEventSender sendQueuedEvents]";
   std::weak_ptr<TSRQueuedEventSender> weak = weak_from_this();
-  // Only a failure may need the events again; the callback shares the
-  // batch rather than copying a hundred kilobytes per request.
-  auto events = std::make_shared<const Json>(std::move(batch));
-  // Journaled by its outcome; a fold meanwhile journals it afresh.
-  in_flight_batch_ = events;
+  // The answer may come on any thread: what the queue does about it runs on
+  // its own queue, what the façade does on the main queue, and the next
+  // batch goes out without waiting for the main queue. The batch stays in
+  // in_flight_, journaled by its outcome (a fold meanwhile journals it
+  // afresh); only a failure needs it again.
   auto onSuccess = [weak, count](TSREventSender* sender, const std::string& requestUUID,
                                  const std::optional<platform::HttpResponse>& response,
                                  const std::optional<Json>& eventResponses) {
@@ -434,31 +498,30 @@ void TSRQueuedEventSender::sendQueuedEvents() {
       // An answer to a sender this queue no longer uses changes nothing.
       if (!self || sender != self->event_sender_delegate_.get()) return;
       TSR_LOG_INFO("Events: Successfully sent %lu events.", count);
-      self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses.value_or(Json()));
       TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self, count] { self->requestSucceeded(count); });
+      self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses.value_or(Json()));
     });
   };
-  auto onFailure = [weak, events](TSREventSender* sender, const std::string& requestUUID,
-                                  const std::optional<platform::HttpResponse>& response, const TSRError& error) {
+  auto onFailure = [weak, count](TSREventSender* sender, const std::string& requestUUID,
+                                 const std::optional<platform::HttpResponse>& response, const TSRError& error) {
     TSRUtilitySafety::runWithTag(kTag, [&] {
       auto self = weak.lock();
       if (!self || sender != self->event_sender_delegate_.get()) return;
-      TSR_LOG_ERROR("Events: Failed to send %lu events. %@ %@ %@", events->size(), error.description,
-                    error.failureReason, error.recoverySuggestion);
+      TSR_LOG_ERROR("Events: Failed to send %lu events. %@ %@ %@", count, error.description, error.failureReason,
+                    error.recoverySuggestion);
       self->handleFailureBlockWithTag(kTag, requestUUID, response, error);
-      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag,
-                                        [self, events, error] { self->requestFailed(*events, error); });
+      TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self, error] { self->requestFailed(error); });
     });
   };
-  event_sender_delegate_->sendEvents(*events, TSRUtilityDateTime::timeZoneString(environment_->platform()),
-                                     std::move(onSuccess), std::move(onFailure));
+  event_sender_delegate_->sendEventBatch(BatchOf(in_flight_),
+                                         TSRUtilityDateTime::timeZoneString(environment_->platform()),
+                                         std::move(onSuccess), std::move(onFailure));
 }
 
 void TSRQueuedEventSender::requestSucceeded(std::size_t count) {
   addToCounter(EventCounters::kEventsSent, count);
-  journalRemoved(std::move(in_flight_seqs_));
-  in_flight_seqs_.clear();
-  in_flight_batch_.reset();
+  journalRemoved(InFlightSeqs());
+  in_flight_.clear();
   queue_send_delay_ = 0;
   setNextQueueSendTimer(nullptr);
   request_in_flight_ = false;
@@ -468,15 +531,14 @@ void TSRQueuedEventSender::requestSucceeded(std::size_t count) {
   foldJournalIfWanted();
 }
 
-void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& error) {
+void TSRQueuedEventSender::requestFailed(const TSRError& error) {
   if (TSRUtilityNetworking::connectivityProblemForError(&error, "Events:") == TSRConnectivityProblemNone) {
     // The service answered (or the request could not be made): sending the
     // same batch again would fail the same way.
-    TSR_LOG_WARN("Events: Dropping %lu events that failed to send", events.size());
-    addToCounter(EventCounters::kDroppedRejected, events.size());
-    journalRemoved(std::move(in_flight_seqs_));
-    in_flight_seqs_.clear();
-    in_flight_batch_.reset();
+    TSR_LOG_WARN("Events: Dropping %lu events that failed to send", in_flight_.size());
+    addToCounter(EventCounters::kDroppedRejected, in_flight_.size());
+    journalRemoved(InFlightSeqs());
+    in_flight_.clear();
     queue_send_delay_ = 0;
     setNextQueueSendTimer(nullptr);
     request_in_flight_ = false;
@@ -488,13 +550,8 @@ void TSRQueuedEventSender::requestFailed(const Json& events, const TSRError& err
   TSR_LOG_INFO("Events: Re-enqueueing events to send later.");
   addToCounter(EventCounters::kBatchesRetried);
   // Back with the numbers they had: the journal never let go of them.
-  std::vector<QueuedEvent> putBack;
-  putBack.reserve(events.size());
-  for (std::size_t i = 0; i < events.size(); ++i) {
-    putBack.push_back({events[i], i < in_flight_seqs_.size() ? in_flight_seqs_[i] : 0});
-  }
-  in_flight_seqs_.clear();
-  in_flight_batch_.reset();
+  std::vector<QueuedEvent> putBack = std::move(in_flight_);
+  in_flight_.clear();
   // At the head, through the size checks and trimming again.
   addEventsToQueue(std::move(putBack), 0, Origin::kPutBack);
   if (queue_send_delay_ < min_delay_on_failure_) {
@@ -538,9 +595,18 @@ void TSRQueuedEventSender::foldJournal() {
   // The file holds what is queued, as it always has; the batch in flight
   // goes into the new journal, so that a crash before its answer does not
   // lose it.
-  Json events = Json::array();
-  for (const auto& entry : event_queue_) events.push_back(entry.event);
-  if (journal_->fold(events, in_flight_batch_.get())) renumber();
+  std::string queued = BatchOf({event_queue_.begin(), event_queue_.end()}).json;
+  std::vector<std::string_view> inFlight;
+  inFlight.reserve(in_flight_.size());
+  for (const auto& entry : in_flight_) inFlight.push_back(entry.json);
+  if (journal_->fold(queued, inFlight)) renumber();
+}
+
+std::vector<std::uint64_t> TSRQueuedEventSender::InFlightSeqs() const {
+  std::vector<std::uint64_t> seqs;
+  seqs.reserve(in_flight_.size());
+  for (const auto& entry : in_flight_) seqs.push_back(entry.seq);
+  return seqs;
 }
 
 void TSRQueuedEventSender::foldJournalIfWanted() {
@@ -549,7 +615,7 @@ void TSRQueuedEventSender::foldJournalIfWanted() {
 
 void TSRQueuedEventSender::renumber() {
   std::uint64_t seq = 1;
-  for (auto& inFlight : in_flight_seqs_) inFlight = seq++;
+  for (auto& inFlight : in_flight_) inFlight.seq = seq++;
   for (auto& entry : event_queue_) entry.seq = seq++;
   next_seq_ = seq;
 }
@@ -567,7 +633,7 @@ void TSRQueuedEventSender::deleteFile() {
     // service's "disable"): whatever is still held is lost to it, even a
     // batch in flight whose answer the façade will no longer hear. From now
     // on this queue counts nothing, so no event is counted twice.
-    addToCounter(EventCounters::kDroppedAtReset, event_queue_.size() + in_flight_seqs_.size());
+    addToCounter(EventCounters::kDroppedAtReset, event_queue_.size() + in_flight_.size());
     counting_ = false;
   });
 }
@@ -580,7 +646,12 @@ void TSRQueuedEventSender::addToCounter(EventCounters::Counter counter, std::siz
 
 void TSRQueuedEventSender::enqueueEventsForTest(const Json& events) {
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender enqueueEventsForTest:]", [&] {
-    if (events.is_array()) enqueueEventsWithoutTriggeringSend(events);
+    if (!events.is_array()) return;
+    std::vector<QueuedEvent> entries;
+    for (const auto& event : events) {
+      if (auto entry = Entry(event)) entries.push_back(std::move(*entry));
+    }
+    enqueueEventsWithoutTriggeringSend(std::move(entries));
   });
 }
 
@@ -594,7 +665,7 @@ std::size_t TSRQueuedEventSender::eventQueueCount() {
 std::optional<Json> TSRQueuedEventSender::getEventAtIndex(std::size_t index) {
   std::optional<Json> event;
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender getEventAtIndex:]", [&] {
-    if (index < event_queue_.size()) event = event_queue_[index].event;
+    if (index < event_queue_.size()) event = Json::parse(event_queue_[index].json);
   });
   return event;
 }
@@ -602,7 +673,7 @@ std::optional<Json> TSRQueuedEventSender::getEventAtIndex(std::size_t index) {
 Json TSRQueuedEventSender::eventQueueCopy() {
   Json copy = Json::array();
   TSRUtilitySafety::runSyncOnQueue(dispatch_queue_, "-[TSRQueuedEventSender eventQueueCopy]", [&] {
-    for (const auto& entry : event_queue_) copy.push_back(entry.event);
+    for (const auto& entry : event_queue_) copy.push_back(Json::parse(entry.json));
   });
   return copy;
 }

@@ -15,7 +15,11 @@
 //
 // All state lives on one private serial queue. Public operations hop onto
 // it: asynchronously for addEvent, updateWithConfig and
-// startSendingQueuedEvents, synchronously for the others. The persisted
+// startSendingQueuedEvents, synchronously for the others. addEvent writes
+// the event on the caller's thread and leaves it among the arrivals, which
+// one task of the queue takes in at a time: a caller that adds faster than
+// the queue takes in finds at most "maxEventsInQueue" + 50 waiting (see
+// addEvent). The persisted
 // files are read by the first task of that queue, so constructing the queue
 // on the host app's UI thread never waits for the disk; the journal writes
 // on a queue of its own. The sender's callbacks and the send timer hold the
@@ -24,10 +28,12 @@
 #define TESSARIN_TRANSPORT_QUEUED_EVENT_SENDER_H_
 
 #include <cstddef>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -68,6 +74,12 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // EventQueue. A null event (or anything but a dictionary) is reported
   // through the failure block and nothing is queued.
+  //
+  // The queue takes arrivals in order, as if each had been added on its own.
+  // Arrivals past "maxEventsInQueue" + 50 are dropped as the queue would
+  // drop them when it took them in: not the first 50 (a send might take
+  // some of them first), the oldest after those (the count trim keeps the
+  // newest).
   void addEvent(Json event) override;
   void startSendingQueuedEvents() override;
   void stopSendingQueuedEvents() override;
@@ -95,19 +107,31 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   static unsigned long estimateSizeOfEvent(const Json& event);
 
   // Removes and returns the longest prefix of the queue that fits one
-  // request (possibly empty). Call it on dispatchQueue(). The journal keeps
-  // the events taken until their outcome is known, which a caller of this
-  // never reports: after a crash they come back.
-  Json takeEvents();
+  // request (possibly empty), as the JSON array it is sent as. Call it on
+  // dispatchQueue(). The journal keeps the events taken until their outcome
+  // is known, which a caller of this never reports: after a crash they
+  // come back.
+  TSREventSender::EventBatch takeBatch();
 
   const std::shared_ptr<platform::DispatchQueue>& dispatchQueue() const { return dispatch_queue_; }
 
  private:
-  // An event with its number in the journal.
+  // An event as it is sent: written once, as it enters the queue (a tree
+  // per queued event would take several times the memory, and each batch
+  // and journal record would write it again), with its size estimate and
+  // its number in the journal.
   struct QueuedEvent {
-    Json event;
+    std::string json;
+    unsigned long estimate = 0;
     std::uint64_t seq = 0;
+    double time = 0;  // seconds since 1970: the event's timestamp, for the throttle
   };
+  // The entry for an event, or nothing (logged) when it cannot be written
+  // as JSON.
+  static std::optional<QueuedEvent> Entry(const Json& event);
+  // The events' JSON array.
+  static TSREventSender::EventBatch BatchOf(const std::vector<QueuedEvent>& entries);
+  std::vector<std::uint64_t> InFlightSeqs() const;
   // Where events given to addEventsToQueue come from.
   enum class Origin {
     kNew,      // numbered and journaled as they go in
@@ -119,12 +143,14 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void loadPersistedEvents();
   void setConfigValues(std::optional<double> delayOnResume, std::optional<double> throttleLimit,
                        std::optional<double> throttleInterval, std::optional<double> maxEventsInQueue);
-  void addEventOnQueue(Json event);
-  void enqueueEventsWithoutTriggeringSend(const Json& events);
+  // Takes in what arrived, in order, as addEvent would have one by one.
+  void takeInArrivals();
+  void addArrivalOnQueue(QueuedEvent entry);
+  void enqueueEventsWithoutTriggeringSend(std::vector<QueuedEvent> events);
   void addEventsToQueue(std::vector<QueuedEvent> events, std::size_t startIndex, Origin origin);
   void trimExcessEvents();
   void lowerEstimate(unsigned long bytes);
-  Json takeEvents(std::vector<std::uint64_t>* seqs);
+  std::vector<QueuedEvent> takeEntries();
   // Journals that events left the queue for good.
   void journalRemoved(std::vector<std::uint64_t> seqs);
   // Writes the queue to the file and starts a fresh journal over it.
@@ -140,7 +166,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   // Calls the flush waiters when nothing is queued or in flight.
   void notifyIfDrained();
   void requestSucceeded(std::size_t count);
-  void requestFailed(const Json& events, const TSRError& error);
+  void requestFailed(const TSRError& error);
 
   // Adds to the environment's event counters while this queue still counts.
   void addToCounter(EventCounters::Counter counter, std::size_t n = 1);
@@ -162,9 +188,15 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   // Owned by the private queue.
   bool request_in_flight_ = false;
   // The batch in flight, with the events' numbers, until its outcome.
-  std::shared_ptr<const Json> in_flight_batch_;
-  std::vector<std::uint64_t> in_flight_seqs_;
-  bool counting_ = true;  // cleared by deleteFile
+  std::vector<QueuedEvent> in_flight_;
+  std::atomic<bool> counting_{true};  // cleared by deleteFile
+
+  // Shared with the threads that add events.
+  std::mutex arrivals_mutex_;
+  std::deque<QueuedEvent> arrivals_;
+  bool take_in_posted_ = false;
+  // "maxEventsInQueue" + kMaxBatchEvents: arrivals past it are dropped.
+  std::atomic<unsigned long> arrivals_limit_{1000 + kMaxBatchEvents};
   std::uint64_t next_seq_ = 1;
   bool loading_ = false;
   bool started_ = false;

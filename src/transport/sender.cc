@@ -154,8 +154,7 @@ std::optional<platform::HttpRequest> TSRSender::createRequest(const std::string&
     body += "\r\n";
     body += Format("--%@--\r\n", {uuid});
   } else if (jsonData) {
-    request.headers.emplace_back("Content-Type", "application/json");
-    request.body = std::move(*jsonData);
+    return jsonRequest(std::move(request.url), std::move(*jsonData));
   } else if (data) {
     request.headers.emplace_back("Content-Type", *dataMimeType);
     request.body = *data;
@@ -165,19 +164,33 @@ std::optional<platform::HttpRequest> TSRSender::createRequest(const std::string&
   }
 
   request.method = "POST";
+  Compress(request);
+  return request;
+}
+
+platform::HttpRequest TSRSender::jsonRequest(std::string url, std::string json) {
+  platform::HttpRequest request;
+  request.url = std::move(url);
+  request.method = "POST";
+  request.headers.emplace_back("Content-Type", "application/json");
+  request.body = std::move(json);
+  Compress(request);
+  return request;
+}
+
+void TSRSender::Compress(platform::HttpRequest& request) {
   if (!TSRGzipCodec::shared().canDeflate()) {
     TSR_LOG_ERROR("Unable to compress data, missing gzip category?");
-    return request;
+    return;
   }
   TSRError gzipError;
   std::optional<std::string> compressed = tsr_dataByGZipCompressingWithError(request.body, &gzipError);
   if (!compressed) {
     TSR_LOG_WARN("Unable to compress data, gzip error: %@", gzipError.description);
-    return request;
+    return;
   }
   request.headers.emplace_back("Content-Encoding", "gzip");
   request.body = std::move(*compressed);
-  return request;
 }
 
 void TSRSender::sendRequest(platform::HttpRequest request, const std::string& uuid, ProcessBlock process,
@@ -341,9 +354,31 @@ void TSRSender::deliverJsonObject(JsonSuccessBlock success, FailureBlock failure
 
 std::string TSRSender::sendEvents(const Json& events, const std::optional<std::string>& timeZone,
                                   ArraySuccessBlock success, EventFailureBlock failure) {
+  return SendEventsJson(TSRUtilityJSON::dataFromJSON(events), timeZone, std::move(success), std::move(failure), true);
+}
+
+std::string TSRSender::sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+                                      ArraySuccessBlock success, EventFailureBlock failure) {
+  return SendEventsJson(batch.json, timeZone, std::move(success), std::move(failure), false);
+}
+
+std::string TSRSender::SendEventsJson(std::optional<std::string> json, const std::optional<std::string>& timeZone,
+                                      ArraySuccessBlock success, EventFailureBlock failure, bool onMain) {
   std::string uuid = newRequestUUID();
-  FailureReporter report = [this, failure, uuid](const Response& response, const TSRError& error) {
-    handleEventFailureBlock(failure, kSendEventsTag, uuid, response, error);
+  // Straight from the answering thread unless the caller wants the main queue.
+  FailureReporter report = [this, failure, uuid, onMain](const Response& response, const TSRError& error) {
+    if (onMain) {
+      handleEventFailureBlock(failure, kSendEventsTag, uuid, response, error);
+    } else if (failure) {
+      failure(this, uuid, response, error);
+    }
+  };
+  auto succeed = [this, success, uuid, onMain](const Response& response, std::optional<Json> responses) {
+    if (onMain) {
+      handleSuccessJSONArrayBlock(success, kSendEventsTag, uuid, response, std::move(responses));
+    } else if (success) {
+      success(this, uuid, response, responses);
+    }
   };
   std::optional<std::string> url = Optional(urlEvents());
   if (url) {
@@ -352,21 +387,27 @@ std::string TSRSender::sendEvents(const Json& events, const std::optional<std::s
     if (timeZone && !timeZone->empty()) params["clientTimeZone"] = *timeZone;
     url = TSRUtilityNetworking::addQueryParams(params, *url);
   }
-  auto request = createRequest(uuid, url, events, std::nullopt, std::nullopt, report);
-  if (!request) return uuid;
-  sendRequest(std::move(*request), uuid,
-              [this, success = std::move(success), report, uuid](const platform::HttpResponse& response,
-                                                                 const std::string& body) {
+  std::optional<TSRURL> parsed = url ? TSRURL::parse(*url) : std::nullopt;
+  if (!parsed || parsed->absoluteString().empty()) {
+    report(std::nullopt,
+           errorWithDescription("Unable to send request.", "Cannot form url/request.", "Repair url/request."));
+    return uuid;
+  }
+  if (!json) {
+    report(std::nullopt, errorWithDescription("Unable to send request.", "Cannot serialize JSON.", "Repair JSON."));
+    return uuid;
+  }
+  sendRequest(jsonRequest(parsed->absoluteString(), std::move(*json)), uuid,
+              [succeed, report](const platform::HttpResponse& response, const std::string& body) {
                 if (body.empty()) {
-                  handleSuccessJSONArrayBlock(success, kSendEventsTag, uuid, response, std::nullopt);
+                  succeed(response, std::nullopt);
                   return;
                 }
                 std::optional<Json> json = TSRUtilityJSON::rawJSONFromData(body);
                 if (json && json->is_array()) {
-                  handleSuccessJSONArrayBlock(success, kSendEventsTag, uuid, response, std::move(json));
+                  succeed(response, std::move(json));
                 } else if (json && json->is_object()) {
-                  handleSuccessJSONArrayBlock(success, kSendEventsTag, uuid, response,
-                                              Json::array({std::move(*json)}));
+                  succeed(response, Json::array({std::move(*json)}));
                 } else {
                   TSR_LOG_ERROR("Deserialized unexpended class as event responses: %@",
                                 json ? LogArg(JsonClassName(*json)) : LogArg());

@@ -61,6 +61,10 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
   // and time zone in the query. Success gets the event responses.
   std::string sendEvents(const Json& events, const std::optional<std::string>& timeZone, ArraySuccessBlock success,
                          EventFailureBlock failure) override;
+  // The same request with the batch's text as the body; the blocks run on
+  // the thread the answer arrived on.
+  std::string sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+                             ArraySuccessBlock success, EventFailureBlock failure) override;
   // GET of the app configuration: each string of `params` is one more path
   // segment; "If-Modified-Since" when `lastModified` is given and not zero.
   std::string requestConfigWithParams(const Json& params, std::optional<double> lastModified,
@@ -93,6 +97,13 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
                                                      const std::optional<std::string>& data,
                                                      const std::optional<std::string>& dataMimeType,
                                                      const FailureReporter& failure);
+  // A POST of the JSON text, gzip-compressed when it can be.
+  static platform::HttpRequest jsonRequest(std::string url, std::string json);
+  static void Compress(platform::HttpRequest& request);
+  // Sends the events' JSON (none: it could not be written, which fails the
+  // request); results on the main queue when `onMain`.
+  std::string SendEventsJson(std::optional<std::string> json, const std::optional<std::string>& timeZone,
+                             ArraySuccessBlock success, EventFailureBlock failure, bool onMain);
   void sendRequest(platform::HttpRequest request, const std::string& uuid, ProcessBlock process,
                    FailureReporter failure);
   // The failure of an answer outside the acceptable range.

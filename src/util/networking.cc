@@ -1,15 +1,12 @@
 #include "util/networking.h"
 
-#include <unicode/locid.h>
-#include <unicode/parsepos.h>
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
-#include <memory>
-#include <mutex>
+#include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include "base/log.h"
@@ -58,52 +55,112 @@ std::optional<std::string> Endpoint(const std::optional<std::string>& override, 
   return url->appendingPathComponent("").absoluteString();
 }
 
-// One formatter serves every caller; formatting and parsing are not safe to
-// run at once on one formatter, so calls take turns.
-class HttpDateFormatter {
- public:
-  static HttpDateFormatter& shared() {
-    // Never destroyed: the SDK's threads may still parse a date while the
-    // process exits and runs its static destructors.
-    static HttpDateFormatter* formatter = new HttpDateFormatter();
-    return *formatter;
-  }
+// HTTP dates ("Wed, 21 Oct 2015 07:28:00 GMT"): English names, GMT, whole
+// seconds. Written and read here rather than by a locale-aware date
+// formatter, which would load calendar, locale and time-zone data (several
+// megabytes resident) for one fixed format.
+constexpr const char* kWeekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-  std::optional<std::string> format(double seconds) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!format_) return std::nullopt;
-    icu::UnicodeString text;
-    format_->format(seconds * 1000.0, text);
-    std::string out;
-    return text.toUTF8String(out);
-  }
+// Days since 1970-01-01 of a proleptic Gregorian date, and back.
+long long DaysFromCivil(long long y, unsigned m, unsigned d) {
+  y -= m <= 2;
+  const long long era = (y >= 0 ? y : y - 399) / 400;
+  const unsigned yoe = static_cast<unsigned>(y - era * 400);
+  const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+  const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + static_cast<long long>(doe) - 719468;
+}
 
-  std::optional<double> parse(const std::string& string) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!format_) return std::nullopt;
-    icu::UnicodeString text = icu::UnicodeString::fromUTF8(string);
-    icu::ParsePosition position(0);
-    UDate date = format_->parse(text, position);
-    // The whole string has to be a date; a date followed by anything else is
-    // not one.
-    if (position.getErrorIndex() >= 0 || position.getIndex() != text.length()) return std::nullopt;
-    return date / 1000.0;
-  }
+void CivilFromDays(long long z, long long& y, unsigned& m, unsigned& d) {
+  z += 719468;
+  const long long era = (z >= 0 ? z : z - 146096) / 146097;
+  const unsigned doe = static_cast<unsigned>(z - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  d = doy - (153 * mp + 2) / 5 + 1;
+  m = mp < 10 ? mp + 3 : mp - 9;
+  y = static_cast<long long>(yoe) + era * 400 + (m <= 2);
+}
 
- private:
-  HttpDateFormatter() {
-    UErrorCode status = U_ZERO_ERROR;
-    auto format = std::make_unique<icu::SimpleDateFormat>(
-        icu::UnicodeString::fromUTF8("EEE, dd MMM yyyy HH:mm:ss zzz"), icu::Locale("en_US_POSIX"), status);
-    if (U_FAILURE(status)) return;
-    format->adoptTimeZone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8("GMT")));
-    format->setLenient(false);
-    format_ = std::move(format);
-  }
+bool IsLeap(long long y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 
-  std::mutex mutex_;
-  std::unique_ptr<icu::SimpleDateFormat> format_;
-};
+unsigned DaysInMonth(long long y, unsigned m) {
+  static constexpr unsigned kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return m == 2 && IsLeap(y) ? 29 : kDays[m - 1];
+}
+
+std::optional<std::string> FormatHttpDate(double seconds) {
+  if (!std::isfinite(seconds) || std::fabs(seconds) > 1e14) return std::nullopt;
+  const long long whole = static_cast<long long>(std::floor(seconds));
+  long long days = whole / 86400;
+  long long rest = whole % 86400;
+  if (rest < 0) {
+    rest += 86400;
+    --days;
+  }
+  long long year;
+  unsigned month, day;
+  CivilFromDays(days, year, month, day);
+  const long long weekday = ((days % 7) + 11) % 7;  // 1970-01-01 was a Thursday
+  char text[64];
+  std::snprintf(text, sizeof text, "%s, %02u %s %04lld %02lld:%02lld:%02lld GMT", kWeekdays[weekday], day,
+                kMonths[month - 1], year, rest / 3600, rest / 60 % 60, rest % 60);
+  return std::string(text);
+}
+
+// Reads `count` digits (exactly, or 1 to `count` when not `exact`).
+bool ReadNumber(std::string_view& text, std::size_t count, bool exact, unsigned& value) {
+  std::size_t n = 0;
+  value = 0;
+  while (n < count && n < text.size() && text[n] >= '0' && text[n] <= '9') value = value * 10 + (text[n++] - '0');
+  if (n == 0 || (exact && n != count)) return false;
+  text.remove_prefix(n);
+  return true;
+}
+
+bool ReadLiteral(std::string_view& text, std::string_view literal) {
+  if (text.size() < literal.size()) return false;
+  for (std::size_t i = 0; i < literal.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(text[i])) != std::tolower(static_cast<unsigned char>(literal[i]))) {
+      return false;
+    }
+  }
+  text.remove_prefix(literal.size());
+  return true;
+}
+
+// One of `names`, as its index.
+template <std::size_t N>
+bool ReadName(std::string_view& text, const char* const (&names)[N], unsigned& index) {
+  for (unsigned i = 0; i < N; ++i) {
+    if (ReadLiteral(text, names[i])) {
+      index = i;
+      return true;
+    }
+  }
+  return false;
+}
+
+std::optional<double> ParseHttpDate(std::string_view text) {
+  unsigned weekday, day, month, year, hour, minute, second;
+  if (!ReadName(text, kWeekdays, weekday) || !ReadLiteral(text, ", ") || !ReadNumber(text, 2, false, day) ||
+      !ReadLiteral(text, " ") || !ReadName(text, kMonths, month) || !ReadLiteral(text, " ") ||
+      !ReadNumber(text, 4, true, year) || !ReadLiteral(text, " ") || !ReadNumber(text, 2, true, hour) ||
+      !ReadLiteral(text, ":") || !ReadNumber(text, 2, true, minute) || !ReadLiteral(text, ":") ||
+      !ReadNumber(text, 2, true, second) || !ReadLiteral(text, " ")) {
+    return std::nullopt;
+  }
+  // The whole string has to be a date; a date followed by anything else is
+  // not one.
+  if (!(ReadLiteral(text, "GMT") || ReadLiteral(text, "UTC")) || !text.empty()) return std::nullopt;
+  ++month;
+  if (day < 1 || day > DaysInMonth(year, month) || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  const long long days = DaysFromCivil(year, month, day);
+  return static_cast<double>(days * 86400 + hour * 3600 + minute * 60 + second);
+}
 
 }  // namespace
 
@@ -183,12 +240,12 @@ std::string TSRUtilityNetworking::urlEncodeString(std::string_view string) {
 
 std::optional<std::string> TSRUtilityNetworking::httpDateStringFromDate(std::optional<double> date) {
   if (!date) return std::nullopt;
-  return HttpDateFormatter::shared().format(*date);
+  return FormatHttpDate(*date);
 }
 
 std::optional<double> TSRUtilityNetworking::dateFromHttpDateString(const std::optional<std::string>& string) {
   if (!string) return std::nullopt;
-  return HttpDateFormatter::shared().parse(*string);
+  return ParseHttpDate(*string);
 }
 
 void TSRUtilityNetworking::openURL(platform::HostApplication& application, const std::optional<std::string>& url) {

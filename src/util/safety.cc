@@ -58,6 +58,30 @@ void TSRUtilitySafety::runOnMainWithTag(platform::Platform& platform, const char
   }
 }
 
+void TSRUtilitySafety::runReportOnMainWithTag(platform::Platform& platform,
+                                              const std::shared_ptr<EventCounters>& counters, const char* tag,
+                                              Block block) {
+  if (!counters || platform.isMainThread()) {
+    runOnMainWithTag(platform, tag, std::move(block));
+    return;
+  }
+  std::shared_ptr<HandOffTicket> ticket = enterEventHandOff(counters);
+  if (!ticket) return;
+  runAsyncOnQueue(platform.mainQueue(), tag, [ticket, block = std::move(block)] { block(); });
+}
+
+std::shared_ptr<HandOffTicket> TSRUtilitySafety::enterEventHandOff(const std::shared_ptr<EventCounters>& counters) {
+  bool announce = false;
+  if (!counters->enterHandOff(&announce)) {
+    if (announce) {
+      TSR_LOG_ERROR("Events: Dropping events reported faster than they can be queued, %lu waiting",
+                    static_cast<unsigned long>(counters->inHandOff()));
+    }
+    return nullptr;
+  }
+  return std::make_shared<HandOffTicket>(counters);
+}
+
 void TSRUtilitySafety::runOnMainUNSAFE(platform::Platform& platform, Block block) {
   if (platform.isMainThread()) {
     block();

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "base/event_counters.h"
 #include "platform/platform.h"
 #include "tessarin/json.h"
 
@@ -55,6 +56,17 @@ class TSRUtilitySafety {
 
   static void runWithTag(const char* tag, const Block& block);
   static void runOnMainWithTag(platform::Platform& platform, const char* tag, Block block);
+  // runOnMainWithTag for a report of the app's that becomes an event (an
+  // action, an item view): from another thread it passes the event
+  // counters' hand-off, so that an app reporting faster than the main
+  // thread can build events does not pile reports up without limit. A
+  // report the hand-off refuses is dropped (counted, and logged once per
+  // overflow). Without counters it is runOnMainWithTag.
+  static void runReportOnMainWithTag(platform::Platform& platform, const std::shared_ptr<EventCounters>& counters,
+                                     const char* tag, Block block);
+  // A place in the counters' hand-off, or null (counted, and logged once
+  // per overflow) when it is full.
+  static std::shared_ptr<HandOffTicket> enterEventHandOff(const std::shared_ptr<EventCounters>& counters);
   static void runOnMainUNSAFE(platform::Platform& platform, Block block);
   static void runAsyncOnQueue(const std::shared_ptr<platform::DispatchQueue>& queue, const char* tag,
                               Block block);

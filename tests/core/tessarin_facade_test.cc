@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include "base/event_counters.h"
 #include "platform/notification_center.h"
 #include "support/log_capture.h"
 #include "support/sim_environment.h"
@@ -223,6 +226,49 @@ TEST_F(FacadeTest, EventsAreHeldUntilTheServerConfigurationIsPresent) {
   facade->onConfigUpdate();
   EXPECT_EQ(log.count("Tessarin server configuration loaded; events are campaign-eligible", TSRLogLevelInfo), 1);
   EXPECT_EQ(loaded_notifications, 1);
+}
+
+// An app's thread can report far faster than the main thread builds events;
+// what waits for the main thread is bounded, and the excess is dropped as it
+// arrives, counted and logged once per overflow.
+TEST_F(FacadeTest, ReportsFromAnotherThreadWaitForTheMainThreadOnlyUpToTheQueuesLimit) {
+  StartActive();
+  facade->config().replaceConfiguration(Json{{"eventThrottleLimit", 100000}}, TSRConfig::kLayerServer);
+  facade->onConfigUpdate();
+  auto global = facade->globalContext();
+  ASSERT_TRUE(global);
+  EventCounters& counters = env->eventCounters();
+  auto burst = [&](int actions, int contextActions) {
+    std::thread app([&] {
+      for (int i = 0; i < actions; ++i) facade->sendAction("Burst " + std::to_string(i), "Global", Json::object());
+      for (int i = 0; i < contextActions; ++i) global->trackAction("Context Burst");
+    });
+    app.join();
+  };
+  const std::size_t queuedBefore = env->queue->events.size();
+
+  burst(1200, 100);  // the limit is the default "maxEventsInQueue", 1000
+  EXPECT_EQ(counters.inHandOff(), 1000u);
+  EXPECT_EQ(counters.get(EventCounters::kDroppedThrottled), 300u);
+  EXPECT_EQ(log.countContaining("Events: Dropping events reported faster than they can be queued, 1000 waiting"), 1);
+  sim->runUntilIdle();
+  EXPECT_EQ(counters.inHandOff(), 0u);
+  ASSERT_EQ(env->queue->events.size() - queuedBefore, 1000u);
+  // The oldest reports are the ones that went through, in order.
+  EXPECT_EQ(env->queue->events[queuedBefore]["action"], "Burst 0");
+  EXPECT_EQ(env->queue->events.back()["action"], "Burst 999");
+
+  // Room again: a smaller limit, and reports through a context count too.
+  counters.setHandOffLimit(3);
+  burst(2, 4);
+  EXPECT_EQ(counters.get(EventCounters::kDroppedThrottled), 303u);
+  EXPECT_EQ(log.countContaining("Events: Dropping events reported faster than they can be queued"), 2);
+  sim->runUntilIdle();
+  EXPECT_EQ(env->queue->events.size() - queuedBefore, 1003u);
+  EXPECT_EQ(env->queue->events.back()["action"], "Context Burst");
+  // Reports made on the main thread itself never wait, so nothing bounds them.
+  for (int i = 0; i < 5; ++i) facade->sendAction("On Main", "Global", Json::object());
+  EXPECT_EQ(env->queue->events.size() - queuedBefore, 1008u);
 }
 
 TEST_F(FacadeTest, ConfigUpdateNotifiesBeforeSystemsStart) {

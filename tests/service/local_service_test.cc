@@ -202,6 +202,37 @@ TEST_F(LocalServiceTest, EditorConnectAndMultipartUploadAreRecorded) {
 
 // That a client without the certificate is refused is the sender's test
 // (TlsNeedsATrustedCertificate), through the SDK's own transport.
+// A load run's service counts a batch's elements instead of parsing it,
+// answers one response per event all the same, and keeps only counts.
+TEST(LocalServiceCountOnlyTest, AnswersOneResponsePerElementAndKeepsOnlyCounts) {
+  LocalService::Options options;
+  options.countOnly = true;
+  LocalService service(options);
+  ASSERT_TRUE(service.start()) << service.error();
+  httplib::Client client(service.host(), service.port());
+  client.set_compress(true);
+  struct Case {
+    std::string body;
+    int status;
+    std::size_t responses;
+  };
+  for (const Case& c : {Case{R"([{"a":"x,]}"},{"b":[1,2,{"c":"\"]"}]}, 3])", 200, 3}, Case{" [ ] ", 200, 0},
+                        Case{R"({"a":1})", 400, 0}, Case{R"([{"a":1})", 400, 0}, Case{"[1] [2]", 400, 0}}) {
+    auto result = client.Post("/mr/dataset/ds/?_ak=acct", c.body, "application/json");
+    ASSERT_TRUE(result) << c.body;
+    EXPECT_EQ(result->status, c.status) << c.body;
+    if (c.status != 200) continue;
+    Json answer = Json::parse(result->body);
+    ASSERT_EQ(answer.size(), c.responses) << c.body;
+    for (const auto& response : answer) EXPECT_EQ(response, LocalService::EventResponse());
+  }
+  auto counts = service.counts();
+  EXPECT_EQ(counts.requests, 5u);
+  EXPECT_EQ(counts.events, 3u);
+  EXPECT_GT(counts.wireBytes, 0u);
+  EXPECT_TRUE(service.requests().empty());
+}
+
 TEST(LocalServiceHttpsTest, ServesTlsWithAThrowAwayCertificate) {
   LocalService::Options options;
   options.https = true;

@@ -4,8 +4,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "service/campaign_json.h"
 #include "service/console_model.h"
@@ -227,7 +230,79 @@ void LocalService::installRoutes() {
   server_->Post(R"(.*)", route(Endpoint::kUnknown));
 }
 
+namespace {
+
+// The number of elements of a JSON array text, or nothing when the text is
+// not one array. Only the structure is followed (strings, nesting); what
+// the elements hold is not checked.
+std::optional<std::size_t> CountArrayElements(std::string_view text) {
+  std::size_t i = text.find_first_not_of(" \t\r\n");
+  if (i == std::string_view::npos || text[i] != '[') return std::nullopt;
+  std::size_t depth = 0, commas = 0;
+  bool sawElement = false;
+  for (; i < text.size(); ++i) {
+    char c = text[i];
+    if (c == '"') {
+      for (++i; i < text.size() && text[i] != '"'; ++i) {
+        if (text[i] == '\\') ++i;
+      }
+      if (i >= text.size()) return std::nullopt;
+      if (depth == 1) sawElement = true;
+    } else if (c == '[' || c == '{') {
+      if (depth == 1) sawElement = true;
+      ++depth;
+    } else if (c == ']' || c == '}') {
+      if (depth == 0) return std::nullopt;
+      if (--depth == 0) break;
+    } else if (depth == 1 && c == ',') {
+      ++commas;
+    } else if (depth == 1 && c != ' ' && c != '\t' && c != '\r' && c != '\n') {
+      sawElement = true;
+    }
+  }
+  if (depth != 0 || i >= text.size() || text.find_first_not_of(" \t\r\n", i + 1) != std::string_view::npos) {
+    return std::nullopt;
+  }
+  return sawElement ? commas + 1 : 0;
+}
+
+}  // namespace
+
+LocalService::Counts LocalService::counts() const {
+  std::lock_guard lock(mutex_);
+  return counts_;
+}
+
 void LocalService::handle(Endpoint endpoint, const httplib::Request& request, httplib::Response& response) {
+  const std::uint64_t wireBytes = std::strtoull(request.get_header_value("Content-Length").c_str(), nullptr, 10);
+  if (options_.countOnly && endpoint == Endpoint::kEvents) {
+    std::optional<std::size_t> count = CountArrayElements(request.body);
+    {
+      std::lock_guard lock(mutex_);
+      ++counts_.requests;
+      counts_.events += count.value_or(0);
+      counts_.wireBytes += wireBytes;
+    }
+    if (!request.has_param("_ak") || request.get_param_value("_ak").empty()) {
+      response.status = 400;
+      response.set_content(JsonDump(Reason("Missing account key.")), "application/json");
+    } else if (!count) {
+      response.status = 400;
+      response.set_content(JsonDump(Reason("Expected a JSON array of events.")), "application/json");
+    } else {
+      static const std::string kResponse = JsonDump(EventResponse());
+      std::string text = "[";
+      text.reserve(1 + *count * (kResponse.size() + 1));
+      for (std::size_t n = 0; n < *count; ++n) {
+        if (n > 0) text += ',';
+        text += kResponse;
+      }
+      text += ']';
+      response.status = 200;
+      response.set_content(text, "application/json");
+    }
+    return;
+  }
   RecordedRequest record;
   record.endpoint = endpoint;
   record.received = std::chrono::system_clock::now();
@@ -436,6 +511,9 @@ void LocalService::pause(std::chrono::milliseconds delay) {
 
 void LocalService::record(RecordedRequest record, std::optional<UploadedScreen> screen) {
   std::lock_guard lock(mutex_);
+  ++counts_.requests;
+  if (record.endpoint == Endpoint::kEvents && record.body.is_array()) counts_.events += record.body.size();
+  counts_.wireBytes += std::strtoull(record.header("Content-Length").c_str(), nullptr, 10);
   if (recordFile_) {
     std::string line = JsonDump(record.toJson()) + "\n";
     std::fwrite(line.data(), 1, line.size(), recordFile_);

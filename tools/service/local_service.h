@@ -100,6 +100,18 @@ class LocalService {
     int port = 0;             // 0 picks a free port
     bool https = false;       // serve TLS with a freshly generated self-signed certificate
     std::string recordPath;   // when set, every request is appended as one JSON line
+    // For load runs: each batch of events is answered with one empty event
+    // response per event, from a count of the array's elements rather than
+    // a parse of it; nothing is kept (requests(), the console) but the
+    // counts. Scripted event answers and faults do not apply to events.
+    bool countOnly = false;
+  };
+
+  // What the service has received since it started.
+  struct Counts {
+    std::uint64_t requests = 0;
+    std::uint64_t events = 0;     // in batches that were arrays
+    std::uint64_t wireBytes = 0;  // request bodies as sent (compressed)
   };
 
   // Given a batch of events (the decoded request array), the response body.
@@ -174,6 +186,7 @@ class LocalService {
   void setStandingFault(Endpoint endpoint, std::optional<Fault> fault);
 
   // --- What was received --------------------------------------------------------
+  Counts counts() const;
   std::vector<RecordedRequest> requests() const;
   std::vector<RecordedRequest> requests(Endpoint endpoint) const;
   // Waits until at least `count` requests (to `endpoint`, when given) have
@@ -247,6 +260,7 @@ class LocalService {
   int port_ = 0;
 
   mutable std::mutex mutex_;
+  Counts counts_;  // under mutex_
   mutable std::condition_variable changed_;
   bool stopping_ = false;
   std::deque<BatchAnswer> batchAnswers_;

@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <sys/utsname.h>
 #include <unistd.h>
-#include <unicode/timezone.h>
-#include <unicode/unistr.h>
+#include <sys/stat.h>
 
 #include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -18,8 +21,32 @@
 namespace tessarin::platform::linux_host {
 namespace {
 
-// The ID ICU gives when it cannot tell the host's zone.
-constexpr char kUnknownZone[] = "Etc/Unknown";
+// Where the system keeps its zone files, named by their zone IDs.
+constexpr std::string_view kZoneDirectory = "/usr/share/zoneinfo/";
+
+// The zone ID of a zone name or a zone file's path, when the system has
+// such a zone: "Europe/Paris", "/usr/share/zoneinfo/Europe/Paris" and
+// ".../zoneinfo/posix/Europe/Paris" all name Europe/Paris.
+std::optional<std::string> ZoneId(std::string_view nameOrPath) {
+  if (auto at = nameOrPath.rfind("zoneinfo/"); at != std::string_view::npos) {
+    nameOrPath.remove_prefix(at + 9);
+    for (std::string_view variant : {"posix/", "right/"}) {
+      if (nameOrPath.substr(0, variant.size()) == variant) nameOrPath.remove_prefix(variant.size());
+    }
+  }
+  if (nameOrPath.empty() || nameOrPath.front() == '/' || nameOrPath.find("..") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  for (char c : nameOrPath) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '/' && c != '_' && c != '-' && c != '+') {
+      return std::nullopt;
+    }
+  }
+  std::string id(nameOrPath);
+  struct stat info;
+  if (stat((std::string(kZoneDirectory) + id).c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+  return id;
+}
 
 std::string NewRandomUuid() {
   std::random_device random;
@@ -143,21 +170,25 @@ std::optional<std::string> LinuxDevice::LoadOrCreateVendorIdentifier() const {
 }
 
 std::optional<std::string> LinuxDevice::localTimeZoneName() {
-  // Detection clears and refills a cache inside ICU that belongs to the
-  // whole process, so two detections must not overlap.
-  static std::mutex detection;
-  std::unique_ptr<icu::TimeZone> zone;
-  {
-    std::lock_guard<std::mutex> lock(detection);
-    zone.reset(icu::TimeZone::detectHostTimeZone());
+  // As the C library finds the zone: TZ (":Zone", "Zone" or a zone file's
+  // path), else the zone file /etc/localtime links to; then the name in
+  // /etc/timezone. Read from the system's zone files rather than through a
+  // time-zone library, which would load its own zone data (megabytes
+  // resident) to tell the name of the zone.
+  if (const char* tz = std::getenv("TZ"); tz && *tz) {
+    std::string_view name = tz;
+    if (name.front() == ':') name.remove_prefix(1);
+    return ZoneId(name);
   }
-  if (!zone) return std::nullopt;
-  icu::UnicodeString id;
-  zone->getID(id);
-  std::string name;
-  id.toUTF8String(name);
-  if (name.empty() || name == kUnknownZone) return std::nullopt;
-  return name;
+  char target[PATH_MAX];
+  ssize_t length = readlink("/etc/localtime", target, sizeof target - 1);
+  if (length > 0) {
+    if (auto id = ZoneId(std::string_view(target, static_cast<std::size_t>(length)))) return id;
+  }
+  std::ifstream file("/etc/timezone");
+  std::string line;
+  if (std::getline(file, line)) return ZoneId(line);
+  return std::nullopt;
 }
 
 }  // namespace tessarin::platform::linux_host

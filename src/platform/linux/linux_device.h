@@ -36,8 +36,9 @@ class LinuxDevice : public Device {
   std::string systemName() override { return os_name_; }
   std::string systemVersion() override { return release_; }  // the kernel release
   int userInterfaceIdiom() override { return -1; }
-  // The host's time zone as ICU detects it (TZ, else /etc/localtime), asked
-  // afresh each time so that a change of zone shows in the next event.
+  // The host's zone ID (TZ, else /etc/localtime's zone file, else
+  // /etc/timezone), when the system has that zone; asked afresh each time
+  // so that a change of zone shows in the next event.
   std::optional<std::string> localTimeZoneName() override;
   std::optional<std::string> advertisingIdentifier() override { return std::nullopt; }
   std::optional<bool> advertisingTrackingEnabled() override { return std::nullopt; }

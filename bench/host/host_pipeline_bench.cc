@@ -1,0 +1,379 @@
+// The event pipeline on the Linux host, as an app sees it: the app's own
+// thread records events as fast as it can, the SDK sends them to the local
+// service (a process of its own, answering one event response per event)
+// over loopback, and the figures are what the app would notice: events
+// delivered per second, what each call costs the calling thread, bytes per
+// event on the wire, and the process's resident memory.
+//
+// The host is configured once per process, and peak memory is the
+// process's, so the memory benchmarks mean something only when each runs
+// in a process of its own (bench/host/run.sh does that):
+//   tessarin_host_bench --benchmark_filter=HostEndToEnd
+//   tessarin_host_bench --benchmark_filter='HostMemory/1/'
+//   tessarin_host_bench --benchmark_filter='HostMemory/20000/'
+//   tessarin_host_bench --benchmark_filter=HostSoak   (a million events)
+#include <benchmark/benchmark.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <cctype>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/tessarin_impl.h"
+#include "tessarin/host.h"
+#include "tessarin/tessarin.h"
+
+extern char** environ;
+
+namespace tessarin {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The local service in a process of its own, so that its memory and its
+// threads are not the app's. It prints its totals when asked.
+class ServiceProcess {
+ public:
+  struct Totals {
+    unsigned long events = 0;
+    unsigned long long bytes = 0;
+    unsigned long long cpuMillis = 0;
+  };
+
+  bool start() {
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, fds[0]);
+    const char* path = TESSARIN_SERVICE_PATH;
+    // The service counts and answers without keeping what it is sent, so
+    // that what is measured is the SDK; TESSARIN_BENCH_FULL_SERVICE=1 has
+    // it parse and keep everything, as it does for tests and the console.
+    const bool full = std::getenv("TESSARIN_BENCH_FULL_SERVICE") != nullptr;
+    char* argv[] = {const_cast<char*>(path), const_cast<char*>("--quiet"),
+                    full ? nullptr : const_cast<char*>("--count-only"), nullptr};
+    int failed = posix_spawn(&pid_, path, &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (failed) return false;
+    out_ = fdopen(fds[0], "r");
+    // "Tessarin local service listening on http://127.0.0.1:PORT"
+    std::string line;
+    while (readLine(line)) {
+      auto at = line.find("listening on http://127.0.0.1:");
+      if (at != std::string::npos) {
+        port_ = std::atoi(line.c_str() + at + 30);
+        return port_ > 0;
+      }
+    }
+    return false;
+  }
+
+  Totals totals() {
+    Totals totals;
+    kill(pid_, SIGUSR1);
+    std::string line;
+    while (readLine(line)) {
+      if (std::sscanf(line.c_str(), "totals: requests %*u events %lu bytes %llu cpu_ms %llu", &totals.events,
+                      &totals.bytes, &totals.cpuMillis) == 3) {
+        break;
+      }
+    }
+    return totals;
+  }
+
+  ~ServiceProcess() {
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+    if (out_) fclose(out_);
+  }
+
+  int port() const { return port_; }
+
+ private:
+  bool readLine(std::string& line) {
+    line.clear();
+    for (int c; (c = std::fgetc(out_)) != EOF;) {
+      if (c == '\n') return true;
+      line.push_back(static_cast<char>(c));
+    }
+    return false;
+  }
+
+  pid_t pid_ = -1;
+  FILE* out_ = nullptr;
+  int port_ = 0;
+};
+
+// The app: the host set up once for the process (by the first benchmark
+// that asks), its data in a fresh directory, started against the service
+// with no throttle, the byte limit on the queue's content and `settings`.
+struct App {
+  ServiceProcess service;
+  std::shared_ptr<Tessarin> sdk;
+  std::filesystem::path dataDirectory;
+  bool ready = false;
+
+  static App& shared(const Json& settings) {
+    static App app(settings);
+    return app;
+  }
+
+ private:
+  explicit App(const Json& settings) {
+    if (!service.start()) return;
+    dataDirectory = std::filesystem::temp_directory_path() / ("tessarin-host-bench-" + std::to_string(getpid()));
+    TessarinHostOptions options;
+    options.bundleIdentifier = "com.tessarin.bench";
+    options.bundleVersion = "1.0";
+    options.dataDirectory = dataDirectory.string();
+    TessarinHost::configure(options);
+    sdk = Tessarin::sharedInstance();
+    TessarinHost::applicationDidFinishLaunching();
+    Json configuration{{"account", "bench"},
+                       {"dataset", "shop"},
+                       {"domain", "127.0.0.1"},
+                       {"protocol", "http"},
+                       {"port", service.port()},
+                       {"useCDN", false},
+                       {"eventThrottleLimit", 100000000},
+                       {"eventQueueByteLimitOnContent", true}};
+    for (const auto& [key, value] : settings.items()) configuration[key] = value;
+    sdk->startWithConfiguration(configuration);
+    TessarinHost::applicationDidBecomeActive();
+    auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (Clock::now() < deadline) {
+      TessarinHost::syncWithMain();
+      if (sdk->isServerConfigLoaded()) {
+        ready = true;
+        break;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+  ~App() { std::filesystem::remove_all(dataDirectory); }
+};
+
+// Eight string attributes, as a shop's action might carry.
+Json EightAttributes(long i) {
+  Json fields = Json::object();
+  static const char* const kNames[] = {"color", "size", "brand", "category", "campaign", "source", "medium", "page"};
+  for (int k = 0; k < 8; ++k) fields[kNames[k]] = std::string(kNames[k]) + "-" + std::to_string((i + k) % 97);
+  return fields;
+}
+
+// Until `settled` events have been sent or dropped (a queue over its byte
+// limit drops the oldest).
+bool WaitForSettled(const std::shared_ptr<Tessarin>& sdk, std::uint64_t settled, double seconds) {
+  auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+  for (;;) {
+    auto diagnostics = sdk->eventDiagnostics();
+    if (diagnostics.eventsSent + diagnostics.dropped() >= settled) break;
+    if (Clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
+  return true;
+}
+
+double Percentile(std::vector<double>& samples, double p) {
+  if (samples.empty()) return 0;
+  auto at = samples.begin() + static_cast<long>(p * static_cast<double>(samples.size() - 1));
+  std::nth_element(samples.begin(), at, samples.end());
+  return *at;
+}
+
+double PeakRssMiB() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_maxrss) / 1024.0;  // kilobytes on Linux
+}
+
+// User and system time of every thread of this process so far.
+double ProcessCpuMillis() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+         (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
+
+double CurrentRssMiB() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmRSS:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
+  }
+  return 0;
+}
+
+// Where the resident memory is, by mapped file (anonymous memory and the
+// heap under their kernel names), largest first, to standard error.
+void PrintRssByMapping() {
+  std::ifstream smaps("/proc/self/smaps");
+  std::map<std::string, long> kib;
+  std::string name;
+  for (std::string line; std::getline(smaps, line);) {
+    if (!line.empty() && std::isxdigit(static_cast<unsigned char>(line[0])) && line.find('-') < 16) {
+      auto at = line.find('/');
+      if (at == std::string::npos) at = line.find('[');
+      name = at == std::string::npos ? "[anonymous]" : line.substr(at);
+    } else if (line.rfind("Rss:", 0) == 0) {
+      kib[name] += std::atol(line.c_str() + 4);
+    }
+  }
+  std::vector<std::pair<long, std::string>> sorted;
+  for (auto& [mapping, size] : kib) sorted.emplace_back(size, mapping);
+  std::sort(sorted.rbegin(), sorted.rend());
+  for (auto& [size, mapping] : sorted) {
+    if (size >= 100) std::fprintf(stderr, "%8ld KiB  %s\n", size, mapping.c_str());
+  }
+}
+
+// Records `events` events from this (the app's) thread as fast as it can,
+// timing every call, then waits until each has been sent or dropped; the
+// throughput benchmark's queue has room for all, so none is dropped there.
+void RecordAndDrain(benchmark::State& state, App& app, long events, std::vector<double>& callNanos) {
+  auto sdk = TessarinImpl::shared();
+  auto diagnostics = app.sdk->eventDiagnostics();
+  std::uint64_t settledBefore = diagnostics.eventsSent + diagnostics.dropped();
+  for (long i = 0; i < events; ++i) {
+    // The attributes are the app's work, outside the timing; built one by
+    // one, so that the app holds no more than one event's worth.
+    Json fields = EightAttributes(i);
+    auto begin = Clock::now();
+    sdk->sendAction("Bench Action", "Global", std::move(fields));
+    callNanos.push_back(std::chrono::duration<double, std::nano>(Clock::now() - begin).count());
+  }
+  if (!WaitForSettled(app.sdk, settledBefore + static_cast<std::uint64_t>(events), 120)) {
+    state.SkipWithError("events were neither all delivered nor dropped");
+  }
+}
+
+void BM_HostEndToEnd(benchmark::State& state) {
+  // Room for every event recorded, so that all are delivered.
+  App& app = App::shared(Json{{"maxEventsInQueue", 100000}});
+  if (!app.ready) {
+    state.SkipWithError("the local service or the server configuration did not come");
+    return;
+  }
+  const long events = state.range(0);
+  std::vector<double> callNanos;
+  auto before = app.service.totals();
+  const double cpuBefore = ProcessCpuMillis();
+  for (auto _ : state) {
+    RecordAndDrain(state, app, events, callNanos);
+  }
+  const double cpuAfter = ProcessCpuMillis();
+  auto after = app.service.totals();
+  state.SetItemsProcessed(state.iterations() * events);
+  // CPU time per event, which load on the machine changes far less than
+  // the rate: the app's process (the SDK's threads and the app's loop) and
+  // the service's.
+  const double delivered = static_cast<double>(state.iterations() * events);
+  state.counters["app_cpu_us_per_event"] = (cpuAfter - cpuBefore) * 1e3 / delivered;
+  state.counters["service_cpu_us_per_event"] = static_cast<double>(after.cpuMillis - before.cpuMillis) * 1e3 / delivered;
+  state.counters["call_p50_ns"] = Percentile(callNanos, 0.50);
+  state.counters["call_p99_ns"] = Percentile(callNanos, 0.99);
+  if (after.events > before.events) {
+    state.counters["wire_bytes_per_event"] =
+        static_cast<double>(after.bytes - before.bytes) / static_cast<double>(after.events - before.events);
+  }
+  state.counters["peak_rss_MiB"] = PeakRssMiB();
+}
+BENCHMARK(BM_HostEndToEnd)->Arg(3000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
+
+// Starts, records, drains and stops: the peak resident memory of the
+// whole process, and what stays resident after the stop.
+void BM_HostMemory(benchmark::State& state) {
+  // The queue's default limits: what an app that records faster than the
+  // SDK can send keeps resident.
+  App& app = App::shared(Json::object());
+  if (!app.ready) {
+    state.SkipWithError("the local service or the server configuration did not come");
+    return;
+  }
+  std::vector<double> callNanos;
+  callNanos.reserve(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) RecordAndDrain(state, app, state.range(0), callNanos);
+  app.sdk->stop();
+  TessarinHost::syncWithMain();
+  state.counters["peak_rss_MiB"] = PeakRssMiB();
+  state.counters["rss_after_stop_MiB"] = CurrentRssMiB();
+  state.counters["dropped"] = static_cast<double>(app.sdk->eventDiagnostics().dropped());
+  if (std::getenv("TESSARIN_BENCH_RSS_BY_MAPPING")) PrintRssByMapping();
+}
+BENCHMARK(BM_HostMemory)->Arg(1)->Arg(20000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
+
+// A long run: a million events in rounds the queue can hold (so the byte
+// limit drops none), each round drained before the next. Every event must
+// arrive, the resident memory must stay within 2 MiB of what it was after
+// warm-up, and the queue's files must stay small.
+void BM_HostSoak(benchmark::State& state) {
+  App& app = App::shared(Json::object());
+  if (!app.ready) {
+    state.SkipWithError("the local service or the server configuration did not come");
+    return;
+  }
+  const long total = state.range(0);
+  const long round = 1000;
+  const long warmUp = std::min(total / 10, 100000L);
+  std::vector<double> callNanos;
+  double rssAfterWarmUp = 0;
+  double rssMax = 0;
+  std::uintmax_t largestFile = 0;
+  auto before = app.service.totals();
+  // The largest file the SDK keeps (the queue's file and its journal among them).
+  auto largestFileNow = [&] {
+    std::uintmax_t largest = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(app.dataDirectory, error)) {
+      if (entry.is_regular_file(error)) largest = std::max(largest, entry.file_size(error));
+    }
+    return largest;
+  };
+  for (auto _ : state) {
+    for (long recorded = 0; recorded < total; recorded += round) {
+      callNanos.clear();
+      RecordAndDrain(state, app, round, callNanos);
+      double rss = CurrentRssMiB();
+      if (recorded + round <= warmUp) {
+        rssAfterWarmUp = rss;
+      } else {
+        rssMax = std::max(rssMax, rss);
+      }
+      largestFile = std::max(largestFile, largestFileNow());
+    }
+  }
+  auto after = app.service.totals();
+  auto diagnostics = app.sdk->eventDiagnostics();
+  state.SetItemsProcessed(total);
+  state.counters["delivered"] = static_cast<double>(after.events - before.events);
+  state.counters["dropped"] = static_cast<double>(diagnostics.dropped());
+  state.counters["rss_after_warm_up_MiB"] = rssAfterWarmUp;
+  state.counters["rss_growth_MiB"] = rssMax - rssAfterWarmUp;
+  state.counters["largest_file_KiB"] = static_cast<double>(largestFile) / 1024.0;
+  if (static_cast<long>(after.events - before.events) != total || diagnostics.dropped() != 0) {
+    state.SkipWithError("not every event was delivered");
+  } else if (rssMax - rssAfterWarmUp > 2.0) {
+    state.SkipWithError("resident memory grew by more than 2 MiB after warm-up");
+  }
+}
+BENCHMARK(BM_HostSoak)->Arg(1000000)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1);
+
+}  // namespace
+}  // namespace tessarin
