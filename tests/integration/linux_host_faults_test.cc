@@ -389,5 +389,86 @@ TEST_F(LinuxHostFaultsTest, AReadOnlyDirectoryOrAFullDiskCostsNoEventTheSdkHolds
   EXPECT_EQ(probe->wait(10s), 0);
 }
 
+// Damaged files at launch: the SDK keeps what it can read of them, logs
+// what it could not, and runs as usual. One killed run's files, damaged
+// three ways, are each launched once.
+TEST_F(LinuxHostFaultsTest, DamagedFilesAtLaunchCostOnlyTheEventsTheyNoLongerHold) {
+  int port = ClosedPort();
+  {
+    // Three events saved in "Tessarin-events", three more in the journal.
+    auto first = Probe("drive", port);
+    ASSERT_EQ(Line(*first, "launched")["launched"], true);
+    Ask(*first, "track Saved 3", "tracked");
+    Ask(*first, "background", "background");
+    ASSERT_TRUE(WaitFilesHold("Saved", 3));
+    Ask(*first, "foreground", "foreground");
+    Ask(*first, "track Journaled 3", "tracked");
+    ASSERT_TRUE(WaitFilesHold("Journaled", 3));
+    first->kill(SIGKILL);
+    EXPECT_EQ(first->wait(5s), 128 + SIGKILL);
+  }
+  ASSERT_NE(ReadText(SdkDirectory() + "/Tessarin-events").find("\"Saved 2\""), std::string::npos);
+  ASSERT_TRUE(std::filesystem::exists(SdkDirectory() + "/Tessarin-config"));
+
+  struct Case {
+    std::string file;
+    std::string log;                      // what the SDK says about the damage
+    std::map<std::string, int> expected;  // delivered copies of each event
+  };
+  auto cut = [](const std::string& text, std::size_t keep) { return text.substr(0, keep); };
+  std::map<std::string, Case> cases = {
+      {"config",
+       {"Tessarin-config",
+        "JSON: Couldn't deserialize string into JSON Object",
+        {{"Saved 0", 1}, {"Saved 1", 1}, {"Saved 2", 1}, {"Journaled 0", 1}, {"Journaled 1", 1}, {"Journaled 2", 1}}}},
+      {"events",
+       {"Tessarin-events",
+        "JSON: Couldn't deserialize string into JSON Array",
+        {{"Saved 0", 0}, {"Saved 1", 0}, {"Saved 2", 0}, {"Journaled 0", 1}, {"Journaled 1", 1}, {"Journaled 2", 1}}}},
+      {"journal",
+       {"Tessarin-events-journal",
+        "Events: Dropping the event journal's damaged tail of",
+        {{"Saved 0", 1}, {"Saved 1", 1}, {"Saved 2", 1}, {"Journaled 0", 1}, {"Journaled 1", 1}, {"Journaled 2", 0}}}},
+  };
+  for (auto& [name, damage] : cases) {
+    std::string home = data_ + "/" + name;
+    std::filesystem::create_directories(home);
+    std::filesystem::copy(SdkDirectory(), home + "/com.tessarin.probe");
+    std::string path = home + "/com.tessarin.probe/" + damage.file;
+    std::string text = ReadText(path);
+    if (name == "journal") {
+      // The last record torn in two, and what a power loss leaves after it.
+      std::size_t last = text.rfind('\n', text.size() - 2);
+      WriteText(path, cut(text, last + (text.size() - last) / 2) + std::string("\0\0\0\0", 4));
+    } else {
+      WriteText(path, cut(text, text.size() / 2));
+    }
+  }
+
+  StartService(port);
+  for (auto& [name, damage] : cases) {
+    SCOPED_TRACE(name);
+    std::string home = data_ + "/" + name;
+    auto before = ActionCounts();
+    auto probe = Probe("drive", port, "", {}, home);
+    ASSERT_EQ(Line(*probe, "launched")["launched"], true);
+    ASSERT_EQ(Ask(*probe, "loaded 10", "loaded")["loaded"], true);
+    EXPECT_FALSE(WaitLog(*probe, damage.log).empty());
+    // It runs as usual: what it records now is delivered too.
+    Ask(*probe, "track Fresh 1", "tracked");
+    ASSERT_EQ(Ask(*probe, "flush 10", "flushed")["flushed"], true);
+    auto after = ActionCounts();
+    for (const auto& [action, copies] : damage.expected) EXPECT_EQ(after[action] - before[action], copies) << action;
+    EXPECT_EQ(after["Fresh 0"] - before["Fresh 0"], 1);
+    EXPECT_EQ(Ask(*probe, "quit", "quit")["quit"], true);
+    EXPECT_EQ(probe->wait(10s), 0);
+    // The damaged file has been written afresh.
+    std::string repaired = ReadText(home + "/com.tessarin.probe/" + damage.file);
+    if (name != "journal") {
+      EXPECT_FALSE(Json::parse(repaired, nullptr, false).is_discarded()) << repaired;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tessarin
