@@ -391,7 +391,7 @@ TEST_F(LinuxHostFaultsTest, AReadOnlyDirectoryOrAFullDiskCostsNoEventTheSdkHolds
 
 // Damaged files at launch: the SDK keeps what it can read of them, logs
 // what it could not, and runs as usual. One killed run's files, damaged
-// three ways, are each launched once.
+// four ways, are each launched once.
 TEST_F(LinuxHostFaultsTest, DamagedFilesAtLaunchCostOnlyTheEventsTheyNoLongerHold) {
   int port = ClosedPort();
   {
@@ -429,6 +429,10 @@ TEST_F(LinuxHostFaultsTest, DamagedFilesAtLaunchCostOnlyTheEventsTheyNoLongerHol
        {"Tessarin-events-journal",
         "Events: Dropping the event journal's damaged tail of",
         {{"Saved 0", 1}, {"Saved 1", 1}, {"Saved 2", 1}, {"Journaled 0", 1}, {"Journaled 1", 1}, {"Journaled 2", 0}}}},
+      {"journal-header",
+       {"Tessarin-events-journal",
+        "Events: Ignoring an event journal that does not start with its header",
+        {{"Saved 0", 1}, {"Saved 1", 1}, {"Saved 2", 1}, {"Journaled 0", 0}, {"Journaled 1", 0}, {"Journaled 2", 0}}}},
   };
   for (auto& [name, damage] : cases) {
     std::string home = data_ + "/" + name;
@@ -440,6 +444,8 @@ TEST_F(LinuxHostFaultsTest, DamagedFilesAtLaunchCostOnlyTheEventsTheyNoLongerHol
       // The last record torn in two, and what a power loss leaves after it.
       std::size_t last = text.rfind('\n', text.size() - 2);
       WriteText(path, cut(text, last + (text.size() - last) / 2) + std::string("\0\0\0\0", 4));
+    } else if (name == "journal-header") {
+      WriteText(path, std::string(16, '\0') + text.substr(16));
     } else {
       WriteText(path, cut(text, text.size() / 2));
     }
@@ -464,7 +470,7 @@ TEST_F(LinuxHostFaultsTest, DamagedFilesAtLaunchCostOnlyTheEventsTheyNoLongerHol
     EXPECT_EQ(probe->wait(10s), 0);
     // The damaged file has been written afresh.
     std::string repaired = ReadText(home + "/com.tessarin.probe/" + damage.file);
-    if (name != "journal") {
+    if (damage.file != "Tessarin-events-journal") {
       EXPECT_FALSE(Json::parse(repaired, nullptr, false).is_discarded()) << repaired;
     }
   }
