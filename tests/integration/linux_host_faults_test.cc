@@ -48,6 +48,7 @@ class LinuxHostFaultsTest : public LinuxHostFixture {
   void TearDown() override {
     // A case that stopped half-way may have left the directory read-only,
     // which only root could remove.
+    chmod(data_.c_str(), 0700);
     if (std::filesystem::exists(SdkDirectory())) MakeSdkDirectoryReadOnly(false);
     LinuxHostFixture::TearDown();
   }
@@ -400,6 +401,40 @@ TEST_F(LinuxHostFaultsTest, AReadOnlyDirectoryOrAFullDiskCostsNoEventTheSdkHolds
   EXPECT_EQ(diagnostics["droppedRejected"], 0);
   EXPECT_EQ(Ask(*probe, "quit", "quit")["quit"], true);
   EXPECT_EQ(probe->wait(10s), 0);
+}
+
+// A first launch whose own directory cannot be made (the data directory
+// above it is read-only) runs without files: the directory is worked out
+// once a process, so the SDK sends from memory and saves nothing until the
+// next launch, even once the data directory is writable again.
+TEST_F(LinuxHostFaultsTest, AFirstLaunchThatCannotMakeItsDirectoryRunsWithoutFilesUntilTheNextLaunch) {
+  int port = service->port();
+  chmod(data_.c_str(), 0500);
+  auto probe = Probe("drive", port);
+  ASSERT_EQ(Line(*probe, "launched")["launched"], true);
+  EXPECT_EQ(WaitLog(*probe, "Persistence: Could not create directory").size(), 1u);
+  Ask(*probe, "track Homeless 3", "tracked");
+  ASSERT_TRUE(WaitDelivered({{"Homeless", 3}}));
+
+  chmod(data_.c_str(), 0700);
+  StopService();
+  Ask(*probe, "track Unsaved 2", "tracked");
+  ASSERT_EQ(Ask(*probe, "wait batchesRetried 1 10", "wait")["reached"], true);
+  Ask(*probe, "background", "background");
+  EXPECT_FALSE(std::filesystem::exists(SdkDirectory())) << "this process saves nothing";
+  StartService(port);
+  Ask(*probe, "foreground", "foreground");
+  ASSERT_TRUE(WaitDelivered({{"Unsaved", 2}}));
+  EXPECT_EQ(Ask(*probe, "quit", "quit")["quit"], true);
+  EXPECT_EQ(probe->wait(10s), 0);
+
+  // The next launch has its directory and its files again.
+  auto next = Probe("drive", port);
+  ASSERT_EQ(Line(*next, "launched")["launched"], true);
+  Ask(*next, "track Housed 1", "tracked");
+  EXPECT_TRUE(WaitFilesHold("Housed", 1));
+  EXPECT_EQ(Ask(*next, "quit", "quit")["quit"], true);
+  EXPECT_EQ(next->wait(10s), 0);
 }
 
 // Damaged files at launch: the SDK keeps what it can read of them, logs
