@@ -88,6 +88,16 @@ struct TessarinHostOptions {
   // Where the SDK's overlay goes (see TessarinOverlayFrame); none: the SDK
   // draws nothing until setOverlayCallback names one.
   TessarinOverlayCallback overlayCallback;
+  // The certificates to trust for HTTPS, as one PEM file, instead of the
+  // system's: a service on a private network with an authority of its
+  // own, say. Empty: the system's. The service's host name is checked
+  // against its certificate either way.
+  std::string trustedCertificatesFile;
+  // Seconds a request to the service may take in all, connecting included,
+  // before it fails as timed out; a batch of events that timed out is sent
+  // again later. 0: no such bound (a request still fails after 60 seconds
+  // without receiving anything, or 30 without connecting).
+  double requestTimeout = 0;
 };
 
 class TESSARIN_EXPORT TessarinHost {

@@ -55,6 +55,8 @@ LinuxPlatform& EnsurePlatform(TessarinHostOptions options, bool* created) {
     linux_options.os_name = options.osName;
     linux_options.routes_delegates_through_sdk = options.routesDelegatesThroughSDK;
     linux_options.notifications_allowed = options.notificationsAllowed;
+    linux_options.trusted_certificates_file = options.trustedCertificatesFile;
+    linux_options.request_timeout = options.requestTimeout;
     host.platform_owner = std::make_shared<LinuxPlatform>(std::move(linux_options));
     host.platform = host.platform_owner.get();
     host.overlay = new HostOverlay(*host.platform);

@@ -167,11 +167,22 @@ EventJournal::Recovered EventJournal::recover() {
 
   auto savedText = persistence.loadJSONStringFromFilename(kTSRQueuedEventsFileName);
   std::string base = BaseOf(savedText);
+  std::optional<Json> saved = savedText ? TSRUtilityJSON::jsonArrayFromString(savedText) : std::nullopt;
+  // A file that is there but whose events cannot be read (damaged, or not
+  // readable at all) has lost them. Whatever file the journal beside it
+  // was written over, its records are then the only copy of what the queue
+  // took in since: replaying them brings back events that would be gone
+  // otherwise, and none the file still holds. (A missing file is another
+  // matter: a reset deletes the file before the journal, and a journal it
+  // left behind must stay unreplayed.)
+  bool savedLost = savedText && !saved;
   if (!savedText) {
-    // A file that is there but cannot be read is not "absent": a journal
-    // over it must not be replayed on top of nothing.
+    // A file that is there but cannot be read is not "absent".
     auto savedPath = persistence.pathForFilename(kTSRQueuedEventsFileName);
-    if (savedPath && files.fileExists(*savedPath)) base = "unreadable";
+    if (savedPath && files.fileExists(*savedPath)) {
+      base = "unreadable";
+      savedLost = true;
+    }
   }
 
   std::string journalText;
@@ -185,7 +196,7 @@ EventJournal::Recovered EventJournal::recover() {
     }
   }
   JournalText journal = journalPresent ? ParseJournal(journalText) : JournalText{};
-  const bool replay = journal.headerOk && journal.base == base;
+  const bool replay = journal.headerOk && (journal.base == base || savedLost);
   if (journalPresent && !journal.headerOk) {
     TSR_LOG_WARN("Events: Ignoring an event journal that does not start with its header");
   } else if (journal.headerOk && !replay) {
@@ -197,7 +208,7 @@ EventJournal::Recovered EventJournal::recover() {
   const std::uint64_t first = replay ? journal.first : 1;
   std::map<std::uint64_t, Json> events;
   if (savedText) {
-    if (auto array = TSRUtilityJSON::jsonArrayFromString(savedText)) {
+    if (auto array = std::move(saved)) {
       // Only dictionaries are events; anything else in the file (written
       // by hand, or damaged) would be sent to the service as it is.
       std::uint64_t seq = first;
@@ -212,6 +223,8 @@ EventJournal::Recovered EventJournal::recover() {
       }
     }
   }
+  // The queue is saved at once over a damaged file.
+  if (savedLost) recovered.sameAsSavedFile = false;
   if (replay) {
     if (journal.damagedBytes > 0) {
       TSR_LOG_WARN("Events: Dropping the event journal's damaged tail of %lu bytes after %lu records",

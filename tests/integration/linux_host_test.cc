@@ -5,94 +5,24 @@
 // XDG_DATA_HOME), so that it can also be killed.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
 
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <thread>
 
-#include "service/local_service.h"
-#include "support/child_process.h"
+#include "integration/linux_host_fixture.h"
 #include "tessarin/json.h"
 
 namespace tessarin {
 namespace {
 
 using namespace std::chrono_literals;
-using service::Endpoint;
-using service::LocalService;
-using testing::ChildProcess;
 
-class LinuxHostTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tessarin-host-XXXXXX";
-    data_ = mkdtemp(pattern);
-    StartService();
-  }
-  void TearDown() override {
-    service.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(data_, ignored);
-  }
-
-  void StartService(int port = 0) {
-    LocalService::Options options;
-    options.port = port;
-    service = std::make_unique<LocalService>(options);
-    ASSERT_TRUE(service->start()) << service->error();
-    service->setAppConfig("shop", Json{{"eventThrottleLimit", 100000}});
-  }
-  // A port nothing listens on: the service's, once it has stopped.
-  int ClosedPort() {
-    int port = service->port();
-    service.reset();
-    return port;
-  }
-
-  std::unique_ptr<ChildProcess> Probe(const std::string& scenario, int port, const std::string& extra = "",
-                                      const std::vector<std::string>& env = {}) {
-    std::vector<std::string> argv = {TESSARIN_LINUX_PROBE, scenario, std::to_string(port)};
-    if (!extra.empty()) argv.push_back(extra);
-    std::vector<std::string> environment = {"XDG_DATA_HOME=" + data_};
-    environment.insert(environment.end(), env.begin(), env.end());
-    auto child = std::make_unique<ChildProcess>(argv, environment);
-    EXPECT_TRUE(child->started());
-    return child;
-  }
-  // The probe's next JSON line that has `key`.
-  static Json Line(ChildProcess& child, const std::string& key, std::chrono::milliseconds timeout = 10s) {
-    auto line = child.readLineContaining("\"" + key + "\"", timeout);
-    if (!line) return Json();
-    return Json::parse(*line, nullptr, false);
-  }
-
-  // Events the service received, each as the SDK sent it.
-  std::vector<Json> Events() const {
-    std::vector<Json> events;
-    for (const auto& request : service->requests(Endpoint::kEvents)) {
-      if (!request.body.is_array()) continue;
-      for (const Json& event : request.body) events.push_back(event);
-    }
-    return events;
-  }
-  std::map<std::string, int> ActionCounts() const {
-    std::map<std::string, int> counts;
-    for (const Json& event : Events()) {
-      if (event.contains("action")) ++counts[event["action"].get<std::string>()];
-    }
-    return counts;
-  }
-
-  std::string data_;
-  std::unique_ptr<LocalService> service;
-};
+class LinuxHostTest : public LinuxHostFixture {};
 
 TEST_F(LinuxHostTest, LifecycleReportsFromTheAppsThreadTakeEffectInOrder) {
   // The reports come at once after the first use of the shared instance,
@@ -167,7 +97,7 @@ TEST_F(LinuxHostTest, ARefusedConnectionIsRetriedAfterAboutOneSecond) {
   int port = service->port();
   auto probe = Probe("retry", port);
   ASSERT_EQ(Line(*probe, "loaded")["loaded"], true);
-  service.reset();  // refuses connections from now on
+  StopService();  // refuses connections from now on
   std::ofstream(data_ + "/go").put('\n');
   ASSERT_EQ(Line(*probe, "retrying")["retrying"], true) << "the first attempt did not fail";
   StartService(port);

@@ -8,7 +8,14 @@
 //
 // The SDK keeps its files under $XDG_DATA_HOME; PORT is the local service's
 // (a closed port makes the service unreachable). PROBE_OS names the
-// operating system (default "Linux").
+// operating system (default "Linux"); PROBE_PROTOCOL is "http" (default) or
+// "https"; PROBE_TRUST names the PEM file of the certificates to trust
+// instead of the system's; PROBE_REQUEST_TIMEOUT bounds a request, in
+// seconds.
+#include <linux/capability.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +26,7 @@
 #include <iostream>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <utility>
 #include <vector>
 #include <string>
@@ -29,6 +37,7 @@
 #include "platform/ui/screen.h"
 #include "platform/ui/view.h"
 #include "platform/ui/window.h"
+#include "util/config.h"
 #include "util/environment.h"
 #include "tessarin/host.h"
 #include "tessarin/tessarin.h"
@@ -62,6 +71,9 @@ std::shared_ptr<Tessarin> Launch(int port, tessarin::TessarinHostOptions host = 
   host.bundleIdentifier = "com.tessarin.probe";
   host.bundleVersion = "1.0";
   if (const char* os = std::getenv("PROBE_OS")) host.osName = os;
+  if (const char* trust = std::getenv("PROBE_TRUST")) host.trustedCertificatesFile = trust;
+  if (const char* timeout = std::getenv("PROBE_REQUEST_TIMEOUT")) host.requestTimeout = std::atof(timeout);
+  const char* protocol = std::getenv("PROBE_PROTOCOL");
   TessarinHost::configure(host);
   // Made on a thread of the app's own, as a worker might; the reports
   // below come from the app's main thread at once.
@@ -73,7 +85,7 @@ std::shared_ptr<Tessarin> Launch(int port, tessarin::TessarinHostOptions host = 
   sdk->startWithConfiguration(Json{{"account", "probe"},
                                    {"dataset", "shop"},
                                    {"domain", "127.0.0.1"},
-                                   {"protocol", "http"},
+                                   {"protocol", protocol ? protocol : "http"},
                                    {"port", port},
                                    {"useCDN", false},
                                    {"eventThrottleLimit", 100000},
@@ -175,6 +187,164 @@ int Deliver(int port) {
   auto sdk = Launch(port);
   bool drained = WaitFor([&] { return Loaded(sdk) && sdk->flush(1); }, 20);
   Print({{"drained", drained}, {"diagnostics", sdk->eventDiagnostics().description()}});
+  return 0;
+}
+
+// --- Driven: a long-lived app that does what the test tells it -------------
+
+// Every line the SDK logged, as "<label> <message>".
+struct LogLines {
+  std::mutex mutex;
+  std::vector<std::string> lines;
+};
+
+Json DiagnosticsJson(const tessarin::TSREventDiagnostics& d) {
+  return {{"eventsSent", d.eventsSent},           {"batchesRetried", d.batchesRetried},
+          {"droppedRejected", d.droppedRejected}, {"droppedThrottled", d.droppedThrottled},
+          {"droppedTooLarge", d.droppedTooLarge}, {"droppedCountTrim", d.droppedCountTrim},
+          {"droppedByteTrim", d.droppedByteTrim}, {"droppedAtReset", d.droppedAtReset}};
+}
+
+// Root may write where the file permissions say nobody may; an app run by
+// root then never sees a read-only directory. Dropping those capabilities
+// makes the permissions hold for this process, whoever runs it. Threads
+// inherit the capabilities of the thread that makes them, so this comes
+// before the SDK starts any.
+void ObeyFilePermissions() {
+  if (geteuid() != 0) return;
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[2] = {};
+  if (syscall(SYS_capget, &header, data) != 0) return;
+  for (int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+    data[capability / 32].effective &= ~(1u << (capability % 32));
+  }
+  syscall(SYS_capset, &header, data);
+}
+
+// A full disk, as this process sees it: with a file-size limit of 0 every
+// write that would grow a file fails (EFBIG, where a full disk says
+// ENOSPC), and freeing it puts the limit back.
+bool SetDiskFull(bool full) {
+  static rlimit original = [] {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    return limit;
+  }();
+  rlimit limit = original;
+  if (full) limit.rlim_cur = 0;
+  return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
+// Reads commands, one a line, from standard input, and answers each with
+// one JSON line:
+//   track NAME COUNT          records the actions "NAME 0" ... "NAME COUNT-1"
+//   wait COUNTER N SECONDS    waits until the diagnostics' COUNTER (eventsSent,
+//                             batchesRetried, droppedRejected ...) reaches N
+//   diagnostics               what became of the events so far
+//   flush SECONDS             sends what is queued, cutting a back-off short
+//   loaded SECONDS            waits for the server configuration
+//   config KEY SECONDS [TEXT] waits until the configuration's KEY is TEXT
+//                             (without TEXT: until it holds no text for KEY)
+//   log TEXT                  the log lines so far that contain TEXT
+//   background | foreground   the app leaves the screen, or comes back
+//   reactivate                the app's window loses the focus and gets it back
+//   disk full | disk free     writes fail from now on, or succeed again
+//   quit
+// Lines the SDK logs at Info and above are kept for "log"; they reach
+// standard error only with PROBE_LOG_LEVEL.
+int Drive(int port) {
+  ObeyFilePermissions();
+  // A write past the file-size limit fails rather than ending the process.
+  signal(SIGXFSZ, SIG_IGN);
+  auto logs = std::make_shared<LogLines>();
+  tessarin::TSRLogger::setWritesToStderr(std::getenv("PROBE_LOG_LEVEL") != nullptr);
+  tessarin::TSRLogger::setSink([logs](const tessarin::LogRecord& record) {
+    std::lock_guard<std::mutex> lock(logs->mutex);
+    logs->lines.push_back(record.label + " " + record.message);
+  });
+  // Before the launch: what the SDK makes of its files is logged then.
+  tessarin::TSRLogger::setLogLevel(tessarin::TSRLogLevelInfo);
+  auto sdk = Launch(port);
+  Print({{"launched", true}});
+
+  std::string line;
+  while (std::getline(std::cin, line)) {
+    std::istringstream words(line);
+    std::string command;
+    words >> command;
+    if (command == "track") {
+      std::string name;
+      int count = 0;
+      words >> name >> count;
+      for (int i = 0; i < count; ++i) Track(sdk, name + " " + std::to_string(i));
+      Print({{"tracked", name}, {"count", count}});
+    } else if (command == "wait") {
+      std::string counter;
+      std::uint64_t target = 0;
+      double seconds = 0;
+      words >> counter >> target >> seconds;
+      auto value = [&] { return DiagnosticsJson(sdk->eventDiagnostics()).value(counter, std::uint64_t{0}); };
+      bool reached = WaitFor([&] { return value() >= target; }, seconds);
+      Print({{"wait", counter}, {"reached", reached}, {"diagnostics", DiagnosticsJson(sdk->eventDiagnostics())}});
+    } else if (command == "diagnostics") {
+      Print({{"diagnostics", DiagnosticsJson(sdk->eventDiagnostics())}});
+    } else if (command == "flush") {
+      double seconds = 0;
+      words >> seconds;
+      Print({{"flushed", sdk->flush(seconds)}});
+    } else if (command == "loaded") {
+      double seconds = 0;
+      words >> seconds;
+      Print({{"loaded", WaitFor([&] { return Loaded(sdk); }, seconds)}});
+    } else if (command == "config") {
+      std::string key, wanted;
+      double seconds = 0;
+      words >> key >> seconds >> wanted;
+      // The configuration is the main thread's.
+      auto current = [&] {
+        std::optional<std::string> value;
+        TessarinImpl::shared()->environment().platform().mainQueue()->sync(
+            [&] { value = TessarinImpl::shared()->config().stringForKey(key); });
+        return value;
+      };
+      bool reached = WaitFor([&] { return wanted.empty() ? !current() : current() == wanted; }, seconds);
+      auto value = current();
+      Print({{"config", key}, {"reached", reached}, {"value", value ? Json(*value) : Json()}});
+    } else if (command == "log") {
+      std::string text;
+      std::getline(words >> std::ws, text);
+      Json matching = Json::array();
+      std::lock_guard<std::mutex> lock(logs->mutex);
+      for (const auto& logged : logs->lines) {
+        if (logged.find(text) != std::string::npos) matching.push_back(logged);
+      }
+      Print({{"log", text}, {"lines", matching}});
+    } else if (command == "background") {
+      TessarinHost::applicationWillResignActive();
+      TessarinHost::applicationDidEnterBackground();
+      TessarinHost::syncWithMain();
+      Print({{"background", true}});
+    } else if (command == "foreground") {
+      TessarinHost::applicationWillEnterForeground();
+      TessarinHost::applicationDidBecomeActive();
+      TessarinHost::syncWithMain();
+      Print({{"foreground", true}});
+    } else if (command == "reactivate") {
+      TessarinHost::applicationWillResignActive();
+      TessarinHost::applicationDidBecomeActive();
+      TessarinHost::syncWithMain();
+      Print({{"reactivated", true}});
+    } else if (command == "disk") {
+      std::string state;
+      words >> state;
+      Print({{"disk", state}, {"ok", SetDiskFull(state == "full")}});
+    } else if (command == "quit") {
+      Print({{"quit", true}});
+      break;
+    } else {
+      Print({{"unknown", line}});
+    }
+  }
   return 0;
 }
 
@@ -416,7 +586,8 @@ int Message(int port) {
 
 int main(int argc, char** argv) {
   if (argc < 3) {
-    std::cerr << "usage: tessarin-linux-probe lifecycle|terminate|entrypoints|retry|record|deliver|overlay PORT [COUNT]\n";
+    std::cerr << "usage: tessarin-linux-probe "
+                 "lifecycle|terminate|entrypoints|retry|record|deliver|overlay|message|drive PORT [COUNT]\n";
     return 64;
   }
   std::string scenario = argv[1];
@@ -429,5 +600,6 @@ int main(int argc, char** argv) {
   if (scenario == "deliver") return Deliver(port);
   if (scenario == "overlay") return Overlay(port);
   if (scenario == "message") return Message(port);
+  if (scenario == "drive") return Drive(port);
   return 64;
 }

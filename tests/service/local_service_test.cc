@@ -2,11 +2,16 @@
 // the way the SDK's transport drives it.
 #include "service/local_service.h"
 
+#include <arpa/inet.h>
 #include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -166,7 +171,71 @@ TEST_F(LocalServiceTest, FaultsOverrideStatusDelayAndConnection) {
   EXPECT_EQ(postEvents(Json::array())->status, 200);
 
   ASSERT_TRUE(service_.waitForRequests(3, Soon(), Endpoint::kEvents));
-  EXPECT_TRUE(service_.requests(Endpoint::kEvents)[1].dropped);
+  auto events = service_.requests(Endpoint::kEvents);
+  EXPECT_TRUE(events[1].dropped);
+  // The client may never have seen those answers succeed; the last it did.
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(events[i].faulted) << i;
+  EXPECT_FALSE(events.back().faulted);
+}
+
+// What the client reads on a raw connection after posting one batch: the
+// bytes of the answer it got, and how the connection ended (0 for an
+// orderly close, else the errno of the failed read).
+struct RawAnswer {
+  std::string bytes;
+  int end = -1;
+};
+RawAnswer PostRaw(int port) {
+  RawAnswer answer;
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    close(fd);
+    return answer;
+  }
+  std::string body = "[{\"action\":\"a\"}]";
+  std::string request = "POST /mr/dataset/ds/?_ak=a HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+                        "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+  timeval timeout{10, 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+  for (;;) {
+    char chunk[4096];
+    ssize_t n = recv(fd, chunk, sizeof chunk, 0);
+    if (n > 0) {
+      answer.bytes.append(chunk, static_cast<std::size_t>(n));
+      continue;
+    }
+    answer.end = n == 0 ? 0 : errno;
+    break;
+  }
+  close(fd);
+  return answer;
+}
+
+TEST_F(LocalServiceTest, ACutOffAnswerEndsInAnOrderlyCloseOrAReset) {
+  // Both send the headers and half the promised body first.
+  Fault drop, reset_fault;
+  drop.dropConnection = true;
+  reset_fault.resetConnection = true;
+  service_.queueFault(Endpoint::kEvents, drop);
+  RawAnswer dropped = PostRaw(service_.port());
+  EXPECT_EQ(dropped.end, 0);
+  EXPECT_NE(dropped.bytes.find("HTTP/1.1 200"), std::string::npos) << dropped.bytes;
+
+  service_.queueFault(Endpoint::kEvents, reset_fault);
+  RawAnswer reset = PostRaw(service_.port());
+  EXPECT_EQ(reset.end, ECONNRESET) << reset.bytes;
+
+  ASSERT_TRUE(service_.waitForRequests(2, Soon(), Endpoint::kEvents));
+  for (const auto& request : service_.requests(Endpoint::kEvents)) {
+    EXPECT_TRUE(request.dropped);
+    EXPECT_TRUE(request.faulted);
+    EXPECT_EQ(request.toJson()["dropped"], true);
+  }
 }
 
 TEST_F(LocalServiceTest, EditorConnectAndMultipartUploadAreRecorded) {
@@ -256,6 +325,46 @@ TEST(LocalServiceHttpsTest, ServesTlsWithAThrowAwayCertificate) {
   EXPECT_FALSE(std::filesystem::exists(certificate));
 }
 
+TEST(LocalServiceHttpsTest, ServesAnIdentityItIsGivenOrOneMadeForOtherNames) {
+  CertificateFiles own;
+  std::string error;
+  ASSERT_TRUE(GenerateSelfSignedCertificate(own, error)) << error;
+  const char* path = "/api/dataset/any/appConfig/iOS/b/1/1.5.0?_ak=a";
+  auto fetch = [path](const LocalService& service, const std::string& trusted) {
+    httplib::SSLClient client(service.host(), service.port());
+    client.set_ca_cert_path(trusted.c_str());
+    client.enable_server_certificate_verification(true);
+    return client.Get(path);
+  };
+
+  // The identity it is given it serves, and leaves in place when it goes:
+  // the next service on the port is then the one the client trusts.
+  for (int run = 0; run < 2; ++run) {
+    LocalService::Options options;
+    options.https = true;
+    options.certificate = own;
+    LocalService service(options);
+    ASSERT_TRUE(service.start()) << service.error();
+    EXPECT_EQ(service.certificatePath(), own.certificatePath);
+    auto accepted = fetch(service, own.certificatePath);
+    EXPECT_TRUE(accepted) << httplib::to_string(accepted.error());
+  }
+  EXPECT_TRUE(std::filesystem::exists(own.certificatePath));
+  RemoveCertificateFiles(own);
+
+  // One made for another host: trusting it is not enough for a client
+  // that dialled 127.0.0.1.
+  LocalService::Options https;
+  https.https = true;
+  LocalService service(https);
+  ASSERT_TRUE(ApplyScript(service, Json::parse(R"({"certificateFor": ["elsewhere.invalid"]})"), error)) << error;
+  ASSERT_TRUE(service.start()) << service.error();
+  auto refused = fetch(service, service.certificatePath());
+  EXPECT_FALSE(refused);
+  EXPECT_EQ(refused.error(), httplib::Error::SSLServerVerification);
+  EXPECT_TRUE(service.requests().empty());
+}
+
 TEST(LocalServiceRecordingTest, WritesOneJsonLinePerRequestAndWaitsWithADeadline) {
   std::string path = (std::filesystem::temp_directory_path() /
                       ("tessarin-record-" + std::to_string(::getpid()) + ".jsonl")).string();
@@ -317,6 +426,10 @@ TEST(LocalServiceScriptTest, ScriptSetsAnswersAndRejectsBadMembers) {
   EXPECT_EQ(error, "fault \"status\" 40 is no HTTP status");
   EXPECT_FALSE(ApplyScript(
       service, Json::parse(R"({"faults": {"connect": [{"status": 403, "reason": "r", "body": {}}]}})"), error));
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"faults": {"events": [{"drop": true, "reset": true}]}})"), error));
+  EXPECT_EQ(error, "a fault has \"drop\" or \"reset\", not both");
+  EXPECT_FALSE(ApplyScript(service, Json::parse(R"({"certificateFor": []})"), error));
+  EXPECT_EQ(error, "\"certificateFor\" must be a non-empty array of names");
 }
 
 TEST_F(LocalServiceTest, CampaignStatsAreEveryPayloadOfEveryEventInOrder) {

@@ -4,9 +4,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <thread>
 
 extern char** environ;
@@ -16,9 +18,18 @@ namespace tessarin::testing {
 ChildProcess::ChildProcess(const std::vector<std::string>& argv, const std::vector<std::string>& env) {
   int pipe_fds[2];
   if (pipe2(pipe_fds, O_CLOEXEC) != 0) return;
+  // The input is a socket rather than a pipe, so that writing to a child
+  // that died fails instead of raising SIGPIPE in the test.
+  int input_fds[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, input_fds) != 0) {
+    close(pipe_fds[0]);
+    close(pipe_fds[1]);
+    return;
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, pipe_fds[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, input_fds[1], STDIN_FILENO);
 
   std::vector<std::string> environment;
   for (char** e = environ; *e; ++e) environment.emplace_back(*e);
@@ -33,7 +44,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const std::vect
   if (posix_spawn(&pid_, c_argv[0], &actions, nullptr, c_argv.data(), c_env.data()) != 0) pid_ = -1;
   posix_spawn_file_actions_destroy(&actions);
   close(pipe_fds[1]);
+  close(input_fds[1]);
   out_ = pipe_fds[0];
+  in_ = input_fds[0];
 }
 
 ChildProcess::~ChildProcess() {
@@ -42,6 +55,20 @@ ChildProcess::~ChildProcess() {
     wait(std::chrono::seconds(5));
   }
   if (out_ >= 0) close(out_);
+  if (in_ >= 0) close(in_);
+}
+
+bool ChildProcess::writeLine(const std::string& line) {
+  if (in_ < 0) return false;
+  std::string data = line + "\n";
+  std::size_t written = 0;
+  while (written < data.size()) {
+    ssize_t n = send(in_, data.data() + written, data.size() - written, MSG_NOSIGNAL);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    written += static_cast<std::size_t>(n);
+  }
+  return true;
 }
 
 std::optional<std::string> ChildProcess::readLine(std::chrono::milliseconds timeout) {

@@ -1,6 +1,7 @@
-// A child process whose standard output a test reads line by line: for
-// running an app on the Linux host in a process of its own, where the
-// process-wide shared instance is fresh, and for killing it.
+// A child process whose standard output a test reads line by line, and
+// whose standard input it can write to: for running an app on the Linux
+// host in a process of its own, where the process-wide shared instance is
+// fresh, for telling it what to do next, and for killing it.
 #ifndef TESSARIN_TESTS_SUPPORT_CHILD_PROCESS_H_
 #define TESSARIN_TESTS_SUPPORT_CHILD_PROCESS_H_
 
@@ -28,6 +29,9 @@ class ChildProcess {
   std::optional<std::string> readLine(std::chrono::milliseconds timeout);
   // Reads lines until one contains `text`; that line, or nothing.
   std::optional<std::string> readLineContaining(const std::string& text, std::chrono::milliseconds timeout);
+  // Writes `line` and a newline to the child's standard input; false when
+  // the child is gone (or no longer reads it).
+  bool writeLine(const std::string& line);
   // Every line read so far.
   const std::vector<std::string>& lines() const { return lines_; }
   void kill(int signal);
@@ -38,6 +42,7 @@ class ChildProcess {
  private:
   pid_t pid_ = -1;
   int out_ = -1;
+  int in_ = -1;
   std::string buffer_;
   std::vector<std::string> lines_;
   std::optional<int> status_;

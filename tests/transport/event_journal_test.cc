@@ -229,6 +229,34 @@ TEST_F(EventJournalTest, AJournalLeftFromBeforeAFoldIsIgnored) {
             1);
 }
 
+TEST_F(EventJournalTest, AJournalBesideADamagedFileGivesBackWhatOnlyItStillHolds) {
+  // Three events saved, two more only in the journal; then the file is
+  // damaged (cut short) while the process is away.
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 3));
+  queue->saveToFile();
+  queue->enqueueEventsForTest(Events(3, 2));
+  sim->advance(EventJournal::kWriteDelay);
+  Crash(queue);
+  WriteEventsFile("[{\"id\":0},{\"id\"");
+  auto second = Make();
+  EXPECT_EQ(Ids(second->eventQueueCopy()), Range(3, 2));
+  // The damaged file is replaced by the queue at once.
+  EXPECT_EQ(Json::parse(*ReadFile(EventsFilePath())), Events(3, 2));
+
+  // A journal from before the last fold, beside a file damaged since: it
+  // gives back, once each, what it recorded; the events of the file it was
+  // written over were in the damaged one too, and are lost with it.
+  second->enqueueEventsForTest(Events(5, 2));
+  sim->advance(EventJournal::kWriteDelay);
+  const std::string oldJournal = *ReadFile(JournalPath());
+  second->saveToFile();
+  WriteFile(JournalPath(), oldJournal);
+  Crash(second);
+  WriteEventsFile("\xff\xfe not text");
+  EXPECT_EQ(Ids(Make()->eventQueueCopy()), Range(5, 2));
+}
+
 TEST_F(EventJournalTest, EventsLoadedFromTheFileOrReplayedFromTheJournalPassTheLimitsAgain) {
   Json persisted = Events(0, 1005);
   persisted.push_back(EventOfSize(102401, 1005));

@@ -1,8 +1,14 @@
 #include "service/local_service.h"
 
+#include <arpa/inet.h>
+#include <dirent.h>
 #include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -88,6 +94,61 @@ UploadedScreen ScreenFromUpload(const RecordedRequest& record) {
   return screen;
 }
 
+bool SameAddress(const sockaddr_storage& address, const std::string& host, int port) {
+  char text[INET6_ADDRSTRLEN] = {};
+  int found_port = -1;
+  if (address.ss_family == AF_INET) {
+    const auto& in = reinterpret_cast<const sockaddr_in&>(address);
+    inet_ntop(AF_INET, &in.sin_addr, text, sizeof text);
+    found_port = ntohs(in.sin_port);
+  } else if (address.ss_family == AF_INET6) {
+    const auto& in6 = reinterpret_cast<const sockaddr_in6&>(address);
+    inet_ntop(AF_INET6, &in6.sin6_addr, text, sizeof text);
+    found_port = ntohs(in6.sin6_port);
+  } else {
+    return false;
+  }
+  return found_port == port && host == text;
+}
+
+// The descriptor of the connection a request arrived on: the TLS session's,
+// or else the socket whose two ends are the request's. -1 when none is.
+int ConnectionSocket(const httplib::Request& request) {
+  if (request.ssl) return SSL_get_fd(request.ssl);
+  DIR* fds = opendir("/proc/self/fd");
+  if (!fds) return -1;
+  int found = -1;
+  while (dirent* entry = readdir(fds)) {
+    int fd = std::atoi(entry->d_name);
+    struct stat info;
+    if (fd <= 2 || fstat(fd, &info) != 0 || !S_ISSOCK(info.st_mode)) continue;
+    sockaddr_storage local{}, remote{};
+    socklen_t local_size = sizeof local, remote_size = sizeof remote;
+    if (getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size) != 0 ||
+        getpeername(fd, reinterpret_cast<sockaddr*>(&remote), &remote_size) != 0) {
+      continue;
+    }
+    if (SameAddress(local, request.local_addr, request.local_port) &&
+        SameAddress(remote, request.remote_addr, request.remote_port)) {
+      found = fd;
+      break;
+    }
+  }
+  closedir(fds);
+  return found;
+}
+
+// Aborts a TCP connection with a reset, as a crashing server or a middlebox
+// does: dissolving the socket's association sends RST at once (rather than
+// the FIN a close would send first), and the descriptor stays the server's
+// to close as usual.
+void ResetConnection(int socket) {
+  if (socket < 0) return;
+  sockaddr unspecified{};
+  unspecified.sa_family = AF_UNSPEC;
+  connect(socket, &unspecified, sizeof unspecified);
+}
+
 }  // namespace
 
 const char* EndpointName(Endpoint endpoint) {
@@ -128,6 +189,7 @@ Json RecordedRequest::toJson() const {
   }
   json["status"] = status;
   if (dropped) json["dropped"] = true;
+  if (faulted) json["faulted"] = true;
   return json;
 }
 
@@ -137,17 +199,25 @@ LocalService::LocalService(Options options)
 
 LocalService::~LocalService() {
   stop();
-  RemoveCertificateFiles(certificate_);
+  if (ownsCertificate_) RemoveCertificateFiles(certificate_);
 }
 
 bool LocalService::start() {
   if (server_) return true;
   if (options_.https) {
-    if (!GenerateSelfSignedCertificate(certificate_, error_)) return false;
+    // Each start has its own identity, unless the options name one to keep.
+    if (ownsCertificate_) RemoveCertificateFiles(certificate_);
+    ownsCertificate_ = false;
+    if (!options_.certificate.certificatePath.empty()) {
+      certificate_ = options_.certificate;
+    } else {
+      if (!GenerateSelfSignedCertificate(certificate_, error_, options_.certificateNames)) return false;
+      ownsCertificate_ = true;
+    }
     auto tls = std::make_unique<httplib::SSLServer>(certificate_.certificatePath.c_str(),
                                                     certificate_.keyPath.c_str());
     if (!tls->is_valid()) {
-      error_ = "cannot load the generated certificate";
+      error_ = "cannot load the certificate";
       return false;
     }
     server_ = std::move(tls);
@@ -345,15 +415,19 @@ void LocalService::handle(Endpoint endpoint, const httplib::Request& request, ht
   if (!lastModified.empty()) response.set_header("Last-Modified", lastModified);
   record.status = status;
   record.answer = body;
-  if (fault && fault->dropConnection) {
+  record.faulted = fault.has_value();
+  if (fault && (fault->dropConnection || fault->resetConnection)) {
     // Promise the whole answer, deliver half of it and give up: the client
-    // sees its connection close in the middle of the body.
+    // sees its connection close (or reset) in the middle of the body.
     record.dropped = true;
     auto shared = std::make_shared<std::string>(std::move(text));
     std::size_t promised = std::max<std::size_t>(shared->size(), 2);
+    bool reset = fault->resetConnection;
+    int socket = reset ? ConnectionSocket(request) : -1;
     response.set_content_provider(promised, "application/json",
-                                  [shared](std::size_t, std::size_t, httplib::DataSink& sink) {
+                                  [shared, reset, socket](std::size_t, std::size_t, httplib::DataSink& sink) {
                                     if (shared->size() >= 2) sink.write(shared->data(), shared->size() / 2);
+                                    if (reset) ResetConnection(socket);
                                     return false;
                                   });
   } else if (!text.empty()) {

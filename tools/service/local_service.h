@@ -63,7 +63,10 @@ struct RecordedRequest {
   std::vector<UploadPart> parts;               // multipart uploads only
   int status = 0;                              // the status the service answered with
   Json answer;                                 // the JSON body it answered with (null when none)
-  bool dropped = false;                        // the connection was closed mid-answer
+  bool dropped = false;                        // the connection was closed (or reset) mid-answer
+  // A scripted fault applied to it: its answer was replaced, late, cut off
+  // or reset, so the client may never have seen it succeed.
+  bool faulted = false;
 
   std::string header(const std::string& name) const;
   // The request as one JSON record line: what the SDK sent and the status,
@@ -91,6 +94,7 @@ struct Fault {
   Json body;                               // JSON body sent with `status`, e.g. {"reason": "..."}
   std::chrono::milliseconds delay{0};      // wait this long before answering
   bool dropConnection = false;             // send the headers and half the body, then close
+  bool resetConnection = false;            // send the headers and half the body, then reset (RST)
 };
 
 class LocalService {
@@ -99,6 +103,12 @@ class LocalService {
     std::string host = "127.0.0.1";
     int port = 0;             // 0 picks a free port
     bool https = false;       // serve TLS with a freshly generated self-signed certificate
+    // The names that certificate is for; others than the loopback address
+    // make a certificate a client must refuse as being another host's.
+    std::vector<std::string> certificateNames = kLoopbackCertificateNames;
+    // Serves this identity instead of generating one (its files are left
+    // alone): a restarted service is then the one a client already trusts.
+    CertificateFiles certificate{};
     std::string recordPath;   // when set, every request is appended as one JSON line
     // For load runs: each batch of events is answered with one empty event
     // response per event, from a count of the array's elements rather than
@@ -128,6 +138,9 @@ class LocalService {
   bool start();
   void stop();
   const std::string& error() const { return error_; }
+
+  // The names the next start's generated certificate is for (https only).
+  void setCertificateNames(std::vector<std::string> names) { options_.certificateNames = std::move(names); }
 
   int port() const { return port_; }
   bool https() const { return options_.https; }
@@ -255,6 +268,7 @@ class LocalService {
   Options options_;
   std::string error_;
   CertificateFiles certificate_;
+  bool ownsCertificate_ = false;  // generated here, removed with the service
   std::unique_ptr<httplib::Server> server_;
   std::thread thread_;
   int port_ = 0;

@@ -45,6 +45,11 @@ bool ApplyFaults(LocalService& service, const Json& faults, std::string& error) 
       }
       fault.delay = std::chrono::milliseconds(entry.value("delayMs", 0));
       fault.dropConnection = entry.value("drop", false);
+      fault.resetConnection = entry.value("reset", false);
+      if (fault.dropConnection && fault.resetConnection) {
+        error = "a fault has \"drop\" or \"reset\", not both";
+        return false;
+      }
       int times = entry.value("times", 1);
       bool standing = entry.value("standing", false);
       if (times < 1 || (standing && entry.contains("times"))) {
@@ -100,6 +105,14 @@ bool ApplyScript(LocalService& service, const Json& script, std::string& error) 
     if (script.contains("connect")) service.setConnectAnswer(script["connect"]);
     if (script.contains("uploadScreen")) service.setUploadScreenAnswer(script["uploadScreen"]);
     if (script.contains("faults") && !ApplyFaults(service, script["faults"], error)) return false;
+    if (script.contains("certificateFor")) {
+      const Json& names = script["certificateFor"];
+      if (!names.is_array() || names.empty()) {
+        error = "\"certificateFor\" must be a non-empty array of names";
+        return false;
+      }
+      service.setCertificateNames(names.get<std::vector<std::string>>());
+    }
   } catch (const Json::exception& e) {
     // A member of the wrong kind, e.g. "status": "503".
     error = e.what();

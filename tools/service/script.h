@@ -8,14 +8,31 @@
 //     "connect": {...}, "uploadScreen": {...},           editor answers
 //     "faults": {"<events|appConfig|connect|uploadScreen>":
 //                 [{"status": 503, "body": {"reason": "..."}, "reason": "...", "times": 1,
-//                   "delayMs": 0, "drop": false, "standing": false}, ...]}
+//                   "delayMs": 0, "drop": false, "reset": false, "standing": false}, ...]},
+//     "certificateFor": ["127.0.0.1", "localhost"]      names of the --https certificate
 //   }
 //
 // A fault applies to the next request to its endpoint, in the order listed;
 // "times": K applies it to the next K requests in a row. "reason" is short for
 // "body": {"reason": ...}, the text the SDK logs as the failure reason. A
 // "standing" fault applies to every request once the others are used up.
-// "status" 0 (or none) answers normally, after "delayMs" or cut off ("drop").
+// "status" 0 (or none) answers normally, after "delayMs", or cut off after
+// the headers and half the body: "drop" closes the connection, "reset"
+// aborts it with a TCP reset, as a crashing server or a middlebox does.
+// A request the client gave up on (a "delayMs" longer than its timeout) or
+// whose answer was cut off may still have been taken in: the service keeps
+// it, marked "faulted", and the client sends its events again.
+//
+// "certificateFor" names what the certificate generated for --https is for
+// (IP addresses and host names; by default 127.0.0.1 and localhost). Other
+// names make the service a server that is not the one the client dialled,
+// which a client checking host names refuses even when it trusts the
+// certificate.
+//
+// A slow answer (the next batch answered after 5 s, beyond a client's 2 s
+// request timeout), then a reset in the middle of the answer after it:
+//
+//   {"faults": {"events": [{"delayMs": 5000}, {"reset": true}]}}
 //
 // Refusing the designer's connection, and failing the next two screen uploads
 // (a failed upload is not kept; the SDK uploads the screen again later):

@@ -42,6 +42,10 @@ struct LinuxHostOptions {
   // per-app settings for the SDK to ask, so the host says; a push token is
   // reported only when it does.
   bool notifications_allowed = true;
+  // The HTTP transport's trust anchors (a PEM file; empty: the system's)
+  // and its bound on a whole request in seconds (0: none).
+  std::string trusted_certificates_file;
+  double request_timeout = 0;
 
   // When set, main-queue tasks are handed to the host's own loop through
   // this hook, which must run them in order on `main_thread`. When not set

@@ -34,6 +34,16 @@ std::string HomeDirectory() {
   return "";
 }
 
+curl::CurlTransportOptions TransportOptions(const LinuxHostOptions& options) {
+  curl::CurlTransportOptions transport;
+  transport.caInfoPath = options.trusted_certificates_file;
+  if (options.request_timeout > 0) {
+    transport.totalTimeout = options.request_timeout;
+    transport.connectTimeout = std::min(transport.connectTimeout, options.request_timeout);
+  }
+  return transport;
+}
+
 }  // namespace
 
 std::string LinuxPlatform::DefaultBundleIdentifier() {
@@ -53,7 +63,8 @@ LinuxPlatform::LinuxPlatform(LinuxHostOptions options)
     : data_directory_(options.data_directory ? *options.data_directory : DefaultDataDirectory()),
       app_(options, data_directory_),
       device_(LinuxDevice::VendorOf(options), data_directory_, options.os_name),
-      files_(data_directory_) {
+      files_(data_directory_),
+      transport_options_(TransportOptions(options)) {
   if (options.post_to_main) {
     host_main_ = std::make_shared<HostMainQueue>(kMainQueueLabel, std::move(options.post_to_main),
                                                  options.main_thread.value_or(std::this_thread::get_id()));
@@ -75,7 +86,7 @@ std::shared_ptr<NetworkReachability> LinuxPlatform::createNetworkReachability(
 
 HttpTransport* LinuxPlatform::httpTransport() {
   std::lock_guard<std::mutex> lock(transport_mutex_);
-  if (!transport_) transport_ = std::make_unique<curl::CurlTransport>();
+  if (!transport_) transport_ = std::make_unique<curl::CurlTransport>(transport_options_);
   return transport_.get();
 }
 

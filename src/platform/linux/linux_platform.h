@@ -90,6 +90,7 @@ class LinuxPlatform : public Platform {
   std::mutex queues_mutex_;
   bool shut_down_ = false;
   std::vector<std::weak_ptr<ThreadQueue>> queues_;
+  const curl::CurlTransportOptions transport_options_;
   std::mutex transport_mutex_;
   std::unique_ptr<curl::CurlTransport> transport_;
 };
