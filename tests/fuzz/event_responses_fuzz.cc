@@ -4,7 +4,8 @@
 // error codes, campaigns) and the dispatcher, which holds campaigns for
 // their handlers, delivers them to the app's and to the in-app message
 // manager, and lets them expire. The app tracks an impression of what it
-// is given, and the statistics go out in the next batch.
+// is given, and the statistics go out in the next batch. Then a batch is
+// refused with the input for a body, which the sender reads for a reason.
 #include <memory>
 #include <vector>
 
@@ -63,4 +64,14 @@ TESSARIN_FUZZ_TARGET(event_responses) {
   app.answerRequests(OrdinaryAnswer);
   app.advance(600);
   app.answerRequests(OrdinaryAnswer);
+
+  // A refusal's body is read too, for the reason it gives.
+  global->trackAction("Open Cart");
+  app.advance(1);
+  answered = false;
+  app.answerRequests([&](const platform::HttpRequest& request) {
+    if (IsConfigRequest(request) || answered) return OrdinaryAnswer(request);
+    answered = true;
+    return Answer{400, {{"Content-Type", "application/json"}}, std::string(input)};
+  });
 }
