@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -196,13 +197,22 @@ EventJournal::Recovered EventJournal::recover() {
     }
   }
   JournalText journal = journalPresent ? ParseJournal(journalText) : JournalText{};
-  const bool replay = journal.headerOk && (journal.base == base || savedLost);
+  bool replay = journal.headerOk && (journal.base == base || savedLost);
   if (journalPresent && !journal.headerOk) {
     TSR_LOG_WARN("Events: Ignoring an event journal that does not start with its header");
   } else if (journal.headerOk && !replay) {
     // The process died between writing the saved file and starting the
     // journal over it: the saved file already holds everything.
     TSR_LOG_INFO("Events: Ignoring an event journal that was already folded into the saved events");
+  } else if (replay && saved && !saved->empty() &&
+             journal.first > std::numeric_limits<std::uint64_t>::max() - (saved->size() - 1)) {
+    // The saved events are numbered from `first` on, in file order; numbers
+    // that would wrap past the largest one would put the file's last events
+    // first. A fold numbers from the size of a batch, so such a header is
+    // damage.
+    TSR_LOG_WARN("Events: Ignoring an event journal whose first number %@ leaves no room for the saved events",
+                 std::to_string(journal.first));
+    replay = false;
   }
 
   const std::uint64_t first = replay ? journal.first : 1;

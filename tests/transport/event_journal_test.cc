@@ -212,6 +212,33 @@ TEST_F(EventJournalTest, ADamagedTailEndsTheReplayWithAWarningAndTheRecordsBefor
   EXPECT_EQ(log.count("Events: Ignoring an event journal that does not start with its header", TSRLogLevelWarn), 1);
 }
 
+// The saved events are numbered from the header's first number on; a
+// number so large that theirs would wrap round cannot come from a fold
+// (which starts after the batch in flight), and replaying over it would put
+// the file's last events first.
+TEST_F(EventJournalTest, AJournalWhoseNumbersWouldWrapRoundIsIgnored) {
+  const std::string saved = Events(0, 3).dump();
+  auto headerFrom = [&saved](const std::string& first) {
+    std::string header = EventJournal::headerFor(saved, 1);  // "... first=1\n"
+    return header.replace(header.rfind('=') + 1, 1, first);
+  };
+  for (const char* first : {"18446744073709551615", "18446744073709551614"}) {
+    log.clear();
+    WriteEventsFile(saved);
+    WriteFile(JournalPath(), headerFrom(first) + "+1 {\"id\":7}\n");
+    EXPECT_EQ(Ids(Make()->eventQueueCopy()), Range(0, 3)) << first;
+    EXPECT_EQ(log.count(std::string("Events: Ignoring an event journal whose first number ") + first +
+                            " leaves no room for the saved events",
+                        TSRLogLevelWarn),
+              1);
+  }
+  // The largest first number that leaves room is replayed: the first saved
+  // event removed, a batch that was in flight ahead of the rest.
+  WriteEventsFile(saved);
+  WriteFile(JournalPath(), headerFrom("18446744073709551613") + "-18446744073709551613\n+1 {\"id\":7}\n");
+  EXPECT_EQ(Ids(Make()->eventQueueCopy()), (std::vector<int>{7, 1, 2}));
+}
+
 TEST_F(EventJournalTest, AJournalLeftFromBeforeAFoldIsIgnored) {
   auto queue = Make();
   queue->enqueueEventsForTest(Events(0, 5));
