@@ -5,13 +5,13 @@
 // to the one that follows. Counting is a relaxed atomic add, so the queue's
 // private thread pays nothing noticeable and any thread may read.
 //
-// It also holds the hand-off: a report of the app's travels to the main
-// thread, becomes an event there and travels on into the queue's thread,
-// and an app that reports faster than those threads take its reports would
-// otherwise pile them up on the way without limit. No more may be on their
-// way than the queue may hold ("maxEventsInQueue"): the queue would drop
-// the excess anyway. A report past that is dropped as it arrives and
-// counted as throttled.
+// It also holds the hand-off: a report the app makes on a thread of its own
+// travels to the main thread before it becomes an event, and an app that
+// reports faster than the main thread builds events would otherwise pile
+// reports up there without limit. No more may wait than the queue may hold
+// ("maxEventsInQueue"): the queue would drop the excess anyway. A report
+// past that is dropped as it arrives and counted as throttled. (The queue
+// bounds what waits for its own thread itself.)
 #ifndef TESSARIN_BASE_EVENT_COUNTERS_H_
 #define TESSARIN_BASE_EVENT_COUNTERS_H_
 
@@ -43,9 +43,9 @@ class EventCounters {
   std::uint64_t get(Counter counter) const { return counts_[counter].load(std::memory_order_relaxed); }
   TSREventDiagnostics snapshot() const;
 
-  // Before a report or an event is handed to another thread: true when it
-  // may go (a HandOffTicket then travels with it); false when the hand-off
-  // is full, the report counted as throttled. `announce` is set on the
+  // Before a report is handed to the main thread: true when it may go (a
+  // HandOffTicket then travels with it); false when the hand-off is full,
+  // the report counted as throttled. `announce` is set on the
   // first refusal after the hand-off was last empty, for one log line per
   // overflow.
   bool enterHandOff(bool* announce) {
@@ -74,8 +74,8 @@ class EventCounters {
 };
 
 // A place in the hand-off, left when the ticket goes: it travels with the
-// report or event it was taken for, so that one dropped on the way (its
-// queue gone) leaves too.
+// report it was taken for, so that one dropped on the way (the main queue
+// gone) leaves too.
 class HandOffTicket {
  public:
   explicit HandOffTicket(std::shared_ptr<EventCounters> counters) : counters_(std::move(counters)) {}
