@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages Tessarin builds, tests and runs with, when any
-# is missing. Safe to run again.
+# Installs the Debian packages Tessarin builds, tests and runs with, and any
+# named as arguments (scripts/install-deps.sh [PACKAGE...]), when any is
+# missing. Safe to run again.
 set -euo pipefail
 
 packages=(
@@ -8,6 +9,7 @@ packages=(
   nlohmann-json3-dev libicu-dev libcurl4-openssl-dev ca-certificates zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libssl-dev openssl
   libcairo2-dev libpango1.0-dev fonts-dejavu-core python3 python3-kiwisolver
+  "$@"
 )
 
 missing=()

@@ -141,6 +141,25 @@ TEST_F(QueuedEventSenderTest, CountLimitDropsTheOldestButKeepsTheirBytesInTheEst
   EXPECT_EQ(queue->estimatedBytesInEventQueue(), all);
 }
 
+// Events added faster than the queue takes them in wait as text, and no
+// more than the queue could keep; the queue still ends as if each had been
+// added on its own: the first sent alone, the newest kept, the same count
+// dropped.
+TEST_F(QueuedEventSenderTest, ArrivalsFasterThanTheQueueTakesThemInEndAsIfAddedOneByOne) {
+  config.setConfiguration({{"maxEventsInQueue", 100}, {"eventThrottleLimit", 100000}}, TSRConfig::kLayerRuntime);
+  auto queue = Make();
+  Start(*queue);
+  for (int i = 0; i < 400; ++i) queue->addEvent(Event(i));  // no task of the queue runs meanwhile
+  EXPECT_EQ(Counts().droppedCountTrim, 250u);                // past 100 + 50 waiting
+  sim->runUntilIdle();
+
+  ASSERT_EQ(sender->batches.size(), 1u);
+  EXPECT_EQ(Ids(sender->batches[0].events), Range(0, 1));
+  EXPECT_EQ(Ids(queue->eventQueueCopy()), Range(300, 100));
+  EXPECT_EQ(Counts().droppedCountTrim, 299u);
+  EXPECT_EQ(Counts().dropped(), 299u);
+}
+
 TEST_F(QueuedEventSenderTest, ByteLimitActsOnTheEstimateNotOnWhatIsLeft) {
   auto queue = Make();
   Json big = Json::array();
