@@ -320,6 +320,20 @@ TEST_F(LinuxHostFaultsTest, AFirstLaunchWithoutItsConfigurationHoldsTheEventsUnt
   Ask(*probe, "track Waiting 3", "tracked");
   EXPECT_FALSE(
       WaitLog(*probe, "Config: update error, keeping existing config. Could not connect to the server.").empty());
+  // Becoming active and the network's first report each ask. A request
+  // still in flight when the app becomes active again stands for that
+  // activation too, and if it then fails, nothing asks until the next one;
+  // so the service comes back only once every request made so far failed.
+  auto settled = [&] {
+    std::size_t attempts = Ask(*probe, "log Config: update attempt", "lines")["lines"].size();
+    std::size_t failures = Ask(*probe, "log Config: update error", "lines")["lines"].size();
+    return attempts > 0 && attempts == failures;
+  };
+  auto deadline = Clock::now() + 10s;
+  for (int stable = 0; stable < 3 && Clock::now() < deadline; std::this_thread::sleep_for(20ms)) {
+    stable = settled() ? stable + 1 : 0;
+  }
+  ASSERT_TRUE(settled()) << "a configuration request is still in flight";
   Json held = Diagnostics(*probe);
   EXPECT_EQ(held["eventsSent"], 0);
   EXPECT_EQ(held["batchesRetried"], 0);
