@@ -26,6 +26,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <cctype>
 #include <memory>
 #include <string>
@@ -244,6 +245,28 @@ void PrintRssByMapping() {
   }
 }
 
+// CPU time so far of each of this process's threads, by name, in
+// milliseconds (threads of one name summed).
+std::map<std::string, double> ThreadCpuMillis() {
+  std::map<std::string, double> millis;
+  const double tick = 1e3 / static_cast<double>(sysconf(_SC_CLK_TCK));
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream stat(task.path() / "stat");
+    std::string line;
+    std::getline(stat, line);
+    auto open = line.find('('), close = line.rfind(')');
+    if (open == std::string::npos || close == std::string::npos) continue;
+    // After the name: state, then 10 fields before utime and stime.
+    std::istringstream rest(line.substr(close + 2));
+    std::string field;
+    for (int i = 0; i < 11; ++i) rest >> field;
+    unsigned long user = 0, system = 0;
+    rest >> user >> system;
+    millis[line.substr(open + 1, close - open - 1)] += static_cast<double>(user + system) * tick;
+  }
+  return millis;
+}
+
 // Records `events` events from this (the app's) thread as fast as it can,
 // timing every call, then waits until each has been sent or dropped; the
 // throughput benchmark's queue has room for all, so none is dropped there.
@@ -275,6 +298,7 @@ void BM_HostEndToEnd(benchmark::State& state) {
   std::vector<double> callNanos;
   auto before = app.service.totals();
   const double cpuBefore = ProcessCpuMillis();
+  auto threadsBefore = ThreadCpuMillis();
   for (auto _ : state) {
     RecordAndDrain(state, app, events, callNanos);
   }
@@ -294,6 +318,14 @@ void BM_HostEndToEnd(benchmark::State& state) {
         static_cast<double>(after.bytes - before.bytes) / static_cast<double>(after.events - before.events);
   }
   state.counters["peak_rss_MiB"] = PeakRssMiB();
+  // TESSARIN_BENCH_THREADS=1: where the app's CPU went, by thread (the
+  // unnamed ones are the app's own and the transport's).
+  if (std::getenv("TESSARIN_BENCH_THREADS")) {
+    for (auto& [name, millis] : ThreadCpuMillis()) {
+      double spent = millis - threadsBefore[name];
+      if (spent > 0) std::fprintf(stderr, "%8.2f us/event  %s\n", spent * 1e3 / delivered, name.c_str());
+    }
+  }
 }
 BENCHMARK(BM_HostEndToEnd)->Arg(3000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
 

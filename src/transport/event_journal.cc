@@ -355,13 +355,13 @@ void EventJournal::remove(std::vector<std::uint64_t> seqs) {
     i = j + 1;
   }
   record += '\n';
-  Append(record);
+  Append(std::move(record));
 }
 
-void EventJournal::Append(const std::string& record) {
+void EventJournal::Append(std::string record) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (state_ != State::kOpen) return;
-  pending_ += record;
+  pending_.push_back(std::move(record));
   if (write_timer_) return;
   std::weak_ptr<EventJournal> weak = weak_from_this();
   write_timer_ = TSRUtilityTiming::createAndScheduleTimer(environment_->platform(), kWriteTag, writer_queue_, false,
@@ -373,22 +373,32 @@ void EventJournal::Append(const std::string& record) {
 // --- On the writer queue ---
 
 void EventJournal::WritePending() {
-  std::string data;
+  std::vector<std::string> records;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     TSRUtilityTiming::invalidateTimer(write_timer_);
     write_timer_.reset();
-    data.swap(pending_);
+    records.swap(pending_);
     if (state_ != State::kOpen) return;
   }
-  if (data.empty() || !file_) return;
-  platform::IoResult written = file_->append(data);
-  if (!written.ok) {
-    TSR_LOG_ERROR("Events: Could not write to the event journal: %@", written.description);
-    CloseAndRetryLater();
-    return;
+  if (records.empty() || !file_) return;
+  // Gathered into writes of about kWriteChunk: few calls, and a buffer that
+  // is reused instead of one as large as the burst.
+  std::size_t next = 0;
+  while (next < records.size()) {
+    write_buffer_.clear();
+    while (next < records.size() && (write_buffer_.empty() || write_buffer_.size() + records[next].size() <= kWriteChunk)) {
+      write_buffer_ += records[next++];
+    }
+    platform::IoResult written = file_->append(write_buffer_);
+    if (!written.ok) {
+      TSR_LOG_ERROR("Events: Could not write to the event journal: %@", written.description);
+      CloseAndRetryLater();
+      return;
+    }
+    journal_bytes_ += write_buffer_.size();
   }
-  journal_bytes_ += data.size();
+  if (write_buffer_.capacity() > 2 * kWriteChunk) std::string().swap(write_buffer_);  // one record was larger
   if (journal_bytes_ >= kFoldAfterBytes) wants_fold_ = true;
   ScheduleSync();
 }

@@ -62,6 +62,8 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   // A journal this long asks for a fold, however long the app has run
   // without saving: it would otherwise grow with every event ever sent.
   static constexpr std::size_t kFoldAfterBytes = 4 * 1024 * 1024;
+  // What one write to the journal gathers, at most (a larger record alone).
+  static constexpr std::size_t kWriteChunk = 64 * 1024;
   // After a failed write the journal is rebuilt at once, then no more
   // often than this.
   static constexpr double kRetryDelay = 10.0;
@@ -116,7 +118,7 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
     kClosed,  // not started yet, or a write failed: records wait for a fold
   };
 
-  void Append(const std::string& record);
+  void Append(std::string record);
   // On the writer queue.
   void WritePending();
   void ScheduleSync();
@@ -132,7 +134,9 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   // Shared by both queues.
   mutable std::mutex mutex_;
   State state_ = State::kOff;
-  std::string pending_;  // records not yet written
+  // Records not yet written, each as it was made: the writer gathers them,
+  // so that a burst of events never copies a growing buffer over and over.
+  std::vector<std::string> pending_;
   std::shared_ptr<platform::Timer> write_timer_;
 
   // The event queue's.
@@ -142,6 +146,7 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
 
   // The writer queue's.
   std::unique_ptr<platform::AppendFile> file_;
+  std::string write_buffer_;  // kept between writes, at most about kWriteChunk
   std::size_t journal_bytes_ = 0;
   bool unsynced_ = false;
   double last_sync_ = -1e300;

@@ -499,7 +499,7 @@ void TSRQueuedEventSender::sendQueuedEvents() {
       if (!self || sender != self->event_sender_delegate_.get()) return;
       TSR_LOG_INFO("Events: Successfully sent %lu events.", count);
       TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self, count] { self->requestSucceeded(count); });
-      self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses.value_or(Json()));
+      self->handleSuccessBlockWithTag(kTag, requestUUID, response, eventResponses ? *eventResponses : Json());
     });
   };
   auto onFailure = [weak, count](TSREventSender* sender, const std::string& requestUUID,
@@ -567,12 +567,13 @@ void TSRQueuedEventSender::requestFailed(const TSRError& error) {
 
 void TSRQueuedEventSender::handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
                                                      const std::optional<platform::HttpResponse>& response,
-                                                     const Json& eventResponses) {
+                                                     Json eventResponses) {
   if (!success_block_) return;
   auto self = shared_from_this();
-  TSRUtilitySafety::runOnMainWithTag(environment_->platform(), tag, [self, requestUUID, response, eventResponses] {
-    self->success_block_(self.get(), requestUUID, response, eventResponses);
-  });
+  TSRUtilitySafety::runOnMainWithTag(environment_->platform(), tag,
+                                     [self, requestUUID, response, eventResponses = std::move(eventResponses)] {
+                                       self->success_block_(self.get(), requestUUID, response, eventResponses);
+                                     });
 }
 
 void TSRQueuedEventSender::handleFailureBlockWithTag(const char* tag, const std::optional<std::string>& requestUUID,

@@ -173,7 +173,7 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
 
   // Run on the main thread.
   void handleSuccessBlockWithTag(const char* tag, const std::string& requestUUID,
-                                 const std::optional<platform::HttpResponse>& response, const Json& eventResponses);
+                                 const std::optional<platform::HttpResponse>& response, Json eventResponses);
   void handleFailureBlockWithTag(const char* tag, const std::optional<std::string>& requestUUID,
                                  const std::optional<platform::HttpResponse>& response, const TSRError& error);
 

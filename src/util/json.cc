@@ -36,10 +36,6 @@ const char* JsonClassName(const Json& value) {
   return "NSObject";
 }
 
-std::string JsonDump(const Json& value) {
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 namespace {
 
 std::size_t Mix(std::size_t seed, std::size_t h) {

@@ -140,28 +140,37 @@ std::optional<Json> TSRUtilityJSON::jsonArrayFromString(const std::optional<std:
   return parsed;
 }
 
-std::optional<std::string> TSRUtilityJSON::dataFromJSON(const std::optional<Json>& object, bool prettyPrinted) {
-  if (!object) return std::nullopt;
-  if (!isValidJSONObject(*object)) {
-    TSR_LOG_ERROR("JSON: Couldn't serialize, not valid object/array: %@", *object);
+std::optional<std::string> TSRUtilityJSON::dataFromJSON(const Json& object, bool prettyPrinted) {
+  if (!isValidJSONObject(object)) {
+    TSR_LOG_ERROR("JSON: Couldn't serialize, not valid object/array: %@", object);
     return std::nullopt;
   }
   try {
-    return prettyPrinted ? object->dump(2, ' ', false, Json::error_handler_t::replace) : JsonDump(*object);
+    return prettyPrinted ? object.dump(2, ' ', false, Json::error_handler_t::replace) : JsonDump(object);
   } catch (const Json::exception& e) {
-    TSR_LOG_ERROR("JSON: Error serializing: %@ for: %@", e.what(), *object);
+    TSR_LOG_ERROR("JSON: Error serializing: %@ for: %@", e.what(), object);
     return std::nullopt;
   }
 }
 
-std::optional<std::string> TSRUtilityJSON::stringFromJSON(const std::optional<Json>& object, bool prettyPrinted) {
+std::optional<std::string> TSRUtilityJSON::dataFromJSON(const std::optional<Json>& object, bool prettyPrinted) {
+  if (!object) return std::nullopt;
+  return dataFromJSON(*object, prettyPrinted);
+}
+
+std::optional<std::string> TSRUtilityJSON::stringFromJSON(const Json& object, bool prettyPrinted) {
   auto data = dataFromJSON(object, prettyPrinted);
   if (!data) return std::nullopt;
   if (!isValidUTF8(*data)) {
-    TSR_LOG_ERROR("JSON: Couldn't decode UTF8 string for: %@", *object);
+    TSR_LOG_ERROR("JSON: Couldn't decode UTF8 string for: %@", object);
     return std::nullopt;
   }
   return data;
+}
+
+std::optional<std::string> TSRUtilityJSON::stringFromJSON(const std::optional<Json>& object, bool prettyPrinted) {
+  if (!object) return std::nullopt;
+  return stringFromJSON(*object, prettyPrinted);
 }
 
 }  // namespace tessarin

@@ -19,8 +19,12 @@ class TSRUtilityJSON {
   static std::optional<Json> jsonArrayFromData(const std::string& data);
   static std::optional<Json> jsonFromString(const std::optional<std::string>& string);
   static std::optional<Json> jsonArrayFromString(const std::optional<std::string>& string);
-  // Only an object or an array (with finite numbers) serialises.
+  // Only an object or an array (with finite numbers) serialises. The
+  // overloads that take a value spare a caller with no optional the copy of
+  // its whole tree that making one would cost.
+  static std::optional<std::string> dataFromJSON(const Json& object, bool prettyPrinted = false);
   static std::optional<std::string> dataFromJSON(const std::optional<Json>& object, bool prettyPrinted = false);
+  static std::optional<std::string> stringFromJSON(const Json& object, bool prettyPrinted = false);
   static std::optional<std::string> stringFromJSON(const std::optional<Json>& object, bool prettyPrinted = false);
 
   static bool isValidJSONObject(const Json& object);

@@ -1,6 +1,7 @@
 // tessarin-service: runs the local Tessarin service on its own, so that a
 // host app developer can point their app at it and see what the SDK sends,
 // as JSON lines here and on the console page it serves.
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -63,6 +64,12 @@ void PrintUsage(const tessarin::service::LocalService& service) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Each request is answered on a pooled thread whose allocator arena would
+  // otherwise hand its free top back to the kernel after every answer (the
+  // response's compressor alone takes 256 KiB), which under load costs more
+  // than the answering: a process of its own may keep what it freed.
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+  mallopt(M_MMAP_THRESHOLD, 16 << 20);
   tessarin::service::LocalService::Options options;
   std::string scriptPath;
   bool quiet = false;

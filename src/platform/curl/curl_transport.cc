@@ -1,6 +1,7 @@
 #include "platform/curl/curl_transport.h"
 
 #include <curl/curl.h>
+#include <pthread.h>
 #include <strings.h>
 
 #include <atomic>
@@ -130,6 +131,8 @@ class CurlTransport::Engine {
   long connectionsOpened() const { return connections_opened_.load(); }
 
   void run() {
+    // Named, so that a host's profiler or `top -H` can tell it apart.
+    pthread_setname_np(pthread_self(), "tessarin.curl");
     for (;;) {
       std::deque<Pending> incoming;
       {
