@@ -90,7 +90,9 @@ TESSARIN_EXPORT void tessarin_free(void *pointer);
 
 /* ---- The host app -------------------------------------------------------- */
 
-#define TESSARIN_HOST_OPTIONS_VERSION 1
+/* Version 2 added trusted_certificates_file and request_timeout; a struct
+   of version 1 (without them) is still taken. */
+#define TESSARIN_HOST_OPTIONS_VERSION 2
 
 /* Who the host app is. Fill it after tessarin_host_options_init; a NULL
    string leaves the default. */
@@ -114,6 +116,12 @@ typedef struct tessarin_host_options {
   const char *info_json;
   /* Whether the user lets the app show notifications; default 1. */
   int notifications_allowed;
+  /* A PEM file of the certificates to trust for the service instead of the
+     system's; the service's host name is checked either way. */
+  const char *trusted_certificates_file;
+  /* Seconds a request may take in all before it fails as timed out; 0 (the
+     default): no such bound. */
+  double request_timeout;
 } tessarin_host_options;
 
 /* Sets `options` to the defaults: every string NULL, notifications allowed. */

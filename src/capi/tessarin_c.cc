@@ -210,7 +210,7 @@ void tessarin_host_options_init(tessarin_host_options* options) {
 tessarin_status tessarin_host_configure(const tessarin_host_options* options) {
   static constexpr const char* kFunction = "tessarin_host_configure";
   return Guard(kFunction, TESSARIN_ERROR_INTERNAL, [&] {
-    if (!options || options->version != TESSARIN_HOST_OPTIONS_VERSION) {
+    if (!options || options->version < 1 || options->version > TESSARIN_HOST_OPTIONS_VERSION) {
       TSR_LOG_ERROR("C API: %@: options missing or of an unknown version", kFunction);
       return TESSARIN_ERROR_INVALID_ARGUMENT;
     }
@@ -229,6 +229,15 @@ tessarin_status tessarin_host_configure(const tessarin_host_options* options) {
       host.info = std::move(*info);
     }
     host.notificationsAllowed = options->notifications_allowed != 0;
+    // A version 1 struct ends before these: its memory is not read past.
+    if (options->version >= 2) {
+      if (options->trusted_certificates_file) host.trustedCertificatesFile = options->trusted_certificates_file;
+      if (!(options->request_timeout >= 0)) {
+        TSR_LOG_ERROR("C API: %@: request_timeout must be 0 or more seconds", kFunction);
+        return TESSARIN_ERROR_INVALID_ARGUMENT;
+      }
+      host.requestTimeout = options->request_timeout;
+    }
     return TessarinHost::configure(std::move(host)) ? TESSARIN_OK : TESSARIN_ERROR_ALREADY_CONFIGURED;
   });
 }

@@ -311,12 +311,13 @@ std::optional<Json> TSRJsonPath::evaluate(const Json* object, std::optional<std:
 std::optional<std::vector<TSRJsonPathNode>> TSRJsonPath::evaluateNodes(const Json* object,
                                                                        std::optional<std::string_view> expr) const {
   if (!object || !expr || !ValidResultType(resultType_)) return std::nullopt;
-  return Tracer(*this).run(jsonpath::NormalizedSegments(*expr), object);
+  std::shared_ptr<const jsonpath::Segments> segments = jsonpath::NormalizedSegments(*expr);
+  return Tracer(*this).run(*segments, object);
 }
 
 std::vector<std::string> TSRJsonPath::normalize(std::string_view expression) {
   std::vector<std::string> texts;
-  for (const Segment& segment : jsonpath::NormalizedSegments(expression)) texts.push_back(segment.text);
+  for (const Segment& segment : *jsonpath::NormalizedSegments(expression)) texts.push_back(segment.text);
   return texts;
 }
 

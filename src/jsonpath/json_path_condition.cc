@@ -121,13 +121,13 @@ Operand ParseOperand(const std::string& text) {
   Operand operand;
   if (StartsWith(text, "@path")) {
     operand.kind = Operand::Kind::kCurrentPath;
-    operand.expression = &NormalizedSegments(RootedAt(text, 5));
+    operand.expression = NormalizedSegments(RootedAt(text, 5));
   } else if (StartsWith(text, "@")) {
     operand.kind = Operand::Kind::kCurrent;
-    operand.expression = &NormalizedSegments(RootedAt(text, 1));
+    operand.expression = NormalizedSegments(RootedAt(text, 1));
   } else if (StartsWith(text, "$")) {
     operand.kind = Operand::Kind::kRoot;
-    operand.expression = &NormalizedSegments(text);
+    operand.expression = NormalizedSegments(text);
   } else if (text.size() >= 2 && text.front() == '\'' && text.back() == '\'') {
     operand.kind = Operand::Kind::kValue;
     operand.value = text.substr(1, text.size() - 2);

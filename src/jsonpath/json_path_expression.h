@@ -27,10 +27,12 @@ struct Segment {
 
 using Segments = std::vector<Segment>;
 
-// The segments of an expression, from the process-wide cache. The cache is
-// never emptied, so the reference stays valid for the life of the process;
-// any thread may ask.
-const Segments& NormalizedSegments(std::string_view expression);
+// The segments of an expression, from the process-wide cache; any thread
+// may ask. The cache holds a bounded number of texts (kCachedExpressions)
+// and starts over when full, so what it hands out is shared: an evaluation
+// or a compiled condition keeps its segments however the cache changes.
+inline constexpr std::size_t kCachedExpressions = 512;
+std::shared_ptr<const Segments> NormalizedSegments(std::string_view expression);
 // The same work without the cache.
 Segments Normalize(std::string_view expression);
 
@@ -45,7 +47,7 @@ struct Operand {
     kRegex,        // "/pattern/flags"
   };
   Kind kind = Kind::kMissing;
-  const Segments* expression = nullptr;  // kCurrentPath, kCurrent, kRoot
+  std::shared_ptr<const Segments> expression;  // kCurrentPath, kCurrent, kRoot
   Json value;                            // kValue
   // kRegex: the literal as written and what compiling it gave. The warnings
   // and the error are logged again at every evaluation, as they would be if

@@ -111,25 +111,27 @@ Segments Normalize(std::string_view expression) {
   return segments;
 }
 
-const Segments& NormalizedSegments(std::string_view expression) {
-  // Kept for the life of the process and never emptied: the rules are few
-  // and fixed by the configuration, and entries are handed out by reference.
-  // Deliberately never destroyed, so that no exit-time destructor can pull
-  // an entry from under a late evaluation.
+std::shared_ptr<const Segments> NormalizedSegments(std::string_view expression) {
+  // The rules of one configuration are few and asked for again and again;
+  // a long-lived process sees many configurations, so the cache is bounded
+  // and simply starts over when full: whoever holds an entry keeps it.
+  // Deliberately never destroyed, so that no exit-time destructor runs
+  // under a late evaluation.
   static std::mutex mutex;
   static auto* const cache =
-      new std::unordered_map<std::string, std::unique_ptr<const Segments>, TextHash, std::equal_to<>>();
+      new std::unordered_map<std::string, std::shared_ptr<const Segments>, TextHash, std::equal_to<>>();
   {
     std::lock_guard<std::mutex> lock(mutex);
     auto found = cache->find(expression);
-    if (found != cache->end()) return *found->second;
+    if (found != cache->end()) return found->second;
   }
   // Normalising compiles the operands of conditions, which normalises their
   // own expressions through this cache, so the lock is not held meanwhile.
   // Two threads may normalise the same text at once; the first stored wins.
-  auto segments = std::make_unique<const Segments>(Normalize(expression));
+  auto segments = std::make_shared<const Segments>(Normalize(expression));
   std::lock_guard<std::mutex> lock(mutex);
-  return *cache->try_emplace(std::string(expression), std::move(segments)).first->second;
+  if (cache->size() >= kCachedExpressions) cache->clear();
+  return cache->try_emplace(std::string(expression), std::move(segments)).first->second;
 }
 
 }  // namespace tessarin::jsonpath

@@ -13,6 +13,7 @@
 #include "util/environment.h"
 #include "util/json_util.h"
 #include "util/persistence.h"
+#include "util/safety.h"
 #include "util/timing_util.h"
 
 namespace tessarin {
@@ -321,6 +322,7 @@ void EventJournal::deleteFiles() {
       std::lock_guard<std::mutex> lock(mutex_);
       state_ = State::kOff;
       pending_.clear();
+      pending_bytes_ = 0;
       TSRUtilityTiming::invalidateTimer(write_timer_);
       write_timer_.reset();
     }
@@ -361,7 +363,15 @@ void EventJournal::remove(std::vector<std::uint64_t> seqs) {
 void EventJournal::Append(std::string record) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (state_ != State::kOpen) return;
+  pending_bytes_ += record.size();
   pending_.push_back(std::move(record));
+  if (pending_bytes_ >= kWriteEarlyBytes && !early_write_posted_) {
+    early_write_posted_ = true;
+    std::weak_ptr<EventJournal> weak = weak_from_this();
+    TSRUtilitySafety::runAsyncOnQueue(writer_queue_, kWriteTag, [weak] {
+      if (auto self = weak.lock()) self->WritePending();
+    });
+  }
   if (write_timer_) return;
   std::weak_ptr<EventJournal> weak = weak_from_this();
   write_timer_ = TSRUtilityTiming::createAndScheduleTimer(environment_->platform(), kWriteTag, writer_queue_, false,
@@ -379,6 +389,8 @@ void EventJournal::WritePending() {
     TSRUtilityTiming::invalidateTimer(write_timer_);
     write_timer_.reset();
     records.swap(pending_);
+    pending_bytes_ = 0;
+    early_write_posted_ = false;
     if (state_ != State::kOpen) return;
   }
   if (records.empty() || !file_) return;
@@ -450,6 +462,7 @@ void EventJournal::Start(const std::string& content) {
     std::lock_guard<std::mutex> lock(mutex_);
     state_ = State::kOpen;
     pending_.clear();
+    pending_bytes_ = 0;
   }
   TSRUtilityTiming::invalidateTimer(retry_timer_);
   retry_timer_.reset();
@@ -466,6 +479,7 @@ void EventJournal::CloseAndRetryLater() {
     std::lock_guard<std::mutex> lock(mutex_);
     state_ = State::kClosed;
     pending_.clear();
+    pending_bytes_ = 0;
   }
   const double now = Now();
   if (now >= next_retry_) {

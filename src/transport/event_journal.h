@@ -64,6 +64,10 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   static constexpr std::size_t kFoldAfterBytes = 4 * 1024 * 1024;
   // What one write to the journal gathers, at most (a larger record alone).
   static constexpr std::size_t kWriteChunk = 64 * 1024;
+  // Records waiting this long are written at once, not after kWriteDelay:
+  // an app recording at full speed does not hold a tenth of a second of
+  // its events twice in memory.
+  static constexpr std::size_t kWriteEarlyBytes = 256 * 1024;
   // After a failed write the journal is rebuilt at once, then no more
   // often than this.
   static constexpr double kRetryDelay = 10.0;
@@ -137,6 +141,8 @@ class EventJournal : public std::enable_shared_from_this<EventJournal> {
   // Records not yet written, each as it was made: the writer gathers them,
   // so that a burst of events never copies a growing buffer over and over.
   std::vector<std::string> pending_;
+  std::size_t pending_bytes_ = 0;
+  bool early_write_posted_ = false;
   std::shared_ptr<platform::Timer> write_timer_;
 
   // The event queue's.

@@ -1,6 +1,7 @@
 #include "transport/queued_event_sender.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cinttypes>
 #include <cstdio>
@@ -31,9 +32,9 @@ std::size_t NumberStringLength(const Json& number) {
   char text[48];
   int length;
   if (number.is_number_unsigned()) {
-    length = std::snprintf(text, sizeof text, "%" PRIu64, number.get<std::uint64_t>());
+    return static_cast<std::size_t>(std::to_chars(text, text + sizeof text, number.get<std::uint64_t>()).ptr - text);
   } else if (number.is_number_integer()) {
-    length = std::snprintf(text, sizeof text, "%" PRId64, number.get<std::int64_t>());
+    return static_cast<std::size_t>(std::to_chars(text, text + sizeof text, number.get<std::int64_t>()).ptr - text);
   } else {
     length = std::snprintf(text, sizeof text, "%.17g", number.get<double>());
   }

@@ -67,7 +67,10 @@ void TSRUtilitySafety::runReportOnMainWithTag(platform::Platform& platform,
   }
   std::shared_ptr<HandOffTicket> ticket = enterEventHandOff(counters);
   if (!ticket) return;
-  runAsyncOnQueue(platform.mainQueue(), tag, [ticket, block = std::move(block)] { block(); });
+  // One task, guarded as runAsyncOnQueue guards it, without wrapping the
+  // block twice: this runs for every report an app makes off the main thread.
+  platform.mainQueue()->async(
+      [tag, ticket = std::move(ticket), block = std::move(block)] { runWithTag(tag, block); });
 }
 
 std::shared_ptr<HandOffTicket> TSRUtilitySafety::enterEventHandOff(const std::shared_ptr<EventCounters>& counters) {

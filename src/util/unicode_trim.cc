@@ -1,5 +1,7 @@
 #include "util/unicode_trim.h"
 
+#include <algorithm>
+
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -37,6 +39,11 @@ std::string TrimWhitespaceAndNewlines(std::string_view text) {
 }
 
 std::size_t Utf16Length(std::string_view text) {
+  // Most of what is measured (every event's keys and values) is ASCII, one
+  // unit a byte: only text with other bytes is decoded.
+  if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    return text.size();
+  }
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   int32_t length = static_cast<int32_t>(text.size());
   std::size_t units = 0;

@@ -135,8 +135,8 @@ int main(int argc, char **argv) {
   char configuration[256];
   char *user_id;
 
-  if (argc != 3) {
-    fprintf(stderr, "usage: tessarin-capi-probe PORT DATA_DIRECTORY\n");
+  if (argc != 4) {
+    fprintf(stderr, "usage: tessarin-capi-probe PORT DATA_DIRECTORY CERTIFICATE_FILE\n");
     return 64;
   }
   memset(&session, 0, sizeof session);
@@ -159,13 +159,18 @@ int main(int argc, char **argv) {
   options.data_directory = argv[2];
   options.os_name = "CapiOS";
   options.info_json = "{\"TessarinSwizzlingEnabled\": false}";
+  /* The service's own certificate, over TLS. */
+  options.trusted_certificates_file = argv[3];
+  options.request_timeout = -1;
+  CHECK_STATUS(TESSARIN_ERROR_INVALID_ARGUMENT, tessarin_host_configure(&options));
+  options.request_timeout = 20;
   CHECK_STATUS(TESSARIN_OK, tessarin_host_configure(&options));
   CHECK_STATUS(TESSARIN_ERROR_ALREADY_CONFIGURED, tessarin_host_configure(&options));
   CHECK(strcmp(tessarin_version(), "1.5.0") == 0);
 
   tessarin_host_did_finish_launching();
   snprintf(configuration, sizeof configuration,
-           "{\"account\": \"capi\", \"dataset\": \"shop\", \"domain\": \"127.0.0.1\", \"protocol\": \"http\","
+           "{\"account\": \"capi\", \"dataset\": \"shop\", \"domain\": \"127.0.0.1\", \"protocol\": \"https\","
            " \"port\": %d, \"useCDN\": false}",
            atoi(argv[1]));
   CHECK_STATUS(TESSARIN_OK, tessarin_start(configuration));

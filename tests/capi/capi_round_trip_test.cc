@@ -66,8 +66,15 @@ class CapiRoundTrip : public ::testing::Test {
     return status ? *status : -1;
   }
 
+  static LocalService::Options OverTls() {
+    LocalService::Options options;
+    options.https = true;
+    return options;
+  }
+
   TempDir data;
-  LocalService service;
+  // Over TLS, its generated certificate handed to the probe as the one to trust.
+  LocalService service{OverTls()};
 };
 
 const Json* Find(const std::vector<Json>& events, const std::function<bool(const Json&)>& match) {
@@ -97,7 +104,7 @@ TEST_F(CapiRoundTrip, SessionOfACApp) {
   service.queueCampaigns(
       Json::array({LocalService::DataCampaign("hero", Json{{"headline", "Spring sale"}}, "cmp-1", "Global")}));
 
-  ChildProcess probe({TESSARIN_CAPI_PROBE, std::to_string(service.port()), data.path()});
+  ChildProcess probe({TESSARIN_CAPI_PROBE, std::to_string(service.port()), data.path(), service.certificatePath()});
   ASSERT_TRUE(probe.started());
   ASSERT_EQ(RunProbe(probe), 0) << "the probe's own checks failed (see its stderr)";
 

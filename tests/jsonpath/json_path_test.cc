@@ -139,23 +139,31 @@ TEST(JsonPathNormalize, SeparatorsCountOnlyAsWholeCharacters) {
   EXPECT_EQ(Values(commas, "$[x,\xCC\x81y]"), Json::array());
 }
 
-TEST(JsonPathNormalize, EachTextIsNormalisedOnceForTheProcess) {
-  const jsonpath::Segments& first = jsonpath::NormalizedSegments("$.cache.probe[?(@.x == 1)]");
-  const jsonpath::Segments& again = jsonpath::NormalizedSegments(std::string("$.cache.probe[?(@.x == 1)]"));
-  EXPECT_EQ(&first, &again);
-  EXPECT_NE(&first, &jsonpath::NormalizedSegments("$.cache.probe[?(@.x == 2)]"));
+TEST(JsonPathNormalize, EachTextIsNormalisedOnceUntilTheBoundedCacheStartsOver) {
+  auto first = jsonpath::NormalizedSegments("$.cache.probe[?(@.x == 1)]");
+  EXPECT_EQ(first, jsonpath::NormalizedSegments(std::string("$.cache.probe[?(@.x == 1)]")));
+  EXPECT_NE(first, jsonpath::NormalizedSegments("$.cache.probe[?(@.x == 2)]"));
   // The condition's operand expression is normalised through the same cache.
-  ASSERT_TRUE(first.back().condition);
-  EXPECT_EQ(first.back().condition->left.expression, &jsonpath::NormalizedSegments("$.x"));
+  ASSERT_TRUE(first->back().condition);
+  EXPECT_EQ(first->back().condition->left.expression, jsonpath::NormalizedSegments("$.x"));
 
   // Threads asking at once all get the one entry.
-  std::vector<const jsonpath::Segments*> seen(4);
+  std::vector<std::shared_ptr<const jsonpath::Segments>> seen(4);
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < seen.size(); ++i) {
-    threads.emplace_back([&seen, i] { seen[i] = &jsonpath::NormalizedSegments("$.cache.race[0:2]"); });
+    threads.emplace_back([&seen, i] { seen[i] = jsonpath::NormalizedSegments("$.cache.race[0:2]"); });
   }
   for (std::thread& thread : threads) thread.join();
-  for (const jsonpath::Segments* segments : seen) EXPECT_EQ(segments, seen[0]);
+  for (const auto& segments : seen) EXPECT_EQ(segments, seen[0]);
+
+  // A process that meets ever new texts does not keep them all: once the
+  // cache has started over, the first text is normalised afresh, and what
+  // was handed out before (with its condition's operands) stays usable.
+  for (std::size_t i = 0; i <= jsonpath::kCachedExpressions; ++i) {
+    jsonpath::NormalizedSegments("$.cache.churn[" + std::to_string(i) + "]");
+  }
+  EXPECT_NE(first, jsonpath::NormalizedSegments("$.cache.probe[?(@.x == 1)]"));
+  EXPECT_EQ(first->back().condition->left.expression->back().text, "x");
 }
 
 // The rules below are where this dialect parts from others.

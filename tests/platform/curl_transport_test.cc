@@ -198,6 +198,18 @@ TEST_F(CurlTransportTest, RealFailuresArriveAsThePlatformCodeAndText) {
     }
   }
 
+  // An answer larger than the transport takes (counted once decoded) ends
+  // the transfer; the body is not kept.
+  CurlTransportOptions small;
+  small.maxResponseBytes = 64;
+  CurlTransport limited(small);
+  Outcome oversized;
+  limited.perform(Get(service_.consoleUrl()), oversized.completion());
+  ASSERT_TRUE(oversized.wait());
+  EXPECT_EQ(FailureCode(oversized), -1103);
+  EXPECT_EQ(oversized.failure->description, "resource exceeds maximum size");
+  EXPECT_TRUE(oversized.body.empty());
+
   service_.stop();  // nothing listens there now
   Outcome refused;
   quick.perform(Get("http://" + plain + "/"), refused.completion());

@@ -358,6 +358,24 @@ TEST_F(EventJournalTest, RecordsReachTheFileWithinATenthOfASecondAndSyncsComeAtM
   }
 }
 
+TEST_F(EventJournalTest, ARushOfRecordsIsWrittenAtOnceInsteadOfWaitingInMemory) {
+  auto queue = Make();
+  sim->runUntilIdle();
+  // 40 records of 8 KiB, with no time passing: past kWriteEarlyBytes they
+  // go to the file without the write delay.
+  const std::string filler(8 * 1024, 'x');
+  for (int i = 0; i < 40; ++i) queue->addEvent(Json{{"id", i}, {"filler", filler}});
+  sim->runUntilIdle();
+  // The write the rush set off took everything waiting by then.
+  EXPECT_EQ(JournalLines(ReadFile(JournalPath())).adds, 40);
+  // A record after it waits for the delay as usual.
+  queue->addEvent(Event(40));
+  sim->runUntilIdle();
+  EXPECT_EQ(JournalLines(ReadFile(JournalPath())).adds, 40);
+  sim->advance(EventJournal::kWriteDelay);
+  EXPECT_EQ(JournalLines(ReadFile(JournalPath())).adds, 41);
+}
+
 TEST_F(EventJournalTest, AFailedWriteOrSyncIsLoggedAndTheNextFoldRebuildsTheJournal) {
   auto files = std::make_shared<RecordingFiles>(sim->posixFileSystem(), sim.get());
   sim->setFileSystem(files);

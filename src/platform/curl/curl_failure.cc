@@ -42,6 +42,7 @@ TransportFailure CertificateFailure(const CurlResult& result) {
 }  // namespace
 
 TransportFailure TransportFailureForCurlResult(const CurlResult& result) {
+  if (result.bodyTooLarge) return Failure(-1103, "resource exceeds maximum size");
   switch (result.code) {
     case CURLE_URL_MALFORMAT:
       return Failure(-1000, "bad URL");

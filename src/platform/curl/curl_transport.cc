@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <deque>
@@ -67,6 +68,8 @@ struct Transfer {
   HttpCompletion completion;
   HttpResponse response;
   std::string body;
+  std::size_t maxBody = 0;
+  bool bodyTooLarge = false;
   char error[CURL_ERROR_SIZE] = {};
 
   ~Transfer() {
@@ -76,7 +79,12 @@ struct Transfer {
 };
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
-  static_cast<Transfer*>(user)->body.append(data, size * count);
+  auto* transfer = static_cast<Transfer*>(user);
+  if (size * count > transfer->maxBody - std::min(transfer->maxBody, transfer->body.size())) {
+    transfer->bodyTooLarge = true;
+    return 0;  // ends the transfer with a write error
+  }
+  transfer->body.append(data, size * count);
   return size * count;
 }
 
@@ -170,6 +178,7 @@ class CurlTransport::Engine {
     auto transfer = std::make_unique<Transfer>();
     transfer->request = std::move(pending.request);
     transfer->completion = std::move(pending.completion);
+    transfer->maxBody = options_.maxResponseBytes;
     transfer->easy = curl_easy_init();
     if (!transfer->easy) {
       Complete(transfer->completion, std::nullopt, {}, TransportFailureForCurlResult(CurlResult{.code = CURLE_OUT_OF_MEMORY, .host = {}}));
@@ -276,6 +285,7 @@ class CurlTransport::Engine {
     curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &outcome.osErrno);
     curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &outcome.verifyResult);
     outcome.host = HostOf(effective_url ? effective_url : transfer->request.url.c_str());
+    outcome.bodyTooLarge = transfer->bodyTooLarge;
     if (result == CURLE_COULDNT_RESOLVE_HOST && options_.networkOffline) outcome.offline = options_.networkOffline();
     Complete(transfer->completion, response, {}, TransportFailureForCurlResult(outcome));
   }

@@ -34,6 +34,10 @@ struct CurlTransportOptions {
   // Seconds the whole request may take; 0: no limit beyond the idle one.
   double totalTimeout = 0;
   long maxRedirects = 10;
+  // The most an answer's body may hold once decoded; a larger one fails as
+  // "resource exceeds maximum size" instead of growing the app's memory
+  // with whatever a server (or a compressed bomb) sends.
+  std::size_t maxResponseBytes = 16 * 1024 * 1024;
   // Connections open at once to one host; further requests wait for one.
   long maxHostConnections = 6;
   // Whether the host knows it has no network at all; a failed name lookup
@@ -49,6 +53,7 @@ struct CurlResult {
   long verifyResult = 0;  // the certificate check's X509 result (CURLINFO_SSL_VERIFYRESULT)
   bool offline = false;   // the host reported no network
   std::string host;       // the request's host, named by the certificate texts
+  bool bodyTooLarge = false;  // the answer outgrew maxResponseBytes
 };
 
 // The URL-loading failure for a curl result other than CURLE_OK.
