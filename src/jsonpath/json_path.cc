@@ -11,6 +11,7 @@
 namespace tessarin {
 
 using jsonpath::Condition;
+using jsonpath::StartsWith;
 using jsonpath::Operand;
 using jsonpath::OperandItem;
 using jsonpath::Segment;
@@ -20,10 +21,6 @@ namespace {
 
 using Rest = std::span<const Segment>;
 using Path = std::vector<std::string>;
-
-bool StartsWith(std::string_view text, std::string_view prefix) {
-  return text.substr(0, prefix.size()) == prefix;
-}
 
 bool ValidResultType(long resultType) {
   return resultType == TSRJsonPath::kResultTypeValue || resultType == TSRJsonPath::kResultTypePath;

@@ -18,10 +18,6 @@
 namespace tessarin::jsonpath {
 namespace {
 
-bool StartsWith(std::string_view text, std::string_view prefix) {
-  return text.substr(0, prefix.size()) == prefix;
-}
-
 std::string Strip(std::string_view segment, const icu::RegexPattern* outerParentheses) {
   if (!outerParentheses) return std::string(segment);
   return ToUtf8(ReplaceAll(ToUnicode(segment), *outerParentheses, icu::UnicodeString(u"$1")));

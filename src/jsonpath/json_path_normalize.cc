@@ -13,10 +13,6 @@
 namespace tessarin::jsonpath {
 namespace {
 
-bool StartsWith(std::string_view text, std::string_view prefix) {
-  return text.substr(0, prefix.size()) == prefix;
-}
-
 // Rewrites with a template; the text stays as it is should an expression of
 // this file ever fail to compile.
 icu::UnicodeString Rewrite(const icu::UnicodeString& text, const icu::RegexPattern* regex,

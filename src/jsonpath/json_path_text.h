@@ -41,6 +41,8 @@ std::vector<std::string> SplitAtComposedCharacter(std::string_view text, char se
 
 // Matches "^[-0-9]+$": array indexes and path elements that print as "[n]".
 bool IsDecimalNumber(std::string_view text);
+
+inline bool StartsWith(std::string_view text, std::string_view prefix) { return text.starts_with(prefix); }
 // An optional sign, then decimal digits up to the first other character; 0
 // when there are none; saturates on overflow. Callers pass only text that
 // IsDecimalNumber accepted, which reads "-" as 0 and "1-2" as 1.

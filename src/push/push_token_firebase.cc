@@ -32,7 +32,7 @@ using platform::Platform;
 
 const char* const kFetchTag = "+[TSRPushTokenManager fetchFirebaseTokenWithSelector:onInstance:]_block_invoke";
 const char* const kHooksTag = "+[TSRPushTokenManager setupFirebaseTokenCallbackHooks]_block_invoke";
-const char* const kSetDelegateTag = "+[TSRPushTokenManager swizzleSetFIRMessagingDelegate:]_block_invoke";
+const char* const kSetMessagingDelegateTag = "+[TSRPushTokenManager swizzleSetFIRMessagingDelegate:]_block_invoke";
 const char* const kDelegateTag = "+[TSRPushTokenManager swizzleFIRMessagingDelegate:selector:]_block_invoke";
 
 const char* const kReceiveTokenSelector = "messaging:didReceiveRegistrationToken:";
@@ -275,7 +275,7 @@ void TSRPushTokenManager::swizzleSetFIRMessagingDelegate(Platform& platform,
   auto previous = TSRSwizzler::replaceMethod(
       "setDelegate:", messaging->cls(),
       TSRSwizzler::afterPrevious([weak_platform, weak_host](std::any result, HostObject&, const HostArgs& args) {
-        TSRUtilitySafety::runWithTag(kSetDelegateTag, [&] {
+        TSRUtilitySafety::runWithTag(kSetMessagingDelegateTag, [&] {
           auto delegate = args.empty() ? nullptr : platform::HostObjectFrom(args[0]);
           auto platform = weak_platform.lock();
           auto host = weak_host.lock();

@@ -11,6 +11,7 @@
 #include "platform/ui/window.h"
 #include "tracking/campaign_impl.h"
 #include "tracking/context_impl.h"
+#include "ui/log_address.h"
 #include "ui/message_action.h"
 #include "ui/message_button.h"
 #include "ui/message_data.h"
@@ -30,8 +31,6 @@ const char* CampaignClassName(const TSRCampaign* campaign) {
   if (dynamic_cast<const TSRCampaignDataMessage*>(campaign)) return "TSRCampaignDataMessage";
   return "TSRCampaign";
 }
-
-const void* Address(const void* object) { return object; }
 
 // A view as a log line shows an object: its class and address.
 std::string Describe(const kit::View* view) {

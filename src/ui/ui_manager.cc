@@ -4,6 +4,7 @@
 #include "base/sdk_facade.h"
 #include "platform/ui/screen.h"
 #include "tracking/context_impl.h"
+#include "ui/log_address.h"
 #include "ui/message_view_controller.h"
 #include "ui/ui_root_view_controller.h"
 #include "ui/ui_window.h"
@@ -13,8 +14,6 @@
 namespace tessarin {
 
 namespace {
-
-const void* Address(const void* object) { return object; }
 
 std::shared_ptr<TSRContextImpl> GlobalContext(Environment& environment) {
   auto facade = environment.facade();

@@ -5,6 +5,7 @@
 #include "base/log.h"
 #include "base/sdk_facade.h"
 #include "platform/ui/host_view_hierarchy.h"
+#include "ui/log_address.h"
 #include "ui/ui_window.h"
 #include "util/config.h"
 #include "util/environment.h"
@@ -15,8 +16,6 @@ namespace tessarin {
 namespace kit = platform::ui;
 
 namespace {
-
-const void* Address(const void* object) { return object; }
 
 std::string ConfigReference(Environment& environment, const char* key) {
   auto facade = environment.facade();

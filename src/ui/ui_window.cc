@@ -8,6 +8,7 @@
 #include "platform/ui/animator.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/ui_environment.h"
+#include "ui/log_address.h"
 #include "ui/message_view_controller.h"
 #include "ui/ui_manager.h"
 #include "ui/ui_root_view_controller.h"
@@ -21,8 +22,6 @@ namespace tessarin {
 namespace kit = platform::ui;
 
 namespace {
-
-const void* Address(const void* object) { return object; }
 
 // The number a string starts with, as a lenient reader takes it: an
 // optional sign, digits with a decimal point, an exponent; 0 when it
