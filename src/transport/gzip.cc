@@ -47,10 +47,15 @@ Bytef* Tail(std::string& buffer, const z_stream& stream) {
 // SDK's parameters); freed, they would go back to the kernel and come back
 // as fresh pages for the next batch, a churn that under load costs a fifth
 // of compressing. What is kept is bounded and goes with its thread.
+// Set once a thread's cache is gone (its thread-local objects are being
+// destroyed, as at exit): a stream made after that still works, uncached.
+thread_local bool tStreamMemoryGone = false;
+
 class StreamMemory {
  public:
   ~StreamMemory() {
     for (Block& block : kept_) std::free(block.header);
+    tStreamMemoryGone = true;
   }
 
   void* take(std::size_t size) {
@@ -62,14 +67,11 @@ class StreamMemory {
         return Payload(block.header);
       }
     }
-    void* header = std::malloc(kHeader + size);
-    if (header == nullptr) return nullptr;
-    *static_cast<std::size_t*>(header) = size;
-    return Payload(header);
+    return Allocate(size);
   }
 
   void give(void* payload) {
-    void* header = static_cast<char*>(payload) - kHeader;
+    void* header = Header(payload);
     const std::size_t size = *static_cast<std::size_t*>(header);
     if (kept_bytes_ + size > kKeepAtMost) {
       std::free(header);
@@ -78,6 +80,16 @@ class StreamMemory {
     kept_.push_back(Block{size, header});
     kept_bytes_ += size;
   }
+
+  // Each block carries its size ahead of what zlib sees, since zlib frees
+  // without saying how much.
+  static void* Allocate(std::size_t size) {
+    void* header = std::malloc(kHeader + size);
+    if (header == nullptr) return nullptr;
+    *static_cast<std::size_t*>(header) = size;
+    return Payload(header);
+  }
+  static void* Header(void* payload) { return static_cast<char*>(payload) - kHeader; }
 
  private:
   // Enough for one stream to compress and one to decompress.
@@ -94,20 +106,28 @@ class StreamMemory {
   std::size_t kept_bytes_ = 0;
 };
 
-StreamMemory& ThisThreadsStreamMemory() {
+StreamMemory* ThisThreadsStreamMemory() {
+  if (tStreamMemoryGone) return nullptr;
   thread_local StreamMemory memory;
-  return memory;
+  return &memory;
 }
 
 voidpf TakeStreamMemory(voidpf, uInt items, uInt size) {
   if (size != 0 && items > SIZE_MAX / size) return Z_NULL;
-  return ThisThreadsStreamMemory().take(static_cast<std::size_t>(items) * size);
+  const std::size_t bytes = static_cast<std::size_t>(items) * size;
+  StreamMemory* memory = ThisThreadsStreamMemory();
+  return memory ? memory->take(bytes) : StreamMemory::Allocate(bytes);
 }
 
 // A stream is ended on the thread that began it: the codec's operations
 // each run start to end in one call.
 void GiveStreamMemory(voidpf, voidpf address) {
-  if (address != Z_NULL) ThisThreadsStreamMemory().give(address);
+  if (address == Z_NULL) return;
+  if (StreamMemory* memory = ThisThreadsStreamMemory()) {
+    memory->give(address);
+  } else {
+    std::free(StreamMemory::Header(address));
+  }
 }
 
 void UseStreamMemory(z_stream& stream) {
