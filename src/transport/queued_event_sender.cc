@@ -30,14 +30,13 @@ namespace {
 std::size_t NumberStringLength(const Json& number) {
   if (number.is_boolean()) return 1;
   char text[48];
-  int length;
   if (number.is_number_unsigned()) {
     return static_cast<std::size_t>(std::to_chars(text, text + sizeof text, number.get<std::uint64_t>()).ptr - text);
-  } else if (number.is_number_integer()) {
-    return static_cast<std::size_t>(std::to_chars(text, text + sizeof text, number.get<std::int64_t>()).ptr - text);
-  } else {
-    length = std::snprintf(text, sizeof text, "%.17g", number.get<double>());
   }
+  if (number.is_number_integer()) {
+    return static_cast<std::size_t>(std::to_chars(text, text + sizeof text, number.get<std::int64_t>()).ptr - text);
+  }
+  const int length = std::snprintf(text, sizeof text, "%.17g", number.get<double>());
   return length > 0 ? static_cast<std::size_t>(length) : 0;
 }
 
