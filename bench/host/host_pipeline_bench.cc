@@ -241,7 +241,7 @@ void PrintRssByMapping() {
   for (auto& [mapping, size] : kib) sorted.emplace_back(size, mapping);
   std::sort(sorted.rbegin(), sorted.rend());
   for (auto& [size, mapping] : sorted) {
-    if (size >= 100) std::fprintf(stderr, "%8ld KiB  %s\n", size, mapping.c_str());
+    if (size >= 4) std::fprintf(stderr, "%8ld KiB  %s\n", size, mapping.c_str());
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "base/log.h"
+#include "platform/ui/drawing_library.h"
 #include "platform/ui/host_view_hierarchy.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/view_renderer.h"
@@ -72,15 +73,10 @@ std::optional<kit::Image> TSRUtilityImage::snapshotView(Environment& environment
   int height = std::max(0, static_cast<int>(std::ceil(size.height * scale - 1e-9)));
   kit::Image image(width, height);
   bool drawn = false;
-  if (width > 0 && height > 0) {
-    cairo_surface_t* surface = image.createSurface();
-    cairo_t* cr = cairo_create(surface);
-    cairo_scale(cr, scale, scale);
+  image.draw([&](cairo_t* cr) {
+    kit::drawing().cairo_scale(cr, scale, scale);
     drawn = kit::drawViewHierarchyInRect(cr, *view, {0, 0, size.width, size.height}, true);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
-    cairo_surface_destroy(surface);
-  }
+  });
   if (!drawn) TSR_LOG_DEBUG("Image: Snapshot incomplete");
   TSR_LOG_DEBUG("Image: Snapshot complete");
   return image;

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -182,11 +183,22 @@ int Record(int port, int count) {
   for (;;) pause();
 }
 
+// Whether Cairo or Pango is mapped into this process.
+bool DrawingLibrariesLoaded() {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find("/libcairo") != std::string::npos || line.find("/libpango") != std::string::npos) return true;
+  }
+  return false;
+}
+
 // Starts again with the service reachable and sends what was left.
 int Deliver(int port) {
   auto sdk = Launch(port);
   bool drained = WaitFor([&] { return Loaded(sdk) && sdk->flush(1); }, 20);
-  Print({{"drained", drained}, {"diagnostics", sdk->eventDiagnostics().description()}});
+  Print({{"drained", drained},
+         {"diagnostics", sdk->eventDiagnostics().description()},
+         {"drawingLoaded", DrawingLibrariesLoaded()}});
   return 0;
 }
 

@@ -166,12 +166,10 @@ TEST_F(RenderPixels, DrawViewHierarchyScalesTheViewIntoTheRect) {
   half->setBackgroundColor(Color::fromRGBA(0x0000ffff));
   view->addSubview(half);
   Image image(40, 40);
-  cairo_surface_t* surface = image.createSurface();
-  cairo_t* cr = cairo_create(surface);
-  EXPECT_TRUE(drawViewHierarchyInRect(cr, *view, {20, 20, 20, 20}, true));
-  EXPECT_FALSE(drawViewHierarchyInRect(cr, *view, {0, 0, 0, 10}, false));
-  cairo_destroy(cr);
-  cairo_surface_destroy(surface);
+  ASSERT_TRUE(image.draw([&](cairo_t* cr) {
+    EXPECT_TRUE(drawViewHierarchyInRect(cr, *view, {20, 20, 20, 20}, true));
+    EXPECT_FALSE(drawViewHierarchyInRect(cr, *view, {0, 0, 0, 10}, false));
+  }));
   EXPECT_EQ(image.pixel(10, 10), 0u);  // outside the rect: untouched
   EXPECT_EQ(image.pixel(25, 30), Opaque(0xff0000));
   EXPECT_EQ(image.pixel(35, 30), Opaque(0x0000ff));

@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "platform/ui/animator.h"
+#include "platform/ui/drawing_library.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/window.h"
@@ -90,14 +91,14 @@ void ActivityIndicatorView::drawContent(cairo_t* cr) const {
   double radius = (std::min(b.width, b.height) - kLineWidth) / 2;
   if (radius <= 0) return;
   double start = angle_ - std::numbers::pi / 2;  // from twelve o'clock
-  cairo_save(cr);
-  cairo_new_path(cr);
-  cairo_arc(cr, b.x + b.width / 2, b.y + b.height / 2, radius, start, start + kArcSpan);
-  cairo_set_source_rgba(cr, color_.red, color_.green, color_.blue, color_.alpha);
-  cairo_set_line_width(cr, kLineWidth);
-  cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
-  cairo_stroke(cr);
-  cairo_restore(cr);
+  drawing().cairo_save(cr);
+  drawing().cairo_new_path(cr);
+  drawing().cairo_arc(cr, b.x + b.width / 2, b.y + b.height / 2, radius, start, start + kArcSpan);
+  drawing().cairo_set_source_rgba(cr, color_.red, color_.green, color_.blue, color_.alpha);
+  drawing().cairo_set_line_width(cr, kLineWidth);
+  drawing().cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+  drawing().cairo_stroke(cr);
+  drawing().cairo_restore(cr);
 }
 
 }  // namespace tessarin::platform::ui

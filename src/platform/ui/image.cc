@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/ui/drawing_library.h"
 #include "platform/ui/png_encoder.h"
 
 namespace tessarin::platform::ui {
@@ -26,7 +27,8 @@ cairo_status_t readFromString(void* closure, unsigned char* data, unsigned int l
 Image::Image(int width, int height)
     : width_(width > 0 ? width : 0),
       height_(height > 0 ? height : 0),
-      stride_(cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, width_)),
+      // Cairo's stride for 32-bit pixels: rows are whole words already.
+      stride_(width_ * 4),
       pixels_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height_), 0) {}
 
 std::uint32_t Image::pixel(int x, int y) const {
@@ -36,8 +38,16 @@ std::uint32_t Image::pixel(int x, int y) const {
   return value;
 }
 
-cairo_surface_t* Image::createSurface() {
-  return cairo_image_surface_create_for_data(pixels_.data(), CAIRO_FORMAT_ARGB32, width_, height_, stride_);
+bool Image::draw(const std::function<void(cairo_t*)>& draw) {
+  if (empty() || !drawingAvailable()) return false;
+  cairo_surface_t* surface =
+      drawing().cairo_image_surface_create_for_data(pixels_.data(), CAIRO_FORMAT_ARGB32, width_, height_, stride_);
+  cairo_t* cr = drawing().cairo_create(surface);
+  draw(cr);
+  drawing().cairo_destroy(cr);
+  drawing().cairo_surface_flush(surface);
+  drawing().cairo_surface_destroy(surface);
+  return true;
 }
 
 std::string Image::encodePNG() const {
@@ -46,22 +56,20 @@ std::string Image::encodePNG() const {
 }
 
 std::optional<Image> Image::decodePNG(const std::string& png) {
+  if (!drawingAvailable()) return std::nullopt;
   Reader reader{&png, 0};
-  cairo_surface_t* surface = cairo_image_surface_create_from_png_stream(readFromString, &reader);
-  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
-    cairo_surface_destroy(surface);
+  cairo_surface_t* surface = drawing().cairo_image_surface_create_from_png_stream(readFromString, &reader);
+  if (drawing().cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+    drawing().cairo_surface_destroy(surface);
     return std::nullopt;
   }
-  Image image(cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface));
-  cairo_surface_t* target = image.createSurface();
-  cairo_t* cr = cairo_create(target);
-  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
-  cairo_set_source_surface(cr, surface, 0, 0);
-  cairo_paint(cr);
-  cairo_destroy(cr);
-  cairo_surface_flush(target);
-  cairo_surface_destroy(target);
-  cairo_surface_destroy(surface);
+  Image image(drawing().cairo_image_surface_get_width(surface), drawing().cairo_image_surface_get_height(surface));
+  image.draw([&](cairo_t* cr) {
+    drawing().cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+    drawing().cairo_set_source_surface(cr, surface, 0, 0);
+    drawing().cairo_paint(cr);
+  });
+  drawing().cairo_surface_destroy(surface);
   return image;
 }
 

@@ -7,6 +7,7 @@
 #include <cairo.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,9 +29,10 @@ class Image {
   // 0xAARRGGBB, premultiplied.
   std::uint32_t pixel(int x, int y) const;
 
-  // A Cairo surface drawing into this image's pixels; the image must
-  // outlive it. Destroy it with cairo_surface_destroy.
-  cairo_surface_t* createSurface();
+  // Runs `draw` with a Cairo context on this image's pixels, which hold
+  // the drawing when it returns. False, without running it, when the image
+  // is empty or nothing can be drawn (the drawing libraries are missing).
+  bool draw(const std::function<void(cairo_t*)>& draw);
 
   // PNG with straight alpha (RGB when the image is opaque), compressed for
   // speed rather than size.

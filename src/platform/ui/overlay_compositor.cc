@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/ui/drawing_library.h"
 #include "platform/ui/screen.h"
 #include "platform/ui/ui_environment.h"
 #include "platform/ui/view_renderer.h"
@@ -104,28 +105,24 @@ void OverlayCompositor::flush() {
   }
   if (pixels.width <= 0 || pixels.height <= 0) return;
 
-  cairo_surface_t* surface = image_.createSurface();
-  cairo_t* cr = cairo_create(surface);
-  cairo_rectangle(cr, pixels.x, pixels.y, pixels.width, pixels.height);
-  cairo_clip(cr);
-  cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
-  cairo_paint(cr);
-  cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
-  if (visible) {
-    cairo_scale(cr, scale, scale);
+  image_.draw([&](cairo_t* cr) {
+    drawing().cairo_rectangle(cr, pixels.x, pixels.y, pixels.width, pixels.height);
+    drawing().cairo_clip(cr);
+    drawing().cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
+    drawing().cairo_paint(cr);
+    drawing().cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
+    if (!visible) return;
+    drawing().cairo_scale(cr, scale, scale);
     for (Window* window : screen_.windows()) {
       if (window->isHidden()) continue;
       const Rect& f = window->frame();
       const Rect& b = window->bounds();
-      cairo_save(cr);
-      cairo_translate(cr, f.x - b.x, f.y - b.y);
+      drawing().cairo_save(cr);
+      drawing().cairo_translate(cr, f.x - b.x, f.y - b.y);
       drawView(cr, *window);
-      cairo_restore(cr);
+      drawing().cairo_restore(cr);
     }
-  }
-  cairo_destroy(cr);
-  cairo_surface_flush(surface);
-  cairo_surface_destroy(surface);
+  });
 
   shownVisible_ = visible;
   lastDelivery_ = platform_.now(Clock::kMonotonic);

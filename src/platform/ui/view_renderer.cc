@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/ui/drawing_library.h"
 #include "platform/ui/view.h"
 
 namespace tessarin::platform::ui {
@@ -12,19 +13,19 @@ namespace {
 void roundedRect(cairo_t* cr, double x, double y, double width, double height, double radius) {
   radius = std::min({radius, width / 2, height / 2});
   if (radius <= 0) {
-    cairo_rectangle(cr, x, y, width, height);
+    drawing().cairo_rectangle(cr, x, y, width, height);
     return;
   }
-  cairo_new_sub_path(cr);
-  cairo_arc(cr, x + width - radius, y + radius, radius, -M_PI / 2, 0);
-  cairo_arc(cr, x + width - radius, y + height - radius, radius, 0, M_PI / 2);
-  cairo_arc(cr, x + radius, y + height - radius, radius, M_PI / 2, M_PI);
-  cairo_arc(cr, x + radius, y + radius, radius, M_PI, 3 * M_PI / 2);
-  cairo_close_path(cr);
+  drawing().cairo_new_sub_path(cr);
+  drawing().cairo_arc(cr, x + width - radius, y + radius, radius, -M_PI / 2, 0);
+  drawing().cairo_arc(cr, x + width - radius, y + height - radius, radius, 0, M_PI / 2);
+  drawing().cairo_arc(cr, x + radius, y + height - radius, radius, M_PI / 2, M_PI);
+  drawing().cairo_arc(cr, x + radius, y + radius, radius, M_PI, 3 * M_PI / 2);
+  drawing().cairo_close_path(cr);
 }
 
 void setColor(cairo_t* cr, const Color& color) {
-  cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
+  drawing().cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
 }
 
 }  // namespace
@@ -35,36 +36,36 @@ void drawView(cairo_t* cr, const View& view);
 void drawViewInSuperview(cairo_t* cr, const View& view) {
   const Rect& f = view.frame();
   const Rect& b = view.bounds();
-  cairo_save(cr);
-  cairo_translate(cr, f.x - b.x, f.y - b.y);
+  drawing().cairo_save(cr);
+  drawing().cairo_translate(cr, f.x - b.x, f.y - b.y);
   drawView(cr, view);
-  cairo_restore(cr);
+  drawing().cairo_restore(cr);
 }
 
 void drawView(cairo_t* cr, const View& view) {
   if (view.isHidden() || view.alpha() <= 0) return;
   const Rect& b = view.bounds();
   bool group = view.alpha() < 1;
-  cairo_save(cr);
-  if (group) cairo_push_group(cr);
+  drawing().cairo_save(cr);
+  if (group) drawing().cairo_push_group(cr);
 
   if (!view.backgroundColor().isClear()) {
     roundedRect(cr, b.x, b.y, b.width, b.height, view.cornerRadius());
     setColor(cr, view.backgroundColor());
-    cairo_fill(cr);
+    drawing().cairo_fill(cr);
   }
   // Content and subviews in a state of their own, so that the clip ends
   // before the border.
-  cairo_save(cr);
+  drawing().cairo_save(cr);
   if (view.clipsToBounds()) {
     roundedRect(cr, b.x, b.y, b.width, b.height, view.cornerRadius());
-    cairo_clip(cr);
+    drawing().cairo_clip(cr);
   }
-  cairo_save(cr);
+  drawing().cairo_save(cr);
   view.drawContent(cr);
-  cairo_restore(cr);
+  drawing().cairo_restore(cr);
   for (const auto& subview : view.subviews()) drawViewInSuperview(cr, *subview);
-  cairo_restore(cr);
+  drawing().cairo_restore(cr);
 
   double w = view.borderWidth();
   if (w > 0 && !view.borderColor().isClear()) {
@@ -72,58 +73,50 @@ void drawView(cairo_t* cr, const View& view) {
     double inset = std::min({w, b.width / 2, b.height / 2}) / 2;
     roundedRect(cr, b.x + inset, b.y + inset, b.width - 2 * inset, b.height - 2 * inset,
                 std::max(0.0, view.cornerRadius() - inset));
-    cairo_set_line_width(cr, 2 * inset);
+    drawing().cairo_set_line_width(cr, 2 * inset);
     setColor(cr, view.borderColor());
-    cairo_stroke(cr);
+    drawing().cairo_stroke(cr);
   }
 
   if (group) {
-    cairo_pop_group_to_source(cr);
-    cairo_paint_with_alpha(cr, view.alpha());
+    drawing().cairo_pop_group_to_source(cr);
+    drawing().cairo_paint_with_alpha(cr, view.alpha());
   }
-  cairo_restore(cr);
+  drawing().cairo_restore(cr);
 }
 
 bool drawViewHierarchyInRect(cairo_t* cr, View& view, const Rect& rect, bool afterScreenUpdates) {
   if (afterScreenUpdates) view.layoutIfNeeded();
   const Rect& b = view.bounds();
   if (b.width <= 0 || b.height <= 0 || rect.width <= 0 || rect.height <= 0) return false;
-  cairo_save(cr);
-  cairo_translate(cr, rect.x, rect.y);
-  cairo_scale(cr, rect.width / b.width, rect.height / b.height);
-  cairo_translate(cr, -b.x, -b.y);
+  drawing().cairo_save(cr);
+  drawing().cairo_translate(cr, rect.x, rect.y);
+  drawing().cairo_scale(cr, rect.width / b.width, rect.height / b.height);
+  drawing().cairo_translate(cr, -b.x, -b.y);
   drawView(cr, view);
-  cairo_restore(cr);
+  drawing().cairo_restore(cr);
   return true;
 }
 
 Image renderViews(const std::vector<const View*>& views, const Rect& area, double scale) {
   Image image(static_cast<int>(std::ceil(area.width * scale - 1e-9)),
               static_cast<int>(std::ceil(area.height * scale - 1e-9)));
-  if (image.empty()) return image;
-  cairo_surface_t* surface = image.createSurface();
-  cairo_t* cr = cairo_create(surface);
-  cairo_scale(cr, scale, scale);
-  cairo_translate(cr, -area.x, -area.y);
-  for (const View* view : views) drawViewInSuperview(cr, *view);
-  cairo_destroy(cr);
-  cairo_surface_flush(surface);
-  cairo_surface_destroy(surface);
+  image.draw([&](cairo_t* cr) {
+    drawing().cairo_scale(cr, scale, scale);
+    drawing().cairo_translate(cr, -area.x, -area.y);
+    for (const View* view : views) drawViewInSuperview(cr, *view);
+  });
   return image;
 }
 
 Image renderView(const View& view, double scale) {
   const Rect& b = view.bounds();
   Image image(static_cast<int>(std::ceil(b.width * scale - 1e-9)), static_cast<int>(std::ceil(b.height * scale - 1e-9)));
-  if (image.empty()) return image;
-  cairo_surface_t* surface = image.createSurface();
-  cairo_t* cr = cairo_create(surface);
-  cairo_scale(cr, scale, scale);
-  cairo_translate(cr, -b.x, -b.y);
-  drawView(cr, view);
-  cairo_destroy(cr);
-  cairo_surface_flush(surface);
-  cairo_surface_destroy(surface);
+  image.draw([&](cairo_t* cr) {
+    drawing().cairo_scale(cr, scale, scale);
+    drawing().cairo_translate(cr, -b.x, -b.y);
+    drawView(cr, view);
+  });
   return image;
 }
 
