@@ -38,12 +38,16 @@ class TSREventSender {
   struct EventBatch {
     std::string json;
     std::size_t count = 0;
+    // The JSON gzip-compressed as a request carries it, when the queue
+    // compressed it ahead (while the batch before was in flight); empty
+    // when the sender is to compress it.
+    std::string gzip;
   };
   // As sendEvents, but the blocks may run on any thread (the queue hears
   // of its answer without waiting for the main queue, which may be busy
   // with the app's reports). This one parses the batch and sends it
   // through sendEvents; a sender that can send the text as it is does so.
-  virtual std::string sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+  virtual std::string sendEventBatch(EventBatch batch, const std::optional<std::string>& timeZone,
                                      ArraySuccessBlock success, FailureBlock failure) {
     return sendEvents(Json::parse(batch.json, nullptr, false), timeZone, std::move(success), std::move(failure));
   }

@@ -20,6 +20,7 @@
 #include "util/safety.h"
 #include "util/timing_util.h"
 #include "util/unicode_trim.h"
+#include "transport/gzip.h"
 
 namespace tessarin {
 namespace {
@@ -217,6 +218,7 @@ void TSRQueuedEventSender::takeInArrivals() {
     take_in_posted_ = false;
   }
   for (auto& entry : arrivals) addArrivalOnQueue(std::move(entry));
+  prepareNextBatch();
 }
 
 void TSRQueuedEventSender::addArrivalOnQueue(QueuedEvent entry) {
@@ -348,29 +350,43 @@ unsigned long TSRQueuedEventSender::estimateSizeOfEvent(const Json& event) {
 
 TSREventSender::EventBatch TSRQueuedEventSender::takeBatch() { return BatchOf(takeEntries()); }
 
-TSREventSender::EventBatch TSRQueuedEventSender::BatchOf(const std::vector<QueuedEvent>& entries) {
+template <typename Entries>
+TSREventSender::EventBatch TSRQueuedEventSender::BatchOf(const Entries& entries, std::size_t count) {
+  const auto end = entries.begin() + static_cast<std::ptrdiff_t>(std::min(count, entries.size()));
   TSREventSender::EventBatch batch;
   std::size_t length = 2;
-  for (const auto& entry : entries) length += entry.json.size() + 1;
+  for (auto it = entries.begin(); it != end; ++it) length += it->json.size() + 1;
   batch.json.reserve(length);
   batch.json += '[';
-  for (const auto& entry : entries) {
+  for (auto it = entries.begin(); it != end; ++it) {
     if (batch.count++ > 0) batch.json += ',';
-    batch.json += entry.json;
+    batch.json += it->json;
   }
   batch.json += ']';
   return batch;
 }
 
-std::vector<TSRQueuedEventSender::QueuedEvent> TSRQueuedEventSender::takeEntries() {
+std::size_t TSRQueuedEventSender::nextBatchLength(unsigned long* bytes, bool* full) const {
   std::size_t count = 0;
-  unsigned long bytes = 0;
+  unsigned long total = 0;
+  bool bytesFull = false;
   while (count < event_queue_.size() && count < kMaxBatchEvents) {
     unsigned long size = event_queue_[count].estimate;
-    if (bytes + size > kMaxBatchBytes) break;
-    bytes += size;
+    if (total + size > kMaxBatchBytes) {
+      bytesFull = true;
+      break;
+    }
+    total += size;
     ++count;
   }
+  if (bytes) *bytes = total;
+  if (full) *full = bytesFull || count == kMaxBatchEvents;
+  return count;
+}
+
+std::vector<TSRQueuedEventSender::QueuedEvent> TSRQueuedEventSender::takeEntries() {
+  unsigned long bytes = 0;
+  const std::size_t count = nextBatchLength(&bytes, nullptr);
   // Following the content, the estimate lets go of the batch now; a batch
   // put back after a connectivity failure raises it again.
   if (byte_limit_on_content_) lowerEstimate(bytes);
@@ -513,9 +529,30 @@ void TSRQueuedEventSender::sendQueuedEvents() {
       TSRUtilitySafety::runAsyncOnQueue(self->dispatch_queue_, kTag, [self, error] { self->requestFailed(error); });
     });
   };
-  event_sender_delegate_->sendEventBatch(BatchOf(in_flight_),
-                                         TSRUtilityDateTime::timeZoneString(environment_->platform()),
+  TSREventSender::EventBatch batch = BatchOf(in_flight_);
+  if (prepared_ && prepared_->json == batch.json) batch.gzip = std::move(prepared_->gzip);
+  prepared_.reset();
+  prepared_this_flight_ = false;
+  event_sender_delegate_->sendEventBatch(std::move(batch), TSRUtilityDateTime::timeZoneString(environment_->platform()),
                                          std::move(onSuccess), std::move(onFailure));
+  // After what is already waiting on the queue (arrivals to take in), so
+  // that the batch prepared is as long as it can be.
+  TSRUtilitySafety::runAsyncOnQueue(dispatch_queue_, kTag, [weak] {
+    if (auto self = weak.lock()) self->prepareNextBatch();
+  });
+}
+
+void TSRQueuedEventSender::prepareNextBatch() {
+  if (!request_in_flight_ || prepared_this_flight_ || !TSRGzipCodec::shared().canDeflate()) return;
+  // A batch that is not full yet would be longer by the time it is sent,
+  // and the work thrown away.
+  bool full = false;
+  const std::size_t count = nextBatchLength(nullptr, &full);
+  if (!full) return;
+  prepared_this_flight_ = true;
+  TSREventSender::EventBatch batch = BatchOf(event_queue_, count);
+  std::optional<std::string> gzip = tsr_dataByGZipCompressingWithError(batch.json);
+  if (gzip) prepared_ = PreparedBatch{std::move(batch.json), std::move(*gzip)};
 }
 
 void TSRQueuedEventSender::requestSucceeded(std::size_t count) {
@@ -596,7 +633,7 @@ void TSRQueuedEventSender::foldJournal() {
   // The file holds what is queued, as it always has; the batch in flight
   // goes into the new journal, so that a crash before its answer does not
   // lose it.
-  std::string queued = BatchOf({event_queue_.begin(), event_queue_.end()}).json;
+  std::string queued = BatchOf(event_queue_).json;
   std::vector<std::string_view> inFlight;
   inFlight.reserve(in_flight_.size());
   for (const auto& entry : in_flight_) inFlight.push_back(entry.json);

@@ -4,7 +4,8 @@
 // The queue throttles bursts, bounds itself by count and by an estimate of
 // its size in bytes, persists itself to "Tessarin-events" when asked, cuts
 // itself into batches of at most 50 events and 102400 estimated bytes, and
-// keeps exactly one batch request in flight. A batch that could not reach
+// keeps exactly one batch request in flight; while it is in flight, the next
+// batch, once full, is written and compressed ahead. A batch that could not reach
 // the service goes back to the head of the queue and the next attempt waits
 // 1, 2, 4 ... up to 600 seconds; a batch the service refused is dropped.
 //
@@ -129,8 +130,9 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   // The entry for an event, or nothing (logged) when it cannot be written
   // as JSON.
   static std::optional<QueuedEvent> Entry(const Json& event);
-  // The events' JSON array.
-  static TSREventSender::EventBatch BatchOf(const std::vector<QueuedEvent>& entries);
+  // The JSON array of the first `count` entries (all by default).
+  template <typename Entries>
+  static TSREventSender::EventBatch BatchOf(const Entries& entries, std::size_t count = SIZE_MAX);
   std::vector<std::uint64_t> InFlightSeqs() const;
   // Where events given to addEventsToQueue come from.
   enum class Origin {
@@ -150,7 +152,15 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   void addEventsToQueue(std::vector<QueuedEvent> events, std::size_t startIndex, Origin origin);
   void trimExcessEvents();
   void lowerEstimate(unsigned long bytes);
+  // How many events at the head of the queue one request takes, with
+  // their estimated bytes, and whether a limit cut them (rather than the
+  // queue's end, so that no arrival could make the batch longer).
+  std::size_t nextBatchLength(unsigned long* bytes, bool* full) const;
   std::vector<QueuedEvent> takeEntries();
+  // While a request is in flight, writes and compresses the batch that
+  // would follow it, once it is full, so that it goes out the moment the
+  // answer comes instead of after another compression.
+  void prepareNextBatch();
   // Journals that events left the queue for good.
   void journalRemoved(std::vector<std::uint64_t> seqs);
   // Writes the queue to the file and starts a fresh journal over it.
@@ -189,6 +199,15 @@ class TSRQueuedEventSender : public EventQueue, public std::enable_shared_from_t
   bool request_in_flight_ = false;
   // The batch in flight, with the events' numbers, until its outcome.
   std::vector<QueuedEvent> in_flight_;
+  // The batch prepared to follow it: at most one a request, and sent only
+  // when the batch taken then is the same text (the queue may have been
+  // trimmed, put back or reloaded meanwhile).
+  struct PreparedBatch {
+    std::string json;
+    std::string gzip;
+  };
+  std::optional<PreparedBatch> prepared_;
+  bool prepared_this_flight_ = false;
   std::atomic<bool> counting_{true};  // cleared by deleteFile
 
   // Shared with the threads that add events.

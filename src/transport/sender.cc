@@ -168,11 +168,16 @@ std::optional<platform::HttpRequest> TSRSender::createRequest(const std::string&
   return request;
 }
 
-platform::HttpRequest TSRSender::jsonRequest(std::string url, std::string json) {
+platform::HttpRequest TSRSender::jsonRequest(std::string url, std::string json, std::string gzip) {
   platform::HttpRequest request;
   request.url = std::move(url);
   request.method = "POST";
   request.headers.emplace_back("Content-Type", "application/json");
+  if (!gzip.empty() && TSRGzipCodec::shared().canDeflate()) {
+    request.headers.emplace_back("Content-Encoding", "gzip");
+    request.body = std::move(gzip);
+    return request;
+  }
   request.body = std::move(json);
   Compress(request);
   return request;
@@ -357,13 +362,15 @@ std::string TSRSender::sendEvents(const Json& events, const std::optional<std::s
   return SendEventsJson(TSRUtilityJSON::dataFromJSON(events), timeZone, std::move(success), std::move(failure), true);
 }
 
-std::string TSRSender::sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+std::string TSRSender::sendEventBatch(EventBatch batch, const std::optional<std::string>& timeZone,
                                       ArraySuccessBlock success, EventFailureBlock failure) {
-  return SendEventsJson(batch.json, timeZone, std::move(success), std::move(failure), false);
+  return SendEventsJson(std::move(batch.json), timeZone, std::move(success), std::move(failure), false,
+                        std::move(batch.gzip));
 }
 
 std::string TSRSender::SendEventsJson(std::optional<std::string> json, const std::optional<std::string>& timeZone,
-                                      ArraySuccessBlock success, EventFailureBlock failure, bool onMain) {
+                                      ArraySuccessBlock success, EventFailureBlock failure, bool onMain,
+                                  std::string gzip) {
   std::string uuid = newRequestUUID();
   // Straight from the answering thread unless the caller wants the main queue.
   FailureReporter report = [this, failure, uuid, onMain](const Response& response, const TSRError& error) {
@@ -397,7 +404,7 @@ std::string TSRSender::SendEventsJson(std::optional<std::string> json, const std
     report(std::nullopt, errorWithDescription("Unable to send request.", "Cannot serialize JSON.", "Repair JSON."));
     return uuid;
   }
-  sendRequest(jsonRequest(parsed->absoluteString(), std::move(*json)), uuid,
+  sendRequest(jsonRequest(parsed->absoluteString(), std::move(*json), std::move(gzip)), uuid,
               [succeed, report](const platform::HttpResponse& response, const std::string& body) {
                 if (body.empty()) {
                   succeed(response, std::nullopt);

@@ -63,7 +63,7 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
                          EventFailureBlock failure) override;
   // The same request with the batch's text as the body; the blocks run on
   // the thread the answer arrived on.
-  std::string sendEventBatch(const EventBatch& batch, const std::optional<std::string>& timeZone,
+  std::string sendEventBatch(EventBatch batch, const std::optional<std::string>& timeZone,
                              ArraySuccessBlock success, EventFailureBlock failure) override;
   // GET of the app configuration: each string of `params` is one more path
   // segment; "If-Modified-Since" when `lastModified` is given and not zero.
@@ -97,13 +97,16 @@ class TSRSender : public HttpSender, public TSREventSender, public std::enable_s
                                                      const std::optional<std::string>& data,
                                                      const std::optional<std::string>& dataMimeType,
                                                      const FailureReporter& failure);
-  // A POST of the JSON text, gzip-compressed when it can be.
-  static platform::HttpRequest jsonRequest(std::string url, std::string json);
+  // A POST of the JSON text, gzip-compressed when it can be; `gzip`, when
+  // given, is that text compressed already.
+  static platform::HttpRequest jsonRequest(std::string url, std::string json, std::string gzip = {});
   static void Compress(platform::HttpRequest& request);
   // Sends the events' JSON (none: it could not be written, which fails the
-  // request); results on the main queue when `onMain`.
+  // request), or `gzip` when it is that JSON compressed already; results on
+  // the main queue when `onMain`.
   std::string SendEventsJson(std::optional<std::string> json, const std::optional<std::string>& timeZone,
-                             ArraySuccessBlock success, EventFailureBlock failure, bool onMain);
+                             ArraySuccessBlock success, EventFailureBlock failure, bool onMain,
+                             std::string gzip = {});
   void sendRequest(platform::HttpRequest request, const std::string& uuid, ProcessBlock process,
                    FailureReporter failure);
   // The failure of an answer outside the acceptable range.

@@ -18,6 +18,7 @@
 #include "platform/sim/sim_platform.h"
 #include "support/log_capture.h"
 #include "tessarin/tessarin.h"
+#include "transport/gzip.h"
 #include "transport/queued_event_sender.h"
 #include "util/config.h"
 
@@ -36,6 +37,7 @@ class FakeEventSender : public TSREventSender {
     std::string uuid;
     ArraySuccessBlock success;
     FailureBlock failure;
+    bool compressedAhead = false;
   };
 
   std::string urlEvents() const override { return url; }
@@ -43,6 +45,15 @@ class FakeEventSender : public TSREventSender {
                          FailureBlock failure) override {
     std::string uuid = "request-" + std::to_string(batches.size() + 1);
     batches.push_back({events, timeZone, uuid, std::move(success), std::move(failure)});
+    return uuid;
+  }
+  // What goes on the wire is the compressed text when the queue made it.
+  std::string sendEventBatch(EventBatch batch, const std::optional<std::string>& timeZone, ArraySuccessBlock success,
+                             FailureBlock failure) override {
+    const bool ahead = !batch.gzip.empty();
+    std::string sent = ahead ? tsr_dataByGZipDecompressingDataWithError(batch.gzip).value_or("") : batch.json;
+    std::string uuid = sendEvents(Json::parse(sent, nullptr, false), timeZone, std::move(success), std::move(failure));
+    batches.back().compressedAhead = ahead;
     return uuid;
   }
 

@@ -264,6 +264,32 @@ TEST_F(QueuedEventSenderTest, BatchesCutAtFiftyEventsOrTheByteLimitAndDrainOneAf
   EXPECT_TRUE(QueueTimers().empty());
 }
 
+// While a batch is in flight the next full one is compressed ahead; it
+// goes out only if the queue still starts with it when the answer comes.
+TEST_F(QueuedEventSenderTest, TheNextBatchIsCompressedInFlightAndSentOnlyIfTheQueueStillHoldsIt) {
+  auto queue = Make();
+  queue->enqueueEventsForTest(Events(0, 150));
+  Start(*queue);
+  sim->runUntilIdle();
+  sender->succeed(0);
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 2u);
+  EXPECT_FALSE(sender->batches[0].compressedAhead);
+  EXPECT_TRUE(sender->batches[1].compressedAhead);
+  EXPECT_EQ(Ids(sender->batches[1].events), Range(50, 50));
+
+  // 100..149 are prepared; a lowered maximum then trims them away.
+  config.setConfiguration({{"maxEventsInQueue", 20}}, TSRConfig::kLayerRuntime);
+  queue->updateWithConfig(config);
+  queue->addEvent(Event(150));
+  sim->runUntilIdle();
+  sender->succeed(1);
+  sim->runUntilIdle();
+  ASSERT_EQ(sender->batches.size(), 3u);
+  EXPECT_FALSE(sender->batches[2].compressedAhead);
+  EXPECT_EQ(Ids(sender->batches[2].events), Range(131, 20));
+}
+
 TEST_F(QueuedEventSenderTest, ConnectivityFailuresBackOffOnTheMonotonicClockUpTo600Seconds) {
   auto queue = Make();
   Start(*queue);
