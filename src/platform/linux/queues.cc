@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <future>
@@ -42,7 +43,8 @@ struct ThreadQueue::Core {
   std::mutex mutex;
   std::condition_variable wake;
   std::deque<Task> tasks;
-  bool stopping = false;
+  // Set under the lock; read without it between the tasks the worker took.
+  std::atomic<bool> stopping{false};
 };
 
 ThreadQueue::ThreadQueue(std::string label) : label_(std::move(label)), core_(std::make_shared<Core>()) {
@@ -55,16 +57,24 @@ ThreadQueue::~ThreadQueue() { shutdown(); }
 void ThreadQueue::Run(std::shared_ptr<Core> core) {
   tls_current_queue = core.get();
   NameThread(core->label);
+  // The worker takes everything queued at once: a producer queueing task
+  // after task (a report per event) then meets the worker at the lock once
+  // a round instead of once a task.
+  std::deque<Task> taken;
   for (;;) {
-    Task task;
     {
       std::unique_lock<std::mutex> lock(core->mutex);
-      core->wake.wait(lock, [&] { return core->stopping || !core->tasks.empty(); });
-      if (core->stopping) break;
-      task = std::move(core->tasks.front());
-      core->tasks.pop_front();
+      core->wake.wait(lock, [&] { return core->stopping.load() || !core->tasks.empty(); });
+      if (core->stopping.load()) break;
+      taken.swap(core->tasks);
     }
-    task();
+    // A stop drops what was taken and has not started, like what is queued.
+    while (!taken.empty() && !core->stopping.load()) {
+      Task task = std::move(taken.front());
+      taken.pop_front();
+      task();
+    }
+    taken.clear();
   }
   tls_current_queue = nullptr;
 }

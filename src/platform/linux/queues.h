@@ -31,8 +31,9 @@ class ThreadQueue : public DispatchQueue {
   void sync(Task task) override;
   bool isCurrent() const override;
 
-  // Refuses further tasks and drops the pending ones (released on the
-  // calling thread), without waiting for the running one. Idempotent.
+  // Refuses further tasks and drops the pending ones without waiting for
+  // the running one: those still queued are released on the calling
+  // thread, those the worker had taken with it on the worker. Idempotent.
   void stop();
   // Stops, then waits for the worker to finish its running task, unless
   // called from the worker itself, which then exits on its own. Idempotent.
