@@ -238,6 +238,10 @@ bool LocalService::start() {
   // An idle kept-alive connection is closed after a second: stopping the
   // service waits for its open connections, and an SDK reconnects at once.
   server_->set_keep_alive_timeout(1);
+  // A connection carries any number of requests while it is busy, as a
+  // production service's does; the library's default closes it after every
+  // fifth, and a draining SDK would open a connection per 250 events.
+  server_->set_keep_alive_max_count(100000);
   installRoutes();
   port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host.c_str())
                              : (server_->bind_to_port(options_.host.c_str(), options_.port) ? options_.port : -1);
