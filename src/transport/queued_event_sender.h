@@ -4,10 +4,11 @@
 // The queue throttles bursts, bounds itself by count and by an estimate of
 // its size in bytes, persists itself to "Tessarin-events" when asked, cuts
 // itself into batches of at most 50 events and 102400 estimated bytes, and
-// keeps exactly one batch request in flight; while it is in flight, the next
-// batch, once full, is written and compressed ahead. A batch that could not reach
-// the service goes back to the head of the queue and the next attempt waits
-// 1, 2, 4 ... up to 600 seconds; a batch the service refused is dropped.
+// keeps exactly one batch request in flight (while it is in flight, the
+// next batch, once full, is written and compressed ahead). A batch that
+// could not reach the service goes back to the head of the queue and the
+// next attempt waits 1, 2, 4 ... up to 600 seconds; a batch the service
+// refused is dropped.
 //
 // Between two saves an event journal (see event_journal.h) records every
 // event that enters the queue and every one that leaves it for good, so a

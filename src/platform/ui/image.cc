@@ -38,12 +38,12 @@ std::uint32_t Image::pixel(int x, int y) const {
   return value;
 }
 
-bool Image::draw(const std::function<void(cairo_t*)>& draw) {
+bool Image::draw(const std::function<void(cairo_t*)>& paint) {
   if (empty() || !drawingAvailable()) return false;
   cairo_surface_t* surface =
       drawing().cairo_image_surface_create_for_data(pixels_.data(), CAIRO_FORMAT_ARGB32, width_, height_, stride_);
   cairo_t* cr = drawing().cairo_create(surface);
-  draw(cr);
+  paint(cr);
   drawing().cairo_destroy(cr);
   drawing().cairo_surface_flush(surface);
   drawing().cairo_surface_destroy(surface);

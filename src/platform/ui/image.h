@@ -29,10 +29,10 @@ class Image {
   // 0xAARRGGBB, premultiplied.
   std::uint32_t pixel(int x, int y) const;
 
-  // Runs `draw` with a Cairo context on this image's pixels, which hold
+  // Runs `paint` with a Cairo context on this image's pixels, which hold
   // the drawing when it returns. False, without running it, when the image
   // is empty or nothing can be drawn (the drawing libraries are missing).
-  bool draw(const std::function<void(cairo_t*)>& draw);
+  bool draw(const std::function<void(cairo_t*)>& paint);
 
   // PNG with straight alpha (RGB when the image is opaque), compressed for
   // speed rather than size.
