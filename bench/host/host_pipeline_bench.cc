@@ -5,9 +5,10 @@
 // delivered per second, what each call costs the calling thread, bytes per
 // event on the wire, and the process's resident memory.
 //
-// The host is configured once per process, and peak memory is the
-// process's, so the memory benchmarks mean something only when each runs
-// in a process of its own (bench/host/run.sh does that):
+// The host is configured once per process, so each benchmark runs in a
+// process of its own; the memory benchmark measures a separate app
+// (tessarin-memory-app, memory_app.cc), so that the benchmark library is
+// not in the figure:
 //   tessarin_host_bench --benchmark_filter=HostEndToEnd
 //   tessarin_host_bench --benchmark_filter='HostMemory/1/'
 //   tessarin_host_bench --benchmark_filter='HostMemory/20000/'
@@ -25,6 +26,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <map>
 #include <sstream>
 #include <cctype>
@@ -33,6 +35,7 @@
 #include <thread>
 #include <vector>
 
+#include "app_helpers.h"
 #include "core/tessarin_impl.h"
 #include "tessarin/host.h"
 #include "tessarin/tessarin.h"
@@ -43,6 +46,39 @@ namespace tessarin {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// Starts `argv` (null entries left out) with its standard output on a
+// pipe, which it returns; null if it could not be started.
+FILE* Spawn(std::initializer_list<const char*> arguments, pid_t* pid) {
+  std::vector<char*> argv;
+  for (const char* argument : arguments) {
+    if (argument) argv.push_back(const_cast<char*>(argument));
+  }
+  argv.push_back(nullptr);
+  int fds[2];
+  if (pipe(fds) != 0) return nullptr;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addclose(&actions, fds[0]);
+  int failed = posix_spawn(pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(fds[1]);
+  if (failed) {
+    close(fds[0]);
+    return nullptr;
+  }
+  return fdopen(fds[0], "r");
+}
+
+bool ReadLine(FILE* in, std::string& line) {
+  line.clear();
+  for (int c; (c = std::fgetc(in)) != EOF;) {
+    if (c == '\n') return true;
+    line.push_back(static_cast<char>(c));
+  }
+  return false;
+}
 
 // The local service in a process of its own, so that its memory and its
 // threads are not the app's. It prints its totals when asked.
@@ -55,27 +91,15 @@ class ServiceProcess {
   };
 
   bool start() {
-    int fds[2];
-    if (pipe(fds) != 0) return false;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, fds[0]);
-    const char* path = TESSARIN_SERVICE_PATH;
     // The service counts and answers without keeping what it is sent, so
     // that what is measured is the SDK; TESSARIN_BENCH_FULL_SERVICE=1 has
     // it parse and keep everything, as it does for tests and the console.
     const bool full = std::getenv("TESSARIN_BENCH_FULL_SERVICE") != nullptr;
-    char* argv[] = {const_cast<char*>(path), const_cast<char*>("--quiet"),
-                    full ? nullptr : const_cast<char*>("--count-only"), nullptr};
-    int failed = posix_spawn(&pid_, path, &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    if (failed) return false;
-    out_ = fdopen(fds[0], "r");
+    out_ = Spawn({TESSARIN_SERVICE_PATH, "--quiet", full ? nullptr : "--count-only"}, &pid_);
+    if (!out_) return false;
     // "Tessarin local service listening on http://127.0.0.1:PORT"
     std::string line;
-    while (readLine(line)) {
+    while (ReadLine(out_, line)) {
       auto at = line.find("listening on http://127.0.0.1:");
       if (at != std::string::npos) {
         port_ = std::atoi(line.c_str() + at + 30);
@@ -89,7 +113,7 @@ class ServiceProcess {
     Totals totals;
     kill(pid_, SIGUSR1);
     std::string line;
-    while (readLine(line)) {
+    while (ReadLine(out_, line)) {
       if (std::sscanf(line.c_str(), "totals: requests %*u events %lu bytes %llu cpu_ms %llu", &totals.events,
                       &totals.bytes, &totals.cpuMillis) == 3) {
         break;
@@ -109,15 +133,6 @@ class ServiceProcess {
   int port() const { return port_; }
 
  private:
-  bool readLine(std::string& line) {
-    line.clear();
-    for (int c; (c = std::fgetc(out_)) != EOF;) {
-      if (c == '\n') return true;
-      line.push_back(static_cast<char>(c));
-    }
-    return false;
-  }
-
   pid_t pid_ = -1;
   FILE* out_ = nullptr;
   int port_ = 0;
@@ -172,27 +187,6 @@ struct App {
   ~App() { std::filesystem::remove_all(dataDirectory); }
 };
 
-// Eight string attributes, as a shop's action might carry.
-Json EightAttributes(long i) {
-  Json fields = Json::object();
-  static const char* const kNames[] = {"color", "size", "brand", "category", "campaign", "source", "medium", "page"};
-  for (int k = 0; k < 8; ++k) fields[kNames[k]] = std::string(kNames[k]) + "-" + std::to_string((i + k) % 97);
-  return fields;
-}
-
-// Until `settled` events have been sent or dropped (a queue over its byte
-// limit drops the oldest).
-bool WaitForSettled(const std::shared_ptr<Tessarin>& sdk, std::uint64_t settled, double seconds) {
-  auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
-  for (;;) {
-    auto diagnostics = sdk->eventDiagnostics();
-    if (diagnostics.eventsSent + diagnostics.dropped() >= settled) break;
-    if (Clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
-  return true;
-}
-
 double Percentile(std::vector<double>& samples, double p) {
   if (samples.empty()) return 0;
   auto at = samples.begin() + static_cast<long>(p * static_cast<double>(samples.size() - 1));
@@ -212,37 +206,6 @@ double ProcessCpuMillis() {
   getrusage(RUSAGE_SELF, &usage);
   return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
          (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
-}
-
-double CurrentRssMiB() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("VmRSS:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
-  }
-  return 0;
-}
-
-// Where the resident memory is, by mapped file (anonymous memory and the
-// heap under their kernel names), largest first, to standard error.
-void PrintRssByMapping() {
-  std::ifstream smaps("/proc/self/smaps");
-  std::map<std::string, long> kib;
-  std::string name;
-  for (std::string line; std::getline(smaps, line);) {
-    if (!line.empty() && std::isxdigit(static_cast<unsigned char>(line[0])) && line.find('-') < 16) {
-      auto at = line.find('/');
-      if (at == std::string::npos) at = line.find('[');
-      name = at == std::string::npos ? "[anonymous]" : line.substr(at);
-    } else if (line.rfind("Rss:", 0) == 0) {
-      kib[name] += std::atol(line.c_str() + 4);
-    }
-  }
-  std::vector<std::pair<long, std::string>> sorted;
-  for (auto& [mapping, size] : kib) sorted.emplace_back(size, mapping);
-  std::sort(sorted.rbegin(), sorted.rend());
-  for (auto& [size, mapping] : sorted) {
-    if (size >= 4) std::fprintf(stderr, "%8ld KiB  %s\n", size, mapping.c_str());
-  }
 }
 
 // CPU time so far of each of this process's threads, by name, in
@@ -277,12 +240,12 @@ void RecordAndDrain(benchmark::State& state, App& app, long events, std::vector<
   for (long i = 0; i < events; ++i) {
     // The attributes are the app's work, outside the timing; built one by
     // one, so that the app holds no more than one event's worth.
-    Json fields = EightAttributes(i);
+    Json fields = bench::EightAttributes(i);
     auto begin = Clock::now();
     sdk->sendAction("Bench Action", "Global", std::move(fields));
     callNanos.push_back(std::chrono::duration<double, std::nano>(Clock::now() - begin).count());
   }
-  if (!WaitForSettled(app.sdk, settledBefore + static_cast<std::uint64_t>(events), 120)) {
+  if (!bench::WaitForSettled(app.sdk, settledBefore + static_cast<std::uint64_t>(events), 120)) {
     state.SkipWithError("events were neither all delivered nor dropped");
   }
 }
@@ -329,25 +292,46 @@ void BM_HostEndToEnd(benchmark::State& state) {
 }
 BENCHMARK(BM_HostEndToEnd)->Arg(3000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
 
-// Starts, records, drains and stops: the peak resident memory of the
-// whole process, and what stays resident after the stop.
+// An app that starts, records, drains and stops (tessarin-memory-app, in a
+// process of its own): its peak resident memory, and what stays resident
+// after the stop.
 void BM_HostMemory(benchmark::State& state) {
-  // The queue's default limits: what an app that records faster than the
-  // SDK can send keeps resident.
-  App& app = App::shared(Json::object());
-  if (!app.ready) {
-    state.SkipWithError("the local service or the server configuration did not come");
+  ServiceProcess service;
+  if (!service.start()) {
+    state.SkipWithError("the local service did not start");
     return;
   }
-  std::vector<double> callNanos;
-  callNanos.reserve(static_cast<std::size_t>(state.range(0)));
-  for (auto _ : state) RecordAndDrain(state, app, state.range(0), callNanos);
-  app.sdk->stop();
-  TessarinHost::syncWithMain();
-  state.counters["peak_rss_MiB"] = PeakRssMiB();
-  state.counters["rss_after_stop_MiB"] = CurrentRssMiB();
-  state.counters["dropped"] = static_cast<double>(app.sdk->eventDiagnostics().dropped());
-  if (std::getenv("TESSARIN_BENCH_RSS_BY_MAPPING")) PrintRssByMapping();
+  const auto dataDirectory =
+      std::filesystem::temp_directory_path() / ("tessarin-memory-app-" + std::to_string(getpid()));
+  for (auto _ : state) {
+    std::filesystem::remove_all(dataDirectory);
+    const std::string port = std::to_string(service.port());
+    const std::string count = std::to_string(state.range(0));
+    pid_t pid = -1;
+    FILE* out = Spawn({TESSARIN_MEMORY_APP_PATH, port.c_str(), count.c_str(), dataDirectory.c_str()}, &pid);
+    if (!out) {
+      state.SkipWithError("the memory app did not start");
+      break;
+    }
+    std::string line;
+    double peak = 0, afterStop = 0;
+    unsigned long long sent = 0, dropped = 0;
+    bool measured = ReadLine(out, line) &&
+                    std::sscanf(line.c_str(), "peak_rss_MiB %lf rss_after_stop_MiB %lf sent %llu dropped %llu", &peak,
+                                &afterStop, &sent, &dropped) == 4;
+    fclose(out);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (!measured || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+      state.SkipWithError("the memory app did not finish");
+      break;
+    }
+    state.counters["peak_rss_MiB"] = peak;
+    state.counters["rss_after_stop_MiB"] = afterStop;
+    state.counters["sent"] = static_cast<double>(sent);
+    state.counters["dropped"] = static_cast<double>(dropped);
+  }
+  std::filesystem::remove_all(dataDirectory);
 }
 BENCHMARK(BM_HostMemory)->Arg(1)->Arg(20000)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 
@@ -382,7 +366,7 @@ void BM_HostSoak(benchmark::State& state) {
     for (long recorded = 0; recorded < total; recorded += round) {
       callNanos.clear();
       RecordAndDrain(state, app, round, callNanos);
-      double rss = CurrentRssMiB();
+      double rss = bench::StatusMiB("VmRSS");
       if (recorded + round <= warmUp) {
         rssAfterWarmUp = rss;
       } else {

@@ -10,13 +10,11 @@
 #include <string>
 #include <vector>
 
-#include <unicode/uchar.h>
-#include <unicode/unistr.h>
-
 #include "base/log.h"
 #include "core/tessarin_impl.h"
 #include "platform/alert.h"
 #include "platform/platform.h"
+#include "platform/unicode_library.h"
 #include "platform/ui/alert_presenter.h"
 #include "util/environment.h"
 #include "util/config.h"
@@ -24,6 +22,7 @@
 #include "util/safety.h"
 #include "util/string_util.h"
 #include "util/timing_util.h"
+#include "util/utf8_text.h"
 
 namespace tessarin {
 namespace {
@@ -117,11 +116,17 @@ std::optional<std::string> TessarinImpl::validateTestExperienceId(const std::opt
   if (trimmed) {
     // Five characters as the platform counts them (UTF-16 units), each a
     // letter, a mark or a digit of any script.
-    icu::UnicodeString text = icu::UnicodeString::fromUTF8(*trimmed);
-    bool valid = text.length() == 5;
-    for (int32_t i = 0; valid && i < text.length(); ++i) {
-      const int32_t mask = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK;
-      valid = (U_GET_GC_MASK(text.charAt(i)) & mask) != 0;
+    // ASCII needs no character tables.
+    std::u16string text = Utf16FromUtf8(*trimmed);
+    bool valid = text.size() == 5;
+    for (std::size_t i = 0; valid && i < text.size(); ++i) {
+      const char16_t unit = text[i];
+      if (unit < 0x80) {
+        valid = (unit >= u'0' && unit <= u'9') || (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+      } else {
+        const int32_t mask = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK;
+        valid = platform::unicodeAvailable() && (U_MASK(platform::unicode().u_charType(unit)) & mask) != 0;
+      }
     }
     if (valid) return trimmed;
   }

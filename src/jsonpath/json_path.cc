@@ -78,7 +78,7 @@ class TSRJsonPath::Tracer {
   struct Resolved {
     std::vector<const Json*> values;
     std::vector<Json> owned;  // values made here, such as paths; reserved up front
-    const icu::RegexPattern* regex = nullptr;
+    const jsonpath::Regex* regex = nullptr;
     bool exists() const { return regex || !values.empty(); }
   };
 

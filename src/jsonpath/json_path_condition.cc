@@ -3,24 +3,21 @@
 // path from the root ("$…"), a quoted string, a regular-expression literal,
 // NULL or a number. It stands in for a script engine: conditions only test,
 // they never compute.
-#include <unicode/locid.h>
-#include <unicode/numfmt.h>
-#include <unicode/utypes.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <mutex>
 
 #include "base/log.h"
+#include "platform/unicode_library.h"
 #include "jsonpath/json_path_expression.h"
 #include "jsonpath/json_path_text.h"
 
 namespace tessarin::jsonpath {
 namespace {
 
-std::string Strip(std::string_view segment, const icu::RegexPattern* outerParentheses) {
+std::string Strip(std::string_view segment, const Regex* outerParentheses) {
   if (!outerParentheses) return std::string(segment);
-  return ToUtf8(ReplaceAll(ToUnicode(segment), *outerParentheses, icu::UnicodeString(u"$1")));
+  return ToUtf8(ReplaceAll(ToUnicode(segment), *outerParentheses, u"$1"));
 }
 
 bool EqualsIgnoringAsciiCase(std::string_view text, std::string_view lower) {
@@ -38,43 +35,45 @@ bool EqualsIgnoringAsciiCase(std::string_view text, std::string_view lower) {
 // the process; parsing is serialised because a formatter is not promised to
 // be safe for concurrent use.
 std::optional<Json> ParseNumber(std::string_view text) {
+  if (text.empty() || !platform::unicodeAvailable()) return std::nullopt;
+  const platform::UnicodeLibrary& library = platform::unicode();
   static std::mutex mutex;
-  static icu::NumberFormat* const formatter = [] {
+  static UNumberFormat* const formatter = [&library] {
     UErrorCode status = U_ZERO_ERROR;
-    icu::NumberFormat* made = icu::NumberFormat::createInstance(icu::Locale("en_US_POSIX"), status);
+    UNumberFormat* made = library.unum_open(UNUM_DECIMAL, nullptr, 0, "en_US_POSIX", nullptr, &status);
     if (U_FAILURE(status)) {
-      delete made;
-      return static_cast<icu::NumberFormat*>(nullptr);
+      if (made) library.unum_close(made);
+      return static_cast<UNumberFormat*>(nullptr);
     }
-    made->setGroupingUsed(false);
+    library.unum_setAttribute(made, UNUM_GROUPING_USED, 0);
     return made;
   }();
-  if (!formatter || text.empty()) return std::nullopt;
-  icu::UnicodeString unicode = ToUnicode(text);
-  icu::Formattable number;
-  icu::ParsePosition position(0);
+  if (!formatter) return std::nullopt;
+  std::u16string unicodeText = ToUnicode(text);
+  UErrorCode status = U_ZERO_ERROR;
+  UFormattable* number = library.ufmt_open(&status);
+  if (U_FAILURE(status)) return std::nullopt;
+  int32_t position = 0;
   {
     std::lock_guard<std::mutex> lock(mutex);
-    formatter->parse(unicode, number, position);
+    library.unum_parseToUFormattable(formatter, number, unicodeText.data(), static_cast<int32_t>(unicodeText.size()),
+                                 &position, &status);
   }
-  if (position.getErrorIndex() >= 0 || position.getIndex() != unicode.length()) return std::nullopt;
-  UErrorCode status = U_ZERO_ERROR;
-  switch (number.getType()) {
-    case icu::Formattable::kLong:
-    case icu::Formattable::kInt64: {
-      int64_t value = number.getInt64(status);
-      if (U_SUCCESS(status)) return Json(value);
-      return std::nullopt;
+  std::optional<Json> parsed;
+  if (U_SUCCESS(status) && position == static_cast<int32_t>(unicodeText.size())) {
+    switch (library.ufmt_getType(number, &status)) {
+      case UFMT_LONG:
+      case UFMT_INT64: {
+        int64_t value = library.ufmt_getInt64(number, &status);
+        if (U_SUCCESS(status)) parsed = Json(value);
+        break;
+      }
+      case UFMT_DOUBLE: parsed = Json(library.ufmt_getDouble(number, &status)); break;
+      default: break;
     }
-    case icu::Formattable::kDouble: return Json(number.getDouble());
-    default: return std::nullopt;
   }
-}
-
-std::string DescribeCompileError(UErrorCode status, const UParseError& parseError) {
-  std::string description = u_errorName(status);
-  if (parseError.offset >= 0) description += " at offset " + std::to_string(parseError.offset);
-  return description;
+  library.ufmt_close(number);
+  return parsed;
 }
 
 // The flags are a set: "i" ignores case, "m" lets the anchors match at line
@@ -93,15 +92,8 @@ void CompileRegexLiteral(Operand* operand) {
       operand->ignoredFlags.push_back(flag);
     }
   }
-  UErrorCode status = U_ZERO_ERROR;
-  UParseError parseError{};
-  std::unique_ptr<icu::RegexPattern> regex(
-      icu::RegexPattern::compile(ToUnicode(operand->pattern), options, parseError, status));
-  if (U_FAILURE(status)) {
-    operand->compileError = DescribeCompileError(status, parseError);
-    return;
-  }
-  operand->regex = std::move(regex);
+  std::unique_ptr<const Regex> regex = Regex::Compile(ToUnicode(operand->pattern), options, &operand->compileError);
+  if (regex) operand->regex = std::move(regex);
 }
 
 // "$" followed by `text` from `offset` on. Built by appending: GCC 12's
@@ -113,7 +105,7 @@ std::string RootedAt(const std::string& text, std::size_t offset) {
 }
 
 Operand ParseOperand(const std::string& text) {
-  static const icu::RegexPattern* const regexLiteral = CompileBuiltInRegex(R"(^\/(.*)\/([gimy]*)$)");
+  static const Regex* const regexLiteral = CompileBuiltInRegex(R"(^\/(.*)\/([gimy]*)$)");
   Operand operand;
   if (StartsWith(text, "@path")) {
     operand.kind = Operand::Kind::kCurrentPath;
@@ -129,13 +121,12 @@ Operand ParseOperand(const std::string& text) {
     operand.value = text.substr(1, text.size() - 2);
   } else if (StartsWith(text, "/")) {
     if (!regexLiteral) return operand;
-    UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString unicode = ToUnicode(text);
-    std::unique_ptr<icu::RegexMatcher> matcher(regexLiteral->matcher(unicode, status));
-    if (U_FAILURE(status) || !matcher->find(status)) return operand;
+    std::u16string unicodeText = ToUnicode(text);
+    RegexMatcher matcher(*regexLiteral, unicodeText);
+    if (!matcher.find()) return operand;
     operand.kind = Operand::Kind::kRegex;
-    operand.pattern = ToUtf8(matcher->group(1, status));
-    operand.flags = ToUtf8(matcher->group(2, status));
+    operand.pattern = ToUtf8(matcher.group(1));
+    operand.flags = ToUtf8(matcher.group(2));
     CompileRegexLiteral(&operand);
   } else if (EqualsIgnoringAsciiCase(text, "null")) {
     operand.kind = Operand::Kind::kValue;
@@ -178,27 +169,26 @@ bool Equals(const Json& right, const OperandItem& left) {
 }  // namespace
 
 std::shared_ptr<const Condition> CompileScript(std::string_view segment) {
-  static const icu::RegexPattern* const outer = CompileBuiltInRegex(R"(^\((.*?)\)$)");
+  static const Regex* const outer = CompileBuiltInRegex(R"(^\((.*?)\)$)");
   return CompileCondition(Strip(segment, outer));
 }
 
 std::shared_ptr<const Condition> CompileFilter(std::string_view segment) {
-  static const icu::RegexPattern* const outer = CompileBuiltInRegex(R"(^\?\((.*?)\)$)");
+  static const Regex* const outer = CompileBuiltInRegex(R"(^\?\((.*?)\)$)");
   return CompileCondition(Strip(segment, outer));
 }
 
 std::shared_ptr<const Condition> CompileCondition(std::string_view text) {
-  static const icu::RegexPattern* const form = CompileBuiltInRegex(R"(^(\S+)\s+(\S+)\s+(\S+.*)$)");
+  static const Regex* const form = CompileBuiltInRegex(R"(^(\S+)\s+(\S+)\s+(\S+.*)$)");
   auto condition = std::make_shared<Condition>();
   if (!form) return condition;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString unicode = ToUnicode(text);
-  std::unique_ptr<icu::RegexMatcher> matcher(form->matcher(unicode, status));
-  if (U_FAILURE(status) || !matcher->find(status)) return condition;
+  std::u16string unicodeText = ToUnicode(text);
+  RegexMatcher matcher(*form, unicodeText);
+  if (!matcher.find()) return condition;
   condition->wellFormed = true;
-  condition->left = ParseOperand(ToUtf8(matcher->group(1, status)));
-  condition->op = ToUtf8(matcher->group(2, status));
-  condition->right = ParseOperand(ToUtf8(matcher->group(3, status)));
+  condition->left = ParseOperand(ToUtf8(matcher.group(1)));
+  condition->op = ToUtf8(matcher.group(2));
+  condition->right = ParseOperand(ToUtf8(matcher.group(3)));
   return condition;
 }
 

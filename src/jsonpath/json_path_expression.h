@@ -5,13 +5,12 @@
 #ifndef TESSARIN_JSONPATH_JSON_PATH_EXPRESSION_H_
 #define TESSARIN_JSONPATH_JSON_PATH_EXPRESSION_H_
 
-#include <unicode/regex.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "jsonpath/json_path_text.h"
 #include "tessarin/json.h"
 
 namespace tessarin::jsonpath {
@@ -55,7 +54,7 @@ struct Operand {
   std::string pattern;
   std::string flags;
   std::vector<std::string> ignoredFlags;
-  std::shared_ptr<const icu::RegexPattern> regex;  // null when the pattern did not compile
+  std::shared_ptr<const Regex> regex;  // null when the pattern did not compile
   std::string compileError;
 };
 
@@ -81,7 +80,7 @@ void ReplayRegexLog(const Operand& operand);
 // expression, or neither (missing).
 struct OperandItem {
   const Json* value = nullptr;
-  const icu::RegexPattern* regex = nullptr;
+  const Regex* regex = nullptr;
   bool exists() const { return value || regex; }
 };
 

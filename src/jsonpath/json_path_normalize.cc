@@ -15,31 +15,23 @@ namespace {
 
 // Rewrites with a template; the text stays as it is should an expression of
 // this file ever fail to compile.
-icu::UnicodeString Rewrite(const icu::UnicodeString& text, const icu::RegexPattern* regex,
-                           const char16_t* replacementTemplate) {
-  return regex ? ReplaceAll(text, *regex, icu::UnicodeString(replacementTemplate)) : text;
+std::u16string Rewrite(const std::u16string& text, const Regex* regex, std::u16string_view replacementTemplate) {
+  return regex ? ReplaceAll(text, *regex, replacementTemplate) : text;
 }
 
-icu::UnicodeString Rewrite(const icu::UnicodeString& text, const icu::RegexPattern* regex,
-                           const std::function<icu::UnicodeString(icu::RegexMatcher&)>& block) {
+std::u16string Rewrite(const std::u16string& text, const Regex* regex,
+                       const std::function<std::u16string(RegexMatcher&)>& block) {
   return regex ? ReplaceAll(text, *regex, block) : text;
 }
 
-icu::UnicodeString Group(icu::RegexMatcher& matcher, int32_t group) {
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString text = matcher.group(group, status);
-  return U_SUCCESS(status) ? text : icu::UnicodeString();
-}
-
 // The stash entry a segment refers to with "#n", if any.
-const icu::UnicodeString* StashedText(const std::string& segment, const std::vector<icu::UnicodeString>& stash) {
-  static const icu::RegexPattern* const reference = CompileBuiltInRegex("#([0-9]+)");
+const std::u16string* StashedText(const std::string& segment, const std::vector<std::u16string>& stash) {
+  static const Regex* const reference = CompileBuiltInRegex("#([0-9]+)");
   if (!reference || segment.find('#') == std::string::npos) return nullptr;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString text = ToUnicode(segment);
-  std::unique_ptr<icu::RegexMatcher> matcher(reference->matcher(text, status));
-  if (U_FAILURE(status) || !matcher->find(status)) return nullptr;
-  std::string digits = ToUtf8(Group(*matcher, 1));
+  std::u16string text = ToUnicode(segment);
+  RegexMatcher matcher(*reference, text);
+  if (!matcher.find()) return nullptr;
+  std::string digits = ToUtf8(matcher.group(1));
   std::size_t index = 0;
   for (char digit : digits) {
     index = index * 10 + static_cast<std::size_t>(digit - '0');
@@ -67,27 +59,27 @@ struct TextHash {
 }  // namespace
 
 Segments Normalize(std::string_view expression) {
-  static const icu::RegexPattern* const scripts = CompileBuiltInRegex(R"([\['](\??\(.*?\))[\]'])");
-  static const icu::RegexPattern* const dotRuns = CompileBuiltInRegex(R"('?(\.+)'?(?![^\[]*\]))");
-  static const icu::RegexPattern* const singleDot = CompileBuiltInRegex(R"(;\.;)");
-  static const icu::RegexPattern* const openBracket = CompileBuiltInRegex(R"(;?\['?)");
-  static const icu::RegexPattern* const carets = CompileBuiltInRegex(R"((?:;)?(\^+)(?:;)?)");
-  static const icu::RegexPattern* const closings = CompileBuiltInRegex(R"(;$|'?\]|'$)");
+  static const Regex* const scripts = CompileBuiltInRegex(R"([\['](\??\(.*?\))[\]'])");
+  static const Regex* const dotRuns = CompileBuiltInRegex(R"('?(\.+)'?(?![^\[]*\]))");
+  static const Regex* const singleDot = CompileBuiltInRegex(R"(;\.;)");
+  static const Regex* const openBracket = CompileBuiltInRegex(R"(;?\['?)");
+  static const Regex* const carets = CompileBuiltInRegex(R"((?:;)?(\^+)(?:;)?)");
+  static const Regex* const closings = CompileBuiltInRegex(R"(;$|'?\]|'$)");
 
-  icu::UnicodeString text = ToUnicode(expression);
-  std::vector<icu::UnicodeString> stash;
-  text = Rewrite(text, scripts, [&stash](icu::RegexMatcher& matcher) {
-    icu::UnicodeString reference = ToUnicode("[#" + std::to_string(stash.size()) + "]");
-    stash.push_back(Group(matcher, 1));
+  std::u16string text = ToUnicode(expression);
+  std::vector<std::u16string> stash;
+  text = Rewrite(text, scripts, [&stash](RegexMatcher& matcher) {
+    std::u16string reference = ToUnicode("[#" + std::to_string(stash.size()) + "]");
+    stash.push_back(matcher.group(1));
     return reference;
   });
   text = Rewrite(text, dotRuns, u";$1;");
   text = Rewrite(text, singleDot, u";");
   text = Rewrite(text, openBracket, u";");
   // Every caret is a step up of its own: "^^" climbs twice.
-  text = Rewrite(text, carets, [](icu::RegexMatcher& matcher) {
+  text = Rewrite(text, carets, [](RegexMatcher& matcher) {
     std::string joined;
-    for (const std::string& caret : ComposedCharacterArray(ToUtf8(Group(matcher, 1)))) {
+    for (const std::string& caret : ComposedCharacterArray(ToUtf8(matcher.group(1)))) {
       if (!joined.empty()) joined += ';';
       joined += caret;
     }
@@ -97,7 +89,7 @@ Segments Normalize(std::string_view expression) {
 
   std::vector<std::string> parts = SplitAtComposedCharacter(ToUtf8(text), ';');
   for (std::string& part : parts) {
-    if (const icu::UnicodeString* stashed = StashedText(part, stash)) part = ToUtf8(*stashed);
+    if (const std::u16string* stashed = StashedText(part, stash)) part = ToUtf8(*stashed);
   }
   if (!parts.empty() && parts.front().empty()) parts.erase(parts.begin());
 

@@ -1,13 +1,16 @@
 #include "jsonpath/json_path_text.h"
 
-#include <unicode/brkiter.h>
-#include <unicode/locid.h>
+#include <unicode/utf8.h>
 
 #include <climits>
-#include <memory>
+
+#include "platform/unicode_library.h"
+#include "util/utf8_text.h"
 
 namespace tessarin::jsonpath {
 namespace {
+
+using platform::unicode;
 
 // Characters that end a line for "$" and that "." does not match, plus
 // anything beyond ASCII (U+0085, U+2028, U+2029). Text free of them can be
@@ -28,69 +31,135 @@ bool IsAscii(std::string_view text) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool Matches(const icu::RegexPattern* regex, std::string_view text) {
-  return regex && TestString(ToUnicode(text), *regex);
+bool Matches(const Regex* regex, std::string_view text) { return regex && TestString(ToUnicode(text), *regex); }
+
+// The text's code points one by one: characters as best they can be told
+// apart without ICU's break rules.
+std::vector<std::string> CodePoints(std::string_view text) {
+  const std::string repaired = ReplaceMalformedUtf8(text);
+  const auto* s = reinterpret_cast<const uint8_t*>(repaired.data());
+  const int32_t length = static_cast<int32_t>(repaired.size());
+  std::vector<std::string> characters;
+  for (int32_t i = 0; i < length;) {
+    const int32_t begin = i;
+    UChar32 c;
+    U8_NEXT(s, i, length, c);
+    characters.push_back(repaired.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(i - begin)));
+  }
+  return characters;
 }
 
 }  // namespace
 
-icu::UnicodeString ToUnicode(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-}
+std::u16string ToUnicode(std::string_view text) { return Utf16FromUtf8(text); }
 
-std::string ToUtf8(const icu::UnicodeString& text) {
-  std::string out;
-  text.toUTF8String(out);
-  return out;
-}
+std::string ToUtf8(std::u16string_view text) { return Utf8FromUtf16(text); }
 
-const icu::RegexPattern* CompileBuiltInRegex(const char* expression) {
-  UErrorCode status = U_ZERO_ERROR;
-  UParseError parseError;
-  icu::RegexPattern* pattern =
-      icu::RegexPattern::compile(icu::UnicodeString(expression, -1, US_INV), 0, parseError, status);
-  if (U_FAILURE(status)) {
-    delete pattern;
+std::unique_ptr<const Regex> Regex::Compile(std::u16string_view pattern, uint32_t flags, std::string* error) {
+  if (!platform::unicodeAvailable()) {
+    if (error) *error = "U_MISSING_RESOURCE_ERROR";
     return nullptr;
   }
-  return pattern;
+  UErrorCode status = U_ZERO_ERROR;
+  UParseError parseError{};
+  parseError.offset = -1;
+  URegularExpression* compiled =
+      unicode().uregex_open(pattern.data(), static_cast<int32_t>(pattern.size()), flags, &parseError, &status);
+  if (U_FAILURE(status)) {
+    if (compiled) unicode().uregex_close(compiled);
+    if (error) {
+      *error = unicode().u_errorName(status);
+      if (parseError.offset >= 0) *error += " at offset " + std::to_string(parseError.offset);
+    }
+    return nullptr;
+  }
+  return std::unique_ptr<const Regex>(new Regex(compiled));
 }
 
-icu::UnicodeString ReplaceAll(const icu::UnicodeString& text, const icu::RegexPattern& regex,
-                              const icu::UnicodeString& replacementTemplate) {
+Regex::~Regex() { unicode().uregex_close(compiled_); }
+
+RegexMatcher::RegexMatcher(const Regex& regex, const std::u16string& text) : text_(text) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::RegexMatcher> matcher(regex.matcher(text, status));
-  if (U_FAILURE(status)) return text;
-  icu::UnicodeString replaced = matcher->replaceAll(replacementTemplate, status);
-  return U_SUCCESS(status) ? replaced : text;
+  search_ = unicode().uregex_clone(regex.compiled_, &status);
+  if (U_SUCCESS(status)) unicode().uregex_setText(search_, text_.data(), static_cast<int32_t>(text_.size()), &status);
+  if (U_FAILURE(status) && search_) {
+    unicode().uregex_close(search_);
+    search_ = nullptr;
+  }
 }
 
-icu::UnicodeString ReplaceAll(const icu::UnicodeString& text, const icu::RegexPattern& regex,
-                              const std::function<icu::UnicodeString(icu::RegexMatcher&)>& block) {
+RegexMatcher::~RegexMatcher() {
+  if (search_) unicode().uregex_close(search_);
+}
+
+bool RegexMatcher::find() {
+  if (!search_) return false;
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::RegexMatcher> matcher(regex.matcher(text, status));
-  if (U_FAILURE(status)) return text;
-  icu::UnicodeString out;
+  bool found = unicode().uregex_findNext(search_, &status);
+  return U_SUCCESS(status) && found;
+}
+
+int32_t RegexMatcher::start(int32_t n) {
+  UErrorCode status = U_ZERO_ERROR;
+  int32_t at = search_ ? unicode().uregex_start(search_, n, &status) : -1;
+  return U_SUCCESS(status) ? at : -1;
+}
+
+int32_t RegexMatcher::end(int32_t n) {
+  UErrorCode status = U_ZERO_ERROR;
+  int32_t at = search_ ? unicode().uregex_end(search_, n, &status) : -1;
+  return U_SUCCESS(status) ? at : -1;
+}
+
+std::u16string RegexMatcher::group(int32_t n) {
+  int32_t from = start(n), to = end(n);
+  if (from < 0 || to < from) return {};
+  return text_.substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from));
+}
+
+std::u16string RegexMatcher::replaceAll(std::u16string_view replacementTemplate) {
+  if (!search_) return text_;
+  // Asked first for the length, then written.
+  UErrorCode status = U_ZERO_ERROR;
+  const int32_t templateLength = static_cast<int32_t>(replacementTemplate.size());
+  int32_t length =
+      unicode().uregex_replaceAll(search_, replacementTemplate.data(), templateLength, nullptr, 0, &status);
+  if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return text_;
+  std::u16string replaced(static_cast<std::size_t>(length) + 1, u'\0');
+  status = U_ZERO_ERROR;
+  unicode().uregex_replaceAll(search_, replacementTemplate.data(), templateLength, replaced.data(),
+                              static_cast<int32_t>(replaced.size()), &status);
+  if (U_FAILURE(status)) return text_;
+  replaced.resize(static_cast<std::size_t>(length));
+  return replaced;
+}
+
+const Regex* CompileBuiltInRegex(const char* expression) {
+  return Regex::Compile(ToUnicode(expression), 0).release();
+}
+
+std::u16string ReplaceAll(const std::u16string& text, const Regex& regex, std::u16string_view replacementTemplate) {
+  return RegexMatcher(regex, text).replaceAll(replacementTemplate);
+}
+
+std::u16string ReplaceAll(const std::u16string& text, const Regex& regex,
+                          const std::function<std::u16string(RegexMatcher&)>& block) {
+  RegexMatcher matcher(regex, text);
+  std::u16string out;
   int32_t copied = 0;
-  while (matcher->find(status) && U_SUCCESS(status)) {
-    int32_t start = matcher->start(status);
-    int32_t end = matcher->end(status);
-    if (U_FAILURE(status)) break;
-    out.append(text, copied, start - copied);
-    out.append(block(*matcher));
+  while (matcher.find()) {
+    int32_t start = matcher.start();
+    int32_t end = matcher.end();
+    if (start < copied || end < start) break;
+    out.append(text, static_cast<std::size_t>(copied), static_cast<std::size_t>(start - copied));
+    out.append(block(matcher));
     copied = end;
   }
-  out.append(text, copied, text.length() - copied);
+  out.append(text, static_cast<std::size_t>(copied));
   return out;
 }
 
-bool TestString(const icu::UnicodeString& text, const icu::RegexPattern& regex) {
-  UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::RegexMatcher> matcher(regex.matcher(text, status));
-  if (U_FAILURE(status)) return false;
-  bool found = matcher->find(status);
-  return U_SUCCESS(status) && found;
-}
+bool TestString(const std::u16string& text, const Regex& regex) { return RegexMatcher(regex, text).find(); }
 
 std::vector<std::string> ComposedCharacterArray(std::string_view text) {
   std::vector<std::string> characters;
@@ -103,16 +172,21 @@ std::vector<std::string> ComposedCharacterArray(std::string_view text) {
     }
     return characters;
   }
-  icu::UnicodeString unicode = ToUnicode(text);
+  if (!platform::unicodeAvailable()) return CodePoints(text);
+  std::u16string unicodeText = ToUnicode(text);
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::BreakIterator> breaks(
-      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  if (U_FAILURE(status)) return {std::string(text)};
-  breaks->setText(unicode);
-  int32_t start = breaks->first();
-  for (int32_t end = breaks->next(); end != icu::BreakIterator::DONE; start = end, end = breaks->next()) {
-    characters.push_back(ToUtf8(icu::UnicodeString(unicode, start, end - start)));
+  UBreakIterator* breaks = unicode().ubrk_open(UBRK_CHARACTER, "", unicodeText.data(),
+                                               static_cast<int32_t>(unicodeText.size()), &status);
+  if (U_FAILURE(status)) {
+    if (breaks) unicode().ubrk_close(breaks);
+    return CodePoints(text);
   }
+  int32_t start = unicode().ubrk_first(breaks);
+  for (int32_t end = unicode().ubrk_next(breaks); end != UBRK_DONE; start = end, end = unicode().ubrk_next(breaks)) {
+    characters.push_back(ToUtf8(std::u16string_view(unicodeText).substr(static_cast<std::size_t>(start),
+                                                                         static_cast<std::size_t>(end - start))));
+  }
+  unicode().ubrk_close(breaks);
   return characters;
 }
 
@@ -141,7 +215,7 @@ std::vector<std::string> SplitAtComposedCharacter(std::string_view text, char se
 
 bool IsDecimalNumber(std::string_view text) {
   if (NeedsRegexEngine(text)) {
-    static const icu::RegexPattern* const regex = CompileBuiltInRegex("^[-0-9]+$");
+    static const Regex* const regex = CompileBuiltInRegex("^[-0-9]+$");
     return Matches(regex, text);
   }
   if (text.empty()) return false;
@@ -171,7 +245,7 @@ long IntegerValue(std::string_view text) {
 
 bool IsSlice(std::string_view text) {
   if (NeedsRegexEngine(text)) {
-    static const icu::RegexPattern* const regex = CompileBuiltInRegex("^(-?[0-9]*):(-?[0-9]*):?([0-9]*)$");
+    static const Regex* const regex = CompileBuiltInRegex("^(-?[0-9]*):(-?[0-9]*):?([0-9]*)$");
     return Matches(regex, text);
   }
   std::size_t i = 0;

@@ -3,9 +3,8 @@
 #include <cmath>
 #include <cstring>
 
-#include <unicode/unistr.h>
-
 #include "base/log.h"
+#include "util/utf8_text.h"
 
 namespace tessarin {
 namespace {
@@ -20,11 +19,7 @@ std::optional<Json> Parse(const std::string& data, std::string* error) {
 }
 
 // The text as it can be shown: each malformed UTF-8 sequence becomes U+FFFD.
-std::string Printable(const std::string& text) {
-  std::string out;
-  icu::UnicodeString::fromUTF8(text).toUTF8String(out);
-  return out;
-}
+std::string Printable(const std::string& text) { return ReplaceMalformedUtf8(text); }
 
 // The class name of what parsing produced, "(null)" when it produced nothing.
 LogArg ClassOf(const std::optional<Json>& parsed) {

@@ -1,7 +1,5 @@
 #include "util/networking.h"
 
-#include <unicode/unistr.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -12,6 +10,7 @@
 #include "base/log.h"
 #include "util/config.h"
 #include "util/networking_url.h"
+#include "util/utf8_text.h"
 
 namespace tessarin {
 namespace {
@@ -26,10 +25,6 @@ std::string NumberString(const Json& number) {
   return JsonDump(number);
 }
 
-// Keys sort as the platform compares strings: by UTF-16 code unit.
-bool Utf16Less(const std::string& a, const std::string& b) {
-  return icu::UnicodeString::fromUTF8(a).compare(icu::UnicodeString::fromUTF8(b)) < 0;
-}
 
 struct EndpointInputs {
   std::string protocol;
@@ -198,7 +193,8 @@ std::string TSRUtilityNetworking::addQueryParams(const Json& params, const std::
   // JSON keys are always strings, so no key is dropped for its class.
   std::vector<std::string> keys;
   for (const auto& [key, value] : params.items()) keys.push_back(key);
-  std::sort(keys.begin(), keys.end(), Utf16Less);
+  // Keys sort as the platform compares strings: by UTF-16 code unit.
+  std::sort(keys.begin(), keys.end(), [](const std::string& a, const std::string& b) { return Utf16Less(a, b); });
 
   for (const std::string& key : keys) {
     const Json& value = params.at(key);

@@ -1,41 +1,31 @@
 #include "util/string_util.h"
 
-#include <unicode/locid.h>
-#include <unicode/regex.h>
-#include <unicode/uchar.h>
-#include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
-#include <memory>
+#include <algorithm>
+#include <cstdint>
 
 #include "base/log.h"
+#include "platform/unicode_library.h"
 #include "util/unicode_trim.h"
+#include "util/utf8_text.h"
 
 namespace tessarin {
 namespace {
 
-// Expressions are compiled once and shared: a compiled pattern is immutable
-// and hands out one matcher per call, so any thread may use it.
-const icu::RegexPattern* Compile(const char* expression, uint32_t flags) {
-  UErrorCode status = U_ZERO_ERROR;
-  UParseError parse_error;
-  icu::RegexPattern* pattern =
-      icu::RegexPattern::compile(icu::UnicodeString(expression, -1, US_INV), flags, parse_error, status);
-  if (U_FAILURE(status)) {
-    delete pattern;
-    return nullptr;
-  }
-  return pattern;
+bool IsAsciiAlphaNumeric(char32_t c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-const icu::RegexPattern* WhitespacePattern() {
-  static const icu::RegexPattern* const pattern = Compile("\\s", 0);
-  return pattern;
-}
-
-const icu::RegexPattern* AlphaNumericPattern() {
-  static const icu::RegexPattern* const pattern = Compile("^[a-zA-Z0-9]*$", UREGEX_CASE_INSENSITIVE);
-  return pattern;
+// The length of `text` without one final line terminator, which "$" lets
+// an anchored match leave over: what ends a line for the expression engine
+// is U+000A to U+000D, U+0085, U+2028, U+2029, and "\r\n" as one.
+std::size_t WithoutFinalLineTerminator(std::string_view text) {
+  if (text.ends_with("\r\n")) return text.size() - 2;
+  if (!text.empty() && text.back() >= 0x0A && text.back() <= 0x0D) return text.size() - 1;
+  if (text.ends_with("\xC2\x85")) return text.size() - 2;
+  if (text.ends_with("\xE2\x80\xA8") || text.ends_with("\xE2\x80\xA9")) return text.size() - 3;
+  return text.size();
 }
 
 }  // namespace
@@ -51,30 +41,35 @@ std::optional<std::string> TSRUtilityString::trimString(const std::optional<std:
 std::optional<std::string> TSRUtilityString::removeAllWhitespaceFromString(
     const std::optional<std::string>& string) {
   if (!string) return std::nullopt;
-  const icu::RegexPattern* pattern = WhitespacePattern();
-  if (!pattern) return string;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString input = icu::UnicodeString::fromUTF8(*string);
-  std::unique_ptr<icu::RegexMatcher> matcher(pattern->matcher(input, status));
-  if (U_FAILURE(status)) return string;
-  icu::UnicodeString replaced = matcher->replaceAll(icu::UnicodeString(), status);
-  if (U_FAILURE(status)) return string;
+  // As the expression engine reads its input: malformed sequences stay, as
+  // U+FFFD.
+  std::string repaired = ReplaceMalformedUtf8(*string);
   std::string out;
-  replaced.toUTF8String(out);
+  out.reserve(repaired.size());
+  const auto* s = reinterpret_cast<const uint8_t*>(repaired.data());
+  const int32_t length = static_cast<int32_t>(repaired.size());
+  for (int32_t i = 0; i < length;) {
+    const int32_t begin = i;
+    UChar32 c;
+    U8_NEXT(s, i, length, c);
+    if (!IsUnicodeWhiteSpace(static_cast<char32_t>(c))) out.append(repaired, static_cast<std::size_t>(begin), static_cast<std::size_t>(i - begin));
+  }
   return out;
 }
 
 bool TSRUtilityString::onlyAlphaNumericCharsInString(const std::optional<std::string>& string) {
   if (!string || string->empty()) return true;
-  const icu::RegexPattern* pattern = AlphaNumericPattern();
-  if (!pattern) return false;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString input = icu::UnicodeString::fromUTF8(*string);
-  std::unique_ptr<icu::RegexMatcher> matcher(pattern->matcher(input, status));
-  if (U_FAILURE(status)) return false;
-  // Anchored at the start, the expression can match at most once.
-  bool found = matcher->find(status);
-  return U_SUCCESS(status) && found;
+  const std::string_view text(*string);
+  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+  const int32_t length = static_cast<int32_t>(WithoutFinalLineTerminator(text));
+  for (int32_t i = 0; i < length;) {
+    UChar32 c;
+    U8_NEXT(s, i, length, c);
+    // Case-insensitive matching folds U+017F (long s) to "s" and U+212A
+    // (Kelvin sign) to "k"; nothing else outside ASCII folds into the set.
+    if (c < 0 || !(IsAsciiAlphaNumeric(static_cast<char32_t>(c)) || c == 0x017F || c == 0x212A)) return false;
+  }
+  return true;
 }
 
 std::string TSRUtilityString::stringFromData(std::string_view data) {
@@ -100,9 +95,23 @@ std::optional<std::string> TSRUtilityString::stringFromPushPlatform(int platform
 int TSRUtilityString::pushPlatformFromString(const std::optional<std::string>& string) {
   if (!string) return -1;
   // Full Unicode upper-casing, locale-independent, as the platform's
-  // upper-cased string is.
-  std::string upper;
-  icu::UnicodeString::fromUTF8(*string).toUpper(icu::Locale::getRoot()).toUTF8String(upper);
+  // upper-cased string is ("apn\u017F" is "APNS"). ASCII needs no tables.
+  std::string upper = *string;
+  if (std::all_of(upper.begin(), upper.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    for (char& c : upper) {
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
+  } else {
+    if (!platform::unicodeAvailable()) return -1;
+    std::u16string text = Utf16FromUtf8(*string);
+    std::u16string upperText(text.size() * 3 + 1, u'\0');
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = platform::unicode().u_strToUpper(upperText.data(), static_cast<int32_t>(upperText.size()), text.data(),
+                                                      static_cast<int32_t>(text.size()), "", &status);
+    if (U_FAILURE(status)) return -1;
+    upperText.resize(static_cast<std::size_t>(length));
+    upper = Utf8FromUtf16(upperText);
+  }
   for (int platform = 0; platform <= 2; ++platform) {
     if (upper == *stringFromPushPlatform(platform)) return platform;
   }

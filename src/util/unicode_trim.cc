@@ -2,17 +2,15 @@
 
 #include <algorithm>
 
-#include <unicode/uchar.h>
 #include <unicode/utf8.h>
+
+#include "util/utf8_text.h"
 
 namespace tessarin {
 namespace {
 
-bool IsTrimmable(UChar32 c) {
-  // White_Space covers the separators, tab, the line and paragraph breaks
-  // and U+0085; invalid sequences are never trimmed.
-  return c >= 0 && u_hasBinaryProperty(c, UCHAR_WHITE_SPACE);
-}
+// Invalid sequences are never trimmed.
+bool IsTrimmable(UChar32 c) { return c >= 0 && IsUnicodeWhiteSpace(static_cast<char32_t>(c)); }
 
 }  // namespace
 
@@ -27,13 +25,13 @@ std::string TrimWhitespaceAndNewlines(std::string_view text) {
     if (!IsTrimmable(c)) break;
     begin = next;
   }
-  int32_t end = length;
-  while (end > begin) {
-    int32_t previous = end;
+  // Read forwards (ICU's backward decoding is not header-only): the end is
+  // just after the last character that is kept.
+  int32_t end = begin;
+  for (int32_t i = begin; i < length;) {
     UChar32 c;
-    U8_PREV(s, begin, previous, c);
-    if (!IsTrimmable(c)) break;
-    end = previous;
+    U8_NEXT(s, i, length, c);
+    if (!IsTrimmable(c)) end = i;
   }
   return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }

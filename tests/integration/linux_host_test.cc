@@ -123,8 +123,10 @@ TEST_F(LinuxHostTest, EventsOfAKilledProcessAreDeliveredAfterTheNextStart) {
   auto deliverer = Probe("deliver", port);
   Json result = Line(*deliverer, "drained", 30s);
   EXPECT_EQ(result["drained"], true) << result.dump();
-  // Nothing was drawn, so the drawing libraries were never loaded.
+  // Nothing was drawn and no JSONPath condition ran, so neither the drawing
+  // libraries nor ICU were loaded.
   EXPECT_EQ(result["drawingLoaded"], false);
+  EXPECT_EQ(result["unicodeLoaded"], false);
   EXPECT_EQ(deliverer->wait(10s), 0);
   auto counts = ActionCounts();
   int missing = 0, duplicates = 0;

@@ -24,6 +24,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -183,11 +184,14 @@ int Record(int port, int count) {
   for (;;) pause();
 }
 
-// Whether Cairo or Pango is mapped into this process.
-bool DrawingLibrariesLoaded() {
+// Whether a library whose file name starts with one of `names` is mapped
+// into this process.
+bool Mapped(std::initializer_list<const char*> names) {
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
-    if (line.find("/libcairo") != std::string::npos || line.find("/libpango") != std::string::npos) return true;
+    for (const char* name : names) {
+      if (line.find(name) != std::string::npos) return true;
+    }
   }
   return false;
 }
@@ -198,7 +202,8 @@ int Deliver(int port) {
   bool drained = WaitFor([&] { return Loaded(sdk) && sdk->flush(1); }, 20);
   Print({{"drained", drained},
          {"diagnostics", sdk->eventDiagnostics().description()},
-         {"drawingLoaded", DrawingLibrariesLoaded()}});
+         {"drawingLoaded", Mapped({"/libcairo", "/libpango"})},
+         {"unicodeLoaded", Mapped({"/libicu"})}});
   return 0;
 }
 

@@ -61,6 +61,8 @@ TEST(StringPushPlatform, NamesAndTheirInverse) {
   EXPECT_EQ(TSRUtilityString::stringFromPushPlatform(1), "APNS_SANDBOX");
   EXPECT_EQ(TSRUtilityString::stringFromPushPlatform(3), std::nullopt);
   EXPECT_EQ(TSRUtilityString::pushPlatformFromString("apns_Sandbox"), 1);
+  // Full upper-casing: a long s is an "S".
+  EXPECT_EQ(TSRUtilityString::pushPlatformFromString("apn\xC5\xBF"), 0);
   EXPECT_EQ(TSRUtilityString::pushPlatformFromString("APNS "), -1);
   EXPECT_EQ(TSRUtilityString::pushPlatformFromString(std::nullopt), -1);
 }

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -28,6 +29,14 @@ constexpr unsigned kHardwareRawIp = 519;
 #endif
 
 constexpr std::size_t kReceiveBufferBytes = 64 * 1024;
+
+// Room for the largest part of a dump the kernel may send, aligned for the
+// headers. Left uninitialised: the kernel writes only what it sends, a few
+// hundred bytes a message, so the rest never becomes resident.
+using ReceiveBuffer = std::unique_ptr<std::uint32_t[]>;
+ReceiveBuffer MakeReceiveBuffer() {
+  return std::make_unique_for_overwrite<std::uint32_t[]>(kReceiveBufferBytes / sizeof(std::uint32_t));
+}
 
 std::atomic<std::uint32_t> next_sequence{1};
 
@@ -74,14 +83,14 @@ bool Transact(int fd, nlmsghdr* request, const std::function<void(const nlmsghdr
     return false;
   }
   const bool dump = request->nlmsg_flags & NLM_F_DUMP;
-  std::vector<std::uint32_t> buffer(kReceiveBufferBytes / sizeof(std::uint32_t));  // aligned for the headers
+  ReceiveBuffer buffer = MakeReceiveBuffer();
   for (;;) {
-    ssize_t length = recv(fd, buffer.data(), kReceiveBufferBytes, 0);
+    ssize_t length = recv(fd, buffer.get(), kReceiveBufferBytes, 0);
     if (length < 0) {
       if (errno == EINTR) continue;
       return false;
     }
-    for (auto* header = reinterpret_cast<nlmsghdr*>(buffer.data()); NLMSG_OK(header, length);
+    for (auto* header = reinterpret_cast<nlmsghdr*>(buffer.get()); NLMSG_OK(header, length);
          header = NLMSG_NEXT(header, length)) {
       if (header->nlmsg_seq != request->nlmsg_seq) continue;
       if (header->nlmsg_type == NLMSG_DONE) return true;
@@ -283,7 +292,7 @@ void RtnetlinkReachability::Listen(int netlink_fd, int wake_fd) {
   };
 
   recompute();
-  std::vector<std::uint32_t> buffer(kReceiveBufferBytes / sizeof(std::uint32_t));
+  ReceiveBuffer buffer = MakeReceiveBuffer();
   for (;;) {
     pollfd watched[2] = {{netlink_fd, POLLIN, 0}, {wake_fd, POLLIN, 0}};
     if (poll(watched, 2, -1) < 0) {
@@ -299,7 +308,7 @@ void RtnetlinkReachability::Listen(int netlink_fd, int wake_fd) {
     // read the table once for all of it.
     bool changed = false;
     for (;;) {
-      ssize_t length = recv(netlink_fd, buffer.data(), kReceiveBufferBytes, MSG_DONTWAIT);
+      ssize_t length = recv(netlink_fd, buffer.get(), kReceiveBufferBytes, MSG_DONTWAIT);
       if (length < 0) {
         if (errno == EINTR) continue;
         // The kernel dropped announcements it had no room for: some change
@@ -307,7 +316,7 @@ void RtnetlinkReachability::Listen(int netlink_fd, int wake_fd) {
         if (errno == ENOBUFS) changed = true;
         break;
       }
-      for (auto* header = reinterpret_cast<nlmsghdr*>(buffer.data()); NLMSG_OK(header, length);
+      for (auto* header = reinterpret_cast<nlmsghdr*>(buffer.get()); NLMSG_OK(header, length);
            header = NLMSG_NEXT(header, length)) {
         changed = changed || AnnouncesChange(header);
       }
