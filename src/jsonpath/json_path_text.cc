@@ -62,7 +62,6 @@ std::unique_ptr<const Regex> Regex::Compile(std::u16string_view pattern, uint32_
   }
   UErrorCode status = U_ZERO_ERROR;
   UParseError parseError{};
-  parseError.offset = -1;
   URegularExpression* compiled =
       unicode().uregex_open(pattern.data(), static_cast<int32_t>(pattern.size()), flags, &parseError, &status);
   if (U_FAILURE(status)) {
