@@ -1,7 +1,5 @@
 #include "jsonpath/json_path_text.h"
 
-#include <unicode/utf8.h>
-
 #include <climits>
 
 #include "platform/unicode_library.h"
@@ -36,16 +34,15 @@ bool Matches(const Regex* regex, std::string_view text) { return regex && TestSt
 // The text's code points one by one: characters as best they can be told
 // apart without ICU's break rules.
 std::vector<std::string> CodePoints(std::string_view text) {
-  const std::string repaired = ReplaceMalformedUtf8(text);
-  const auto* s = reinterpret_cast<const uint8_t*>(repaired.data());
-  const int32_t length = static_cast<int32_t>(repaired.size());
   std::vector<std::string> characters;
-  for (int32_t i = 0; i < length;) {
-    const int32_t begin = i;
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    characters.push_back(repaired.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(i - begin)));
-  }
+  ForEachCharacter(text, [&](char32_t c, std::size_t begin, std::size_t end, bool malformed) {
+    characters.emplace_back();
+    if (malformed) {
+      AppendUtf8(characters.back(), c);
+    } else {
+      characters.back() = text.substr(begin, end - begin);
+    }
+  });
   return characters;
 }
 

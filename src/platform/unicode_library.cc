@@ -1,10 +1,6 @@
 #include "platform/unicode_library.h"
 
-#include <dlfcn.h>
-
-#include <string>
-
-#include "platform/system_log.h"
+#include "platform/shared_library.h"
 
 namespace tessarin::platform {
 
@@ -24,35 +20,19 @@ struct LoadedUnicodeLibrary {
   bool available = false;
 };
 
-void reportUnicodeUnavailable(const std::string& why) {
-  LogRecord record;
-  record.fromLogCall = false;
-  record.message = "Tessarin: no regular expressions or Unicode tables, " + why;
-  record.text = record.message;
-  WriteSystemLog(record);
-}
-
 LoadedUnicodeLibrary loadUnicodeLibrary() {
   LoadedUnicodeLibrary loaded;
-  // Never closed: compiled expressions are kept for the life of the process.
-  void* handle = dlopen(kUnicodeLibraryName, RTLD_NOW | RTLD_LOCAL);
-  if (!handle) {
-    const char* error = dlerror();
-    reportUnicodeUnavailable(error ? error : kUnicodeLibraryName);
-    return loaded;
-  }
-  const char* missing = nullptr;
+  loaded.available = OpenSharedLibrary(
+      kUnicodeLibraryName, "Tessarin: no regular expressions or Unicode tables, ", [&](void* handle) {
+        const char* missing = nullptr;
 #define TESSARIN_UNICODE_RESOLVE(name)                                                                    \
   loaded.functions.name =                                                                                 \
-      reinterpret_cast<decltype(&::name)>(dlsym(handle, TESSARIN_UNICODE_EXPANDED_TEXT(name)));           \
+      reinterpret_cast<decltype(&::name)>(FindSymbol(handle, TESSARIN_UNICODE_EXPANDED_TEXT(name)));      \
   if (!loaded.functions.name && !missing) missing = TESSARIN_UNICODE_EXPANDED_TEXT(name);
-  TESSARIN_UNICODE_FUNCTIONS(TESSARIN_UNICODE_RESOLVE)
+        TESSARIN_UNICODE_FUNCTIONS(TESSARIN_UNICODE_RESOLVE)
 #undef TESSARIN_UNICODE_RESOLVE
-  if (missing) {
-    reportUnicodeUnavailable(std::string(kUnicodeLibraryName) + " has no " + missing);
-    return loaded;
-  }
-  loaded.available = true;
+        return missing;
+      });
   return loaded;
 }
 

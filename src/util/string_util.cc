@@ -1,7 +1,5 @@
 #include "util/string_util.h"
 
-#include <unicode/utf8.h>
-
 #include <algorithm>
 #include <cstdint>
 
@@ -41,35 +39,32 @@ std::optional<std::string> TSRUtilityString::trimString(const std::optional<std:
 std::optional<std::string> TSRUtilityString::removeAllWhitespaceFromString(
     const std::optional<std::string>& string) {
   if (!string) return std::nullopt;
-  // As the expression engine reads its input: malformed sequences stay, as
-  // U+FFFD.
-  std::string repaired = ReplaceMalformedUtf8(*string);
+  // As the expression engine reads its input: a malformed sequence stays,
+  // as U+FFFD.
   std::string out;
-  out.reserve(repaired.size());
-  const auto* s = reinterpret_cast<const uint8_t*>(repaired.data());
-  const int32_t length = static_cast<int32_t>(repaired.size());
-  for (int32_t i = 0; i < length;) {
-    const int32_t begin = i;
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    if (!IsUnicodeWhiteSpace(static_cast<char32_t>(c))) out.append(repaired, static_cast<std::size_t>(begin), static_cast<std::size_t>(i - begin));
-  }
+  out.reserve(string->size());
+  ForEachCharacter(*string, [&](char32_t c, std::size_t begin, std::size_t end, bool malformed) {
+    if (malformed) {
+      AppendUtf8(out, c);
+    } else if (!IsUnicodeWhiteSpace(c)) {
+      out.append(*string, begin, end - begin);
+    }
+  });
   return out;
 }
 
 bool TSRUtilityString::onlyAlphaNumericCharsInString(const std::optional<std::string>& string) {
   if (!string || string->empty()) return true;
   const std::string_view text(*string);
-  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-  const int32_t length = static_cast<int32_t>(WithoutFinalLineTerminator(text));
-  for (int32_t i = 0; i < length;) {
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    // Case-insensitive matching folds U+017F (long s) to "s" and U+212A
-    // (Kelvin sign) to "k"; nothing else outside ASCII folds into the set.
-    if (c < 0 || !(IsAsciiAlphaNumeric(static_cast<char32_t>(c)) || c == 0x017F || c == 0x212A)) return false;
-  }
-  return true;
+  bool only = true;
+  ForEachCharacter(text.substr(0, WithoutFinalLineTerminator(text)),
+                   [&](char32_t c, std::size_t, std::size_t, bool malformed) {
+                     // Case-insensitive matching folds U+017F (long s) to "s"
+                     // and U+212A (Kelvin sign) to "k"; nothing else outside
+                     // ASCII folds into the set.
+                     only = only && !malformed && (IsAsciiAlphaNumeric(c) || c == 0x017F || c == 0x212A);
+                   });
+  return only;
 }
 
 std::string TSRUtilityString::stringFromData(std::string_view data) {

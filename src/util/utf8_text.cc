@@ -17,19 +17,7 @@ bool IsAscii(std::string_view text) {
   return true;
 }
 
-// Calls `each(codePoint, begin, end)` for every character of `text`, with
-// the byte range it came from; malformed sequences arrive as U+FFFD.
-template <typename Each>
-void ForEachCodePoint(std::string_view text, Each&& each) {
-  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-  const int32_t length = static_cast<int32_t>(text.size());
-  for (int32_t i = 0; i < length;) {
-    const int32_t begin = i;
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    each(c < 0 ? kReplacement : static_cast<char32_t>(c), begin, i, c < 0);
-  }
-}
+}  // namespace
 
 void AppendUtf8(std::string& out, char32_t c) {
   uint8_t bytes[U8_MAX_LENGTH];
@@ -37,8 +25,6 @@ void AppendUtf8(std::string& out, char32_t c) {
   U8_APPEND_UNSAFE(bytes, length, c);
   out.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
 }
-
-}  // namespace
 
 bool IsUnicodeWhiteSpace(char32_t c) {
   if (c <= 0x20) return c == 0x20 || (c >= 0x09 && c <= 0x0D);
@@ -54,11 +40,11 @@ std::string ReplaceMalformedUtf8(std::string_view text) {
   if (IsAscii(text)) return std::string(text);
   std::string out;
   out.reserve(text.size());
-  ForEachCodePoint(text, [&](char32_t c, int32_t begin, int32_t end, bool malformed) {
+  ForEachCharacter(text, [&](char32_t c, std::size_t begin, std::size_t end, bool malformed) {
     if (malformed) {
       AppendUtf8(out, c);
     } else {
-      out.append(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+      out.append(text.substr(begin, end - begin));
     }
   });
   return out;
@@ -67,7 +53,7 @@ std::string ReplaceMalformedUtf8(std::string_view text) {
 std::u16string Utf16FromUtf8(std::string_view text) {
   std::u16string out;
   out.reserve(text.size());
-  ForEachCodePoint(text, [&](char32_t c, int32_t, int32_t, bool) {
+  ForEachCharacter(text, [&](char32_t c, std::size_t, std::size_t, bool) {
     if (c <= 0xFFFF) {
       out.push_back(static_cast<char16_t>(c));
     } else {

@@ -1,10 +1,6 @@
 #include "platform/ui/drawing_library.h"
 
-#include <dlfcn.h>
-
-#include <string>
-
-#include "platform/system_log.h"
+#include "platform/shared_library.h"
 
 namespace tessarin::platform::ui {
 
@@ -19,34 +15,17 @@ struct LoadedDrawingLibrary {
   bool available = false;
 };
 
-void reportDrawingUnavailable(const std::string& why) {
-  LogRecord record;
-  record.fromLogCall = false;
-  record.message = "Tessarin: nothing can be drawn, " + why;
-  record.text = record.message;
-  WriteSystemLog(record);
-}
-
 LoadedDrawingLibrary loadDrawingLibrary() {
   LoadedDrawingLibrary loaded;
-  // Never closed: the font map and any context live as long as the process.
-  void* handle = dlopen(kDrawingLibraryName, RTLD_NOW | RTLD_LOCAL);
-  if (!handle) {
-    const char* error = dlerror();
-    reportDrawingUnavailable(error ? error : kDrawingLibraryName);
-    return loaded;
-  }
-  const char* missing = nullptr;
-#define TESSARIN_DRAWING_RESOLVE(name)                                               \
-  loaded.functions.name = reinterpret_cast<decltype(&::name)>(dlsym(handle, #name)); \
+  loaded.available = OpenSharedLibrary(kDrawingLibraryName, "Tessarin: nothing can be drawn, ", [&](void* handle) {
+    const char* missing = nullptr;
+#define TESSARIN_DRAWING_RESOLVE(name)                                                           \
+  loaded.functions.name = reinterpret_cast<decltype(&::name)>(FindSymbol(handle, #name));        \
   if (!loaded.functions.name && !missing) missing = #name;
-  TESSARIN_DRAWING_FUNCTIONS(TESSARIN_DRAWING_RESOLVE)
+    TESSARIN_DRAWING_FUNCTIONS(TESSARIN_DRAWING_RESOLVE)
 #undef TESSARIN_DRAWING_RESOLVE
-  if (missing) {
-    reportDrawingUnavailable(std::string(kDrawingLibraryName) + " has no " + missing);
-    return loaded;
-  }
-  loaded.available = true;
+    return missing;
+  });
   return loaded;
 }
 
