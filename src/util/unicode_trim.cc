@@ -7,33 +7,18 @@
 #include "util/utf8_text.h"
 
 namespace tessarin {
-namespace {
-
-// Invalid sequences are never trimmed.
-bool IsTrimmable(UChar32 c) { return c >= 0 && IsUnicodeWhiteSpace(static_cast<char32_t>(c)); }
-
-}  // namespace
 
 std::string TrimWhitespaceAndNewlines(std::string_view text) {
-  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-  int32_t length = static_cast<int32_t>(text.size());
-  int32_t begin = 0;
-  while (begin < length) {
-    int32_t next = begin;
-    UChar32 c;
-    U8_NEXT(s, next, length, c);
-    if (!IsTrimmable(c)) break;
-    begin = next;
-  }
-  // Read forwards (ICU's backward decoding is not header-only): the end is
-  // just after the last character that is kept.
-  int32_t end = begin;
-  for (int32_t i = begin; i < length;) {
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    if (!IsTrimmable(c)) end = i;
-  }
-  return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+  // What is kept runs from the first character that is not white space to
+  // the end of the last; a malformed sequence is never trimmed.
+  std::size_t begin = text.size(), end = 0;
+  ForEachCharacter(text, [&](char32_t c, std::size_t from, std::size_t to, bool malformed) {
+    if (malformed || !IsUnicodeWhiteSpace(c)) {
+      begin = std::min(begin, from);
+      end = to;
+    }
+  });
+  return begin < end ? std::string(text.substr(begin, end - begin)) : std::string();
 }
 
 std::size_t Utf16Length(std::string_view text) {
@@ -42,14 +27,8 @@ std::size_t Utf16Length(std::string_view text) {
   if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
     return text.size();
   }
-  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-  int32_t length = static_cast<int32_t>(text.size());
   std::size_t units = 0;
-  for (int32_t i = 0; i < length;) {
-    UChar32 c;
-    U8_NEXT(s, i, length, c);
-    units += (c > 0xFFFF) ? 2 : 1;
-  }
+  ForEachCharacter(text, [&](char32_t c, std::size_t, std::size_t, bool) { units += (c > 0xFFFF) ? 2 : 1; });
   return units;
 }
 
