@@ -28,7 +28,6 @@
 #include <fstream>
 #include <initializer_list>
 #include <map>
-#include <sstream>
 #include <cctype>
 #include <memory>
 #include <string>
@@ -209,23 +208,18 @@ double ProcessCpuMillis() {
 }
 
 // CPU time so far of each of this process's threads, by name, in
-// milliseconds (threads of one name summed).
+// milliseconds (threads of one name summed), from the scheduler's own
+// count in nanoseconds: the clock ticks of /proc/.../stat are too coarse
+// to tell two builds apart.
 std::map<std::string, double> ThreadCpuMillis() {
   std::map<std::string, double> millis;
-  const double tick = 1e3 / static_cast<double>(sysconf(_SC_CLK_TCK));
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream stat(task.path() / "stat");
-    std::string line;
-    std::getline(stat, line);
-    auto open = line.find('('), close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos) continue;
-    // After the name: state, then 10 fields before utime and stime.
-    std::istringstream rest(line.substr(close + 2));
-    std::string field;
-    for (int i = 0; i < 11; ++i) rest >> field;
-    unsigned long user = 0, system = 0;
-    rest >> user >> system;
-    millis[line.substr(open + 1, close - open - 1)] += static_cast<double>(user + system) * tick;
+    std::ifstream comm(task.path() / "comm");
+    std::ifstream schedstat(task.path() / "schedstat");
+    std::string name;
+    unsigned long long nanos = 0;
+    if (!std::getline(comm, name) || !(schedstat >> nanos)) continue;
+    millis[name] += static_cast<double>(nanos) / 1e6;
   }
   return millis;
 }
@@ -286,7 +280,7 @@ void BM_HostEndToEnd(benchmark::State& state) {
   if (std::getenv("TESSARIN_BENCH_THREADS")) {
     for (auto& [name, millis] : ThreadCpuMillis()) {
       double spent = millis - threadsBefore[name];
-      if (spent > 0) std::fprintf(stderr, "%8.2f us/event  %s\n", spent * 1e3 / delivered, name.c_str());
+      if (spent > 0.001) std::fprintf(stderr, "%8.2f us/event  %s\n", spent * 1e3 / delivered, name.c_str());
     }
   }
 }

@@ -14,6 +14,7 @@
 #include "util/date_time_util.h"
 #include "util/json_dispose.h"
 #include "util/json_util.h"
+#include "util/json_writer.h"
 #include "util/environment.h"
 #include "util/networking.h"
 #include "util/persistence.h"
@@ -245,10 +246,16 @@ void TSRQueuedEventSender::addArrivalOnQueue(QueuedEvent entry) {
 }
 
 std::optional<TSRQueuedEventSender::QueuedEvent> TSRQueuedEventSender::Entry(const Json& event) {
-  // Logged when it fails (a number JSON cannot write, text that is not UTF-8).
-  std::optional<std::string> json = TSRUtilityJSON::stringFromJSON(event);
-  if (!json) return std::nullopt;
-  return QueuedEvent{std::move(*json), estimateSizeOfEvent(event), 0};
+  // The fast writer takes nearly every record. What it declines (text that
+  // is not UTF-8, a number JSON cannot write) goes to the general writer,
+  // which repairs the text or refuses the record with its log line.
+  std::string json;
+  if (!event.is_object() || !AppendCompactJson(event, &json)) {
+    std::optional<std::string> written = TSRUtilityJSON::stringFromJSON(event);
+    if (!written) return std::nullopt;
+    json = std::move(*written);
+  }
+  return QueuedEvent{std::move(json), estimateSizeOfEvent(event), 0};
 }
 
 void TSRQueuedEventSender::enqueueEventsWithoutTriggeringSend(std::vector<QueuedEvent> events) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -174,6 +175,9 @@ bool JsonTextWriter::Value(const Json& value) {
       PutInteger(value.get<std::uint64_t>());
       return true;
     case Json::value_t::number_float:
+      // JSON has no form for these; the general writer decides what
+      // becomes of them.
+      if (!std::isfinite(value.get<double>())) return false;
       // The general writer's number format (shortest round trip, ".0" on
       // whole numbers, its exponent style) is kept by letting it write.
       Put(value.dump());

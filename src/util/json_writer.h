@@ -49,7 +49,8 @@ class JsonTextWriter {
     d[key.size() + 2] = ':';
     used_ += key.size() + 3;
   }
-  // Any value, as Json::dump() writes it; false as String is.
+  // Any value, as Json::dump() writes it; false as String is, and for a
+  // number that is not finite.
   bool Value(const Json& value);
 
   // How much of the string is text so far; a position for Written.
@@ -81,7 +82,7 @@ class JsonTextWriter {
 
 // Appends the compact text of `value` to `out` and answers true; answers
 // false, with `out` in an unspecified state, when a string or key is not
-// well-formed UTF-8.
+// well-formed UTF-8 or a number is not finite.
 bool AppendCompactJson(const Json& value, std::string* out);
 
 // The compact text as Json::dump() writes it, strict about UTF-8 (throws

@@ -1,9 +1,11 @@
 #include "transport/queued_event_sender.h"
 
+#include <limits>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <set>
 #include <string>
@@ -97,6 +99,28 @@ TEST_F(QueuedEventSenderTest, ANullEventIsReportedOnMainAndNothingIsQueued) {
   EXPECT_EQ(failures[0].error.failureReason, "There must be at least one event to send.");
   EXPECT_TRUE(failures[0].onMain);
   EXPECT_EQ(queue->eventQueueCount(), 0u);
+}
+
+TEST_F(QueuedEventSenderTest, ARecordJsonCannotHoldIsRefusedAndMalformedTextIsRepaired) {
+  auto queue = Make();
+  Json notFinite = Event(1);
+  notFinite["price"] = std::numeric_limits<double>::quiet_NaN();
+  queue->addEvent(notFinite);
+  Json malformed = Event(2);
+  malformed["name"] = "caf\xC3";
+  queue->addEvent(malformed);
+  Json fine = Event(3);
+  fine["price"] = 2.5;
+  queue->addEvent(fine);
+  sim->runUntilIdle();
+
+  EXPECT_EQ(log.countContaining("JSON: Couldn't serialize, not valid object/array:"), 1);
+  EXPECT_EQ(Counts().droppedRejected, 1u);
+  Json queued = queue->eventQueueCopy();
+  EXPECT_EQ(Ids(queued), (std::vector<int>{2, 3}));
+  // Text that is not UTF-8 is sent with the malformed bytes replaced.
+  EXPECT_EQ(queued[0]["name"], "caf\xEF\xBF\xBD");
+  EXPECT_EQ(queued[1]["price"], 2.5);
 }
 
 TEST_F(QueuedEventSenderTest, SingleEventLimitAndTheOfferedCount) {
