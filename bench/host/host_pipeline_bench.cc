@@ -239,7 +239,10 @@ void RecordAndDrain(benchmark::State& state, App& app, long events, std::vector<
     sdk->sendAction("Bench Action", "Global", std::move(fields));
     callNanos.push_back(std::chrono::duration<double, std::nano>(Clock::now() - begin).count());
   }
-  if (!bench::WaitForSettled(app.sdk, settledBefore + static_cast<std::uint64_t>(events), 120)) {
+  // Waits as an app would, asleep until the SDK says the queue is empty:
+  // polling the counters would take a core's share from the pipeline.
+  app.sdk->flush(120);
+  if (!bench::WaitForSettled(app.sdk, settledBefore + static_cast<std::uint64_t>(events), 5)) {
     state.SkipWithError("events were neither all delivered nor dropped");
   }
 }
