@@ -170,15 +170,27 @@ std::optional<std::string> LinuxDevice::LoadOrCreateVendorIdentifier() const {
 }
 
 std::optional<std::string> LinuxDevice::localTimeZoneName() {
+  const char* tz = std::getenv("TZ");
+  const std::string_view tzNow = tz ? tz : "";
+  const auto now = std::chrono::steady_clock::now();
+  std::lock_guard<std::mutex> lock(zone_mutex_);
+  if (zone_known_ && tzNow == zone_tz_ && now - zone_looked_up_ < std::chrono::seconds(1)) return zone_;
+  zone_ = LookUpLocalTimeZone(tzNow);
+  zone_tz_ = tzNow;
+  zone_looked_up_ = now;
+  zone_known_ = true;
+  return zone_;
+}
+
+std::optional<std::string> LinuxDevice::LookUpLocalTimeZone(std::string_view tz) {
   // As the C library finds the zone: TZ (":Zone", "Zone" or a zone file's
   // path), else the zone file /etc/localtime links to; then the name in
   // /etc/timezone. Read from the system's zone files rather than through a
   // time-zone library, which would load its own zone data (megabytes
   // resident) to tell the name of the zone.
-  if (const char* tz = std::getenv("TZ"); tz && *tz) {
-    std::string_view name = tz;
-    if (name.front() == ':') name.remove_prefix(1);
-    return ZoneId(name);
+  if (!tz.empty()) {
+    if (tz.front() == ':') tz.remove_prefix(1);
+    return ZoneId(tz);
   }
   char target[PATH_MAX];
   ssize_t length = readlink("/etc/localtime", target, sizeof target - 1);

@@ -9,9 +9,11 @@
 #ifndef TESSARIN_PLATFORM_LINUX_LINUX_DEVICE_H_
 #define TESSARIN_PLATFORM_LINUX_LINUX_DEVICE_H_
 
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/linux_host_options.h"
 #include "platform/platform.h"
@@ -37,8 +39,10 @@ class LinuxDevice : public Device {
   std::string systemVersion() override { return release_; }  // the kernel release
   int userInterfaceIdiom() override { return -1; }
   // The host's zone ID (TZ, else /etc/localtime's zone file, else
-  // /etc/timezone), when the system has that zone; asked afresh each time
-  // so that a change of zone shows in the next event.
+  // /etc/timezone), when the system has that zone. Every batch of events
+  // asks for it, and a lookup costs a readlink and a stat, so an answer is
+  // kept for a second, or until TZ changes: a new zone shows in what is
+  // sent a second later at the latest.
   std::optional<std::string> localTimeZoneName() override;
   std::optional<std::string> advertisingIdentifier() override { return std::nullopt; }
   std::optional<bool> advertisingTrackingEnabled() override { return std::nullopt; }
@@ -48,6 +52,8 @@ class LinuxDevice : public Device {
 
  private:
   std::optional<std::string> LoadOrCreateVendorIdentifier() const;
+  // The zone `tz` (the TZ variable's value, or empty) names.
+  static std::optional<std::string> LookUpLocalTimeZone(std::string_view tz);
 
   const std::string vendor_;
   const std::string data_directory_;
@@ -56,6 +62,12 @@ class LinuxDevice : public Device {
   std::string release_;
   std::mutex mutex_;
   std::optional<std::string> vendor_id_;
+
+  std::mutex zone_mutex_;
+  bool zone_known_ = false;
+  std::optional<std::string> zone_;
+  std::string zone_tz_;  // TZ as it was when zone_ was looked up
+  std::chrono::steady_clock::time_point zone_looked_up_;
 };
 
 }  // namespace tessarin::platform::linux_host
