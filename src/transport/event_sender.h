@@ -45,7 +45,10 @@ class TSREventSender {
   };
   // As sendEvents, but the blocks may run on any thread (the queue hears
   // of its answer without waiting for the main queue, which may be busy
-  // with the app's reports). This one parses the batch and sends it
+  // with the app's reports), and the responses may leave out those that
+  // say nothing to the façade (each an object with no more than a zero
+  // "errorCode" and an empty "campaignResponses"): an answer made only of
+  // those comes as an empty list. This one parses the batch and sends it
   // through sendEvents; a sender that can send the text as it is does so.
   virtual std::string sendEventBatch(EventBatch batch, const std::optional<std::string>& timeZone,
                                      ArraySuccessBlock success, FailureBlock failure) {

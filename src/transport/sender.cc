@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "transport/gzip.h"
+#include "transport/plain_event_responses.h"
 #include "util/config.h"
 #include "util/date_time_util.h"
 #include "util/environment.h"
@@ -405,9 +406,15 @@ std::string TSRSender::SendEventsJson(std::optional<std::string> json, const std
     return uuid;
   }
   sendRequest(jsonRequest(parsed->absoluteString(), std::move(*json), std::move(gzip)), uuid,
-              [succeed, report](const platform::HttpResponse& response, const std::string& body) {
+              [succeed, report, onMain](const platform::HttpResponse& response, const std::string& body) {
                 if (body.empty()) {
                   succeed(response, std::nullopt);
+                  return;
+                }
+                // The queue's batches: responses that say nothing to the
+                // façade are left out rather than built (see event_sender.h).
+                if (!onMain && IsPlainEventResponses(body)) {
+                  succeed(response, Json::array());
                   return;
                 }
                 std::optional<Json> json = TSRUtilityJSON::rawJSONFromData(body);

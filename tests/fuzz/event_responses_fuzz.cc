@@ -12,6 +12,7 @@
 #include "fuzz_support.h"
 #include "fuzz_target.h"
 #include "tessarin/context.h"
+#include "transport/plain_event_responses.h"
 
 namespace tessarin::fuzz {
 namespace {
@@ -20,6 +21,33 @@ namespace {
 // reads any size, but nothing new happens past this one.
 constexpr std::size_t kMaxAnswer = 1 << 20;
 
+// Whether the parsed answer holds nothing for the façade: what the
+// sender's quick recognition of a plain answer must agree with.
+bool SaysNothing(const Json& response) {
+  if (!response.is_object()) return false;
+  for (const auto& [key, value] : response.items()) {
+    if (key == "errorCode") {
+      if (!(value.is_boolean() ? !value.get<bool>() : value.is_number() && value.get<double>() == 0)) return false;
+    } else if (key != "campaignResponses" || !value.is_array() || !value.empty()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// A plain answer, parsed in full, must be one the façade does nothing with.
+void CheckPlainRecognition(std::string_view input) {
+  if (!IsPlainEventResponses(input)) return;
+  Json parsed = Json::parse(input, nullptr, false);
+  bool nothing = parsed.is_array() || parsed.is_object();
+  if (parsed.is_array()) {
+    for (const Json& response : parsed) nothing = nothing && SaysNothing(response);
+  } else {
+    nothing = nothing && SaysNothing(parsed);
+  }
+  if (!nothing) Fail("event_responses", "an answer recognised as plain holds something for the facade");
+}
+
 }  // namespace
 }  // namespace tessarin::fuzz
 
@@ -27,6 +55,7 @@ TESSARIN_FUZZ_TARGET(event_responses) {
   using namespace tessarin;
   using namespace tessarin::fuzz;
   if (input.size() > kMaxAnswer) return;
+  CheckPlainRecognition(input);
 
   SimulatedApp app;
   TessarinImpl& sdk = app.launch();

@@ -201,6 +201,20 @@ TEST_F(SenderTest, EventAnswersThatAreEmptyAnObjectOrNoListAtAll) {
   EXPECT_TRUE(logs.contains("Deserialized unexpended class as event responses: NSString", TSRLogLevelError));
 }
 
+TEST_F(SenderTest, BatchAnswersLeaveOutResponsesThatSayNothingToTheFacade) {
+  auto sender = makeSender();
+  service_->queueEventAnswer(Json::array({{{"campaignResponses", Json::array()}, {"errorCode", 0}}, {{"errorCode", 0}}}));
+  service_->queueEventAnswer(Json::array({{{"errorCode", 0}}, {{"errorCode", 3}}}));
+  for (const Json& expected : {Json::array(), Json::array({{{"errorCode", 0}}, {{"errorCode", 3}}})}) {
+    Result result;
+    sender->sendEventBatch({R"([{"action":"a"}])", 1, ""}, std::nullopt, arraySuccess(result),
+                           failure<TSREventSender>(result));
+    ASSERT_TRUE(sim_->runUntil([&] { return result.calls > 0; }));
+    ASSERT_FALSE(result.error);
+    EXPECT_EQ(result.json, expected);
+  }
+}
+
 TEST_F(SenderTest, ConfigurationIsFetchedThenNotModified) {
   auto modified = std::chrono::system_clock::from_time_t(1767000000);
   service_->setAppConfig("ds", {{"sendDelay", 2}}, modified);
