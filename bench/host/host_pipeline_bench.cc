@@ -279,7 +279,7 @@ void BM_HostEndToEnd(benchmark::State& state) {
   }
   state.counters["peak_rss_MiB"] = PeakRssMiB();
   // TESSARIN_BENCH_THREADS=1: where the app's CPU went, by thread (the
-  // unnamed ones are the app's own and the transport's).
+  // app's own carries the program's name).
   if (std::getenv("TESSARIN_BENCH_THREADS")) {
     for (auto& [name, millis] : ThreadCpuMillis()) {
       double spent = millis - threadsBefore[name];

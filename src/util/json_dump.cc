@@ -2,13 +2,14 @@
 // invalid UTF-8 replaced, but without its per-character escaping machinery
 // for the text that needs none.
 //
-// Every event is written once on its way into the queue, so this runs for
-// each event an app records. Objects, arrays, integers, booleans and null
-// are written here; a string (or key) is copied as it stands when every
-// byte is printable ASCII other than '"' and '\'. Anything else (text with
-// escapes or non-ASCII bytes, floating-point numbers, binary values) is
-// handed to the library for that value alone, so the output never differs
-// from the library's.
+// It writes what the SDK serialises in general (saved files, log lines,
+// the C interface's texts, and the event records the fast writer of
+// json_writer.h declines, whose malformed text it repairs). Objects,
+// arrays, integers, booleans and null are written here; a string (or key)
+// is copied as it stands when every byte is printable ASCII other than '"'
+// and '\'. Anything else (text with escapes or non-ASCII bytes,
+// floating-point numbers, binary values) is handed to the library for that
+// value alone, so the output never differs from the library's.
 #include <charconv>
 #include <string_view>
 
@@ -87,8 +88,8 @@ void Append(const Json& value, std::string& out) {
 
 std::string JsonDump(const Json& value) {
   std::string out;
-  // An event's record is a few hundred bytes: room for one at the start
-  // spares most of the growing.
+  // Most documents written here are a few hundred bytes: room for one at
+  // the start spares most of the growing.
   if (value.is_structured()) out.reserve(512);
   Append(value, out);
   return out;
